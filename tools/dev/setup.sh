@@ -1,0 +1,64 @@
+# ./dev setup [--quiet]: installs the packages of tools/packages/*.txt that are missing.
+
+# wantedPackages: the names in the lists, without comments.
+wantedPackages() { sed 's/#.*//' "$ROOT"/tools/packages/*.txt | awk 'NF { print $1 }' | sort -u; }
+
+# missingPackages: those of them that are not installed.
+missingPackages() {
+  local wanted
+  wanted=$(wantedPackages)
+  # shellcheck disable=SC2086  # one word a package
+  comm -23 <(printf '%s\n' "$wanted") \
+    <(dpkg-query --show --showformat='${db:Status-Status} ${Package}\n' $wanted 2>/dev/null |
+      awk '$1 == "installed" { print $2 }' | sort -u)
+}
+
+# withoutServices COMMAND...: runs it while packages may start no service on this machine.
+withoutServices() {
+  local policy=/usr/sbin/policy-rc.d status=0 made=
+  if [[ ! -e $policy ]]; then
+    made=yes
+    printf '#!/bin/sh\nexit 101\n' >"$policy"
+    chmod 755 "$policy"
+    trap 'rm -f /usr/sbin/policy-rc.d' EXIT
+  fi
+  "$@" || status=$?
+  if [[ -n $made ]]; then
+    rm -f "$policy"
+    trap - EXIT
+  fi
+  return "$status"
+}
+
+# apt COMMAND...: apt-get that asks nothing and waits for another one to finish.
+apt() {
+  DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 \
+    -o Dpkg::Options::=--force-confdef -o Dpkg::Options::=--force-confold "$@" >"$log" 2>&1 && return 0
+  local status=$?
+  tail -n 20 "$log" >&2
+  return "$status"
+}
+
+run() {
+  local quiet='' missing log
+  case ${1:-} in
+    '') ;;
+    --quiet) quiet=yes ;;
+    *) die "setup: unknown argument '$1' (only --quiet is known)" ;;
+  esac
+  command -v apt-get dpkg-query >/dev/null || die "setup: this is no Debian; install what tools/packages/*.txt lists"
+  missing=$(missingPackages)
+  if [[ -z $missing ]]; then
+    [[ -n $quiet ]] || say "setup: every package is there"
+    return 0
+  fi
+  say "setup: missing:" $missing
+  ((EUID == 0)) || die "setup: installing them needs root: run 'sudo ./dev setup'"
+  log=$(mktemp)
+  timed "setup: read the package lists" apt update
+  # shellcheck disable=SC2086  # one word a package
+  timed "setup: install $(wc -w <<<"$missing") packages" withoutServices apt install -y --no-install-recommends $missing
+  rm -f "$log"
+  missing=$(missingPackages)
+  [[ -z $missing ]] || die "setup: still missing:" $missing
+}
