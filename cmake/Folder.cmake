@@ -1,0 +1,34 @@
+# One target for each source folder: the link lists are the layer rules, so a wrong arrow does not link.
+
+# joinscope_folder(NAME SOURCES a.cpp ... USES target ...)
+function(joinscope_folder name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${ARG_USES})
+endfunction()
+
+# joinscope_test(NAME SOURCES a_test.cpp ... USES target ... [LABELS label ...])
+function(joinscope_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_USES} GTest::gmock GTest::gtest_main)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  if(NOT ARG_LABELS)
+    set(ARG_LABELS unit)
+  endif()
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES LABELS "${ARG_LABELS}" TIMEOUT 300)
+endfunction()
+
+# joinscope_fuzzer(NAME SOURCES a_fuzzer.cpp USES target ...): corpus in fuzz/corpus/NAME
+function(joinscope_fuzzer name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;USES" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE ${ARG_USES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  add_test(NAME ${name} COMMAND ${name} -runs=20000 -max_total_time=20
+           ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
+  set_tests_properties(${name} PROPERTIES LABELS fuzz TIMEOUT 120)
+endfunction()

@@ -1,0 +1,40 @@
+# Language level, warnings and hardening that every target of the project shares.
+option(JOINSCOPE_WERROR "Treat warnings as errors" ON)
+option(JOINSCOPE_FUZZ "Build the libFuzzer targets (clang only)" OFF)
+option(JOINSCOPE_BENCH "Build the benchmarks" OFF)
+set(JOINSCOPE_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+
+find_program(CCACHE ccache)
+if(CCACHE)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE})
+endif()
+
+add_compile_options(
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough -Wundef)
+if(JOINSCOPE_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+if(JOINSCOPE_SANITIZE)
+  add_compile_options(-fsanitize=${JOINSCOPE_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${JOINSCOPE_SANITIZE})
+  if(NOT JOINSCOPE_SANITIZE MATCHES "thread")
+    add_compile_options(-fno-sanitize-recover=all)
+  endif()
+endif()
+
+if(CMAKE_BUILD_TYPE STREQUAL "Debug")
+  add_compile_definitions(_GLIBCXX_ASSERTIONS)
+else()
+  add_compile_options(-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong)
+  add_link_options(-Wl,-z,relro,-z,now)
+endif()
+add_link_options(-pie -Wl,--as-needed)

@@ -1,0 +1,51 @@
+// Named loggers over spdlog. The command's records go to syslog, the daemon's to its file; never to standard
+// output or standard error, which belong to the reports.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+#include <source_location>
+#include <string>
+
+namespace tolk {
+
+class Properties;
+
+/// Severity of a record; the numbers are those of the configuration file.
+enum class LogLevel { trace = 0, debug = 1, info = 2, warning = 3, error = 4 };
+
+/// Names the place a record comes from when it is not the calling line itself.
+struct LogSource {
+  const char* file;
+  const char* function;
+  unsigned line = 0;
+};
+
+/// A named logger. Records below the root level of the configuration are dropped before they are formatted.
+class Logger {
+ public:
+  explicit Logger(std::string name);
+
+  /// The calling thread's logger of that name; made at the first call and kept for the thread's life.
+  static Logger& GetThreadPrivateLogger(const std::string& name);
+
+  /// Applies the property PN::ROOT_LOGGER_NAME ("TRACE", "DEBUG", "INFO", "WARN", "ERROR", any case) to all loggers.
+  static void ReconfigureLevels(const Properties& properties);
+
+  [[nodiscard]] static bool enabled(LogLevel level) noexcept;
+
+  /// Writes one record with source file, line and function. Never throws; a record that cannot be written is lost.
+  void log(LogLevel level, const std::string& text,
+           std::source_location where = std::source_location::current()) const noexcept;
+  void log(LogLevel level, const std::string& text, const LogSource& where) const noexcept;
+
+ private:
+  std::string name_;
+};
+
+/// Where all records go from now on.
+enum class LogSink { syslog, file };
+
+/// Chooses the sink once, at start of a program. `target` is the syslog identity or the file's path.
+void openLog(LogSink sink, const std::string& target);
+
+}  // namespace tolk

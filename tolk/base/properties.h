@@ -1,0 +1,68 @@
+// Parsed configuration: a map from key to value whose keys compare without case, and the process-wide one that
+// holds /etc/orvald/orvald.conf.
+#pragma once
+
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+namespace tolk {
+
+struct Property;
+
+/// Orders ASCII text without regard to case.
+struct StringCaseLessThan {
+  using is_transparent = void;
+  [[nodiscard]] bool operator()(std::string_view left, std::string_view right) const noexcept;
+};
+
+/// One configuration. Every member takes the lock itself; hold lock() around several calls that belong together.
+class Properties {
+ public:
+  using Map = std::map<std::string, std::string, StringCaseLessThan>;
+
+  /// Adds the properties of the file at `path` (orvald.conf(5)); later ones replace earlier ones of the same key.
+  /// With `quiet`, a file that is missing, unreadable, a directory or over 16 MiB adds nothing and false comes back; without
+  /// it that throws IOException. Lines that are no property are skipped.
+  bool load(const std::string& path, bool quiet);
+
+  /// The same for text at hand.
+  void parse(std::string_view text);
+
+  /// A copy, in the order of the keys.
+  [[nodiscard]] Map all() const;
+  [[nodiscard]] bool empty() const;
+
+  /// The value of `key`, or `fallback` when it is absent.
+  [[nodiscard]] std::string getProperty(std::string_view key, const std::string& fallback) const;
+  /// The value, or the documented default of the property when it is absent.
+  [[nodiscard]] std::string getProperty(const Property& property) const;
+  /// The value read as a whole decimal number, else the documented default; clamped to [low, high].
+  [[nodiscard]] long getNumber(const Property& property, long low, long high) const;
+  /// A time in the property's unit, s (seconds); accepts a trailing s, m, h or d. Values that do not parse give the default.
+  [[nodiscard]] long getTime(std::string_view key, char unit, long fallback) const;
+  /// A limit in milliseconds from a property in seconds, at least 100 ms and at most one hour. Fractions are accepted.
+  [[nodiscard]] int getLimitMs(const Property& property) const;
+  /// "true", "yes", "1" or "false", "no", "0" in any case; anything else is `fallback`.
+  [[nodiscard]] bool getBool(std::string_view key, bool fallback) const;
+
+  /// Sets or inserts a value in memory; nothing is written to disk.
+  void set(std::string_view key, std::string value);
+
+  [[nodiscard]] std::unique_lock<std::recursive_mutex> lock() const;
+
+ private:
+  mutable std::recursive_mutex mutex_;
+  Map values_;
+};
+
+/// The process-wide configuration, loaded from /etc/orvald/orvald.conf at the first call. `reload` reads the file
+/// again (the daemon's SIGHUP); `strict` throws IOException when it cannot be read, else an unreadable file counts as empty.
+Properties& Props(bool reload = false, bool strict = false);
+
+/// Makes a value printable on one line: backslash, control characters and bytes that are not UTF-8 are written as
+/// escapes (\\, \n, \t, \r, \xHH).
+std::string EscapeSpecialChars(const std::string& value);
+
+}  // namespace tolk
