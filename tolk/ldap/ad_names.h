@@ -1,0 +1,41 @@
+// Names of directory attributes, filters and attribute-list markers that the agent uses
+// (MS-ADTS 3.1.1).
+#pragma once
+
+namespace tolk {
+
+// Root DSE (MS-ADTS 3.1.1.3.2)
+inline constexpr char AD_DEFAULT_NAMING_CTX[] = "defaultNamingContext";
+inline constexpr char AD_ROOT_NAMING_CTX[] = "rootDomainNamingContext";
+inline constexpr char AD_CONFIG_NAMING_CTX[] = "configurationNamingContext";
+inline constexpr char AD_DNS_HOST_NAME[] = "dNSHostName";
+inline constexpr char AD_GC_READY[] = "isGlobalCatalogReady";
+
+// Any object
+inline constexpr char AD_NAME[] = "name";
+/// Every object read from a server answers to this name, whether or not the server returned the
+/// attribute.
+inline constexpr char AD_DN[] = "distinguishedName";
+inline constexpr char AD_DISPLAY_NAME[] = "displayName";
+inline constexpr char AD_MIXED_DOMAIN[] = "nTMixedDomain";
+
+// Accounts
+inline constexpr char AD_SAM_ACCOUNT_NAME[] = "sAMAccountName";
+inline constexpr char AD_USER_ACCNT_CONTROL[] = "userAccountControl";
+inline constexpr char AD_PWCHG_LAST[] = "pwdLastSet";
+inline constexpr char AD_SERVER_PRINCIPAL_NAME[] = "servicePrincipalName";
+inline constexpr char AD_KEY_VERSION_NUMBER[] = "msDS-KeyVersionNumber";
+inline constexpr char AD_SUPPORTED_ENCTYPES[] = "msDS-SupportedEncryptionTypes";
+inline constexpr char AD_OS_VERSION[] = "operatingSystemVersion";
+
+/// Matches every object.
+inline constexpr char AD_ALL_OBJECTS[] = "(objectClass=*)";
+/// In an attribute list of its own: no attributes, only the names of the objects (RFC
+/// 4511, 4.5.1.8).
+inline constexpr char AD_DN_ONLY[] = "1.1";
+
+// Attributes that exist in memory only, on objects that were converted from a zone layout.
+inline constexpr char TOLK_EXT_FILTER[] = "tolkExtFilter";
+inline constexpr char TOLK_ZONE_NAME[] = "tolkZoneName";
+
+}  // namespace tolk

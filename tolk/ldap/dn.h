@@ -1,0 +1,30 @@
+// Distinguished names (RFC 4514) and filter values (RFC 4515).
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace tolk {
+
+class DN {
+ public:
+  /// The DNS name made of the DC components at the end of `dn` ("CN=x,DC=lab,DC=test" gives
+  /// "lab.test"); "" when it has none. Throws SystemException for text that is not a distinguished
+  /// name.
+  [[nodiscard]] static std::string domainFromDN(const std::string& dn);
+
+  /// The canonical form that Active Directory shows ("lab.test/Users/Jo", "lab.test/" for the
+  /// domain itself; MS-ADTS 3.1.1.4.5.2): values from the root down, without their types and
+  /// escapes, a slash inside a value written as "\/". Throws SystemException for text that is not a
+  /// distinguished name.
+  [[nodiscard]] static std::string canonicalFromDN(const std::string& dn);
+
+  /// `value` as it may stand in a filter: NUL, "*", "(", ")", "\" and every byte outside printable
+  /// ASCII become \hh (RFC 4515, section 3).
+  [[nodiscard]] static std::string escapeLDAPFilter(std::string_view value);
+
+  /// `value` as it may stand as the value of one component of a distinguished name (RFC 4514, 2.4).
+  [[nodiscard]] static std::string escapeValue(std::string_view value);
+};
+
+}  // namespace tolk

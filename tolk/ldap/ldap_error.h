@@ -1,0 +1,21 @@
+// The one place where results of the LDAP library become exceptions.
+#pragma once
+
+#include <source_location>
+#include <string>
+
+struct ldap;
+
+namespace tolk {
+
+/// Does nothing for LDAP_SUCCESS, else throws LDAPException with code `rc` and the text "MEANING
+/// (SERVER): DIAGNOSTIC": the library's text for the code, `server` ("dc1.lab.test:389", "" leaves
+/// the parentheses out), and what the server or the library added, if anything. `ld` may be null.
+void throwIfLdap(int rc, ldap* ld, const std::string& server,
+                 std::source_location where = std::source_location::current());
+
+/// The diagnostic text of the last operation on `ld`, safe to print: without NULs and line ends at
+/// its end, control characters escaped.
+[[nodiscard]] std::string ldapDiagnostic(ldap* ld);
+
+}  // namespace tolk

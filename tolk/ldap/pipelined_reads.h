@@ -1,0 +1,54 @@
+// Many searches on one connection without waiting for each: results come in the order of the
+// requests.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+
+#include "tolk/ldap/ldap_binding.h"
+
+namespace tolk {
+
+/// Keeps up to kWindow searches outstanding on one binding, which must outlive this. Requests
+/// beyond the window wait here as text, and at most kWindow results are held, so that memory does
+/// not grow with the answers. Use: add() everything known so far, then next() once for each
+/// request; both may be mixed freely.
+class PipelinedReads {
+ public:
+  /// Searches on their way at one time. Servers answer a connection's requests in turn, so more
+  /// gains nothing once a round trip is filled.
+  static constexpr std::size_t kWindow = 32;
+
+  explicit PipelinedReads(LDAPBinding& binding);
+  PipelinedReads(const PipelinedReads&) = delete;
+  PipelinedReads& operator=(const PipelinedReads&) = delete;
+  /// Abandons what is outstanding.
+  ~PipelinedReads();
+
+  /// Asks for a search and returns its number, counted from 0. Sends it at once when the window has
+  /// room. Never throws for a failed read: next() does, at that request's turn.
+  std::size_t add(const std::string& filter, const std::string& base, const char* const* attributes,
+                  int scope);
+
+  /// The result of the oldest request not yet handed back; waits for it at most
+  /// PN::LDAP_SEARCH_TIMEOUT between answers. A base that does not exist gives an empty list.
+  /// Throws that request's LDAPException and drops the request, so that the next call goes on with
+  /// the following one; precondition: pending() > 0.
+  [[nodiscard]] ADObjectList next();
+
+  /// Requests not yet handed back.
+  [[nodiscard]] std::size_t pending() const noexcept {
+    return outstanding_.size() + waiting_.size();
+  }
+
+ private:
+  struct Outstanding;
+  void fillWindow();
+
+  LDAPBinding& binding_;
+  std::size_t added_ = 0;
+  std::deque<Outstanding> outstanding_;
+  std::deque<SearchRequest> waiting_;
+};
+
+}  // namespace tolk

@@ -1,0 +1,39 @@
+// Anonymous reads of the root DSEs of several servers, all waits together.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tolk/ldap/ad_object.h"
+
+namespace tolk {
+
+class EventLoop;
+
+/// Starts one read for each server; whoever waits for one lets the others progress. Each read ends
+/// within a host lookup, PN::LDAP_CONNECT_TIMEOUT and PN::LDAP_SEARCH_TIMEOUT, counted from its
+/// start.
+class RootDseReads {
+ public:
+  /// Starts reading every server of `servers` ("host:port", or "host" for port 389); equal names
+  /// are read once. `loop` must outlive this.
+  RootDseReads(EventLoop& loop, const std::vector<std::string>& servers);
+  RootDseReads(const RootDseReads&) = delete;
+  RootDseReads& operator=(const RootDseReads&) = delete;
+  /// Gives up what is still running.
+  ~RootDseReads();
+
+  /// Waits for that server's root DSE and hands it over, with all its attributes; a server that was
+  /// not started, or was taken before, is read now. Throws LDAPException, or another of the tolk
+  /// family when the host name cannot be looked up.
+  [[nodiscard]] ADObject take(const std::string& hostAndPort);
+
+ private:
+  class Read;
+  EventLoop& loop_;
+  std::vector<std::unique_ptr<Read>> reads_;
+};
+
+}  // namespace tolk
