@@ -1,0 +1,72 @@
+// Which domain controllers there are and which one to use (MS-ADTS 6.3.6): found through DNS and
+// netlogon pings, with regard to sites, and remembered for the life of the process.
+#pragma once
+
+#include <netinet/in.h>
+
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tolk {
+
+/// What a controller is wanted for.
+struct ServiceType {
+  enum Enum { domainController = 0, globalCatalog, kdc };
+};
+
+/// What is known of one controller.
+struct DCInfo {
+  static constexpr std::uint8_t kUnverified =
+      1;  ///< only its TCP port answered: names, sites and roles are not known
+
+  bool found = false;       ///< the controller has answered a netlogon ping
+  std::uint8_t flags = 0;   ///< kUnverified or 0
+  std::uint32_t roles = 0;  ///< NetlogonFlag
+  std::string host;         ///< lower case; as DNS, the configuration or the caller names it
+  std::string domain;       ///< DNS name
+  std::string forest;       ///< DNS name of the forest root
+  std::string netbiosDomain;
+  std::string dcSite;
+  std::string
+      clientSite;         ///< where the controller places this host; empty when no subnet covers it
+  sockaddr_in address{};  ///< port 389
+};
+
+/// Controller discovery. Each search ends within velkd.dns.response.maxtime (once for the records,
+/// once for host names) and net.discovery.timeout for the pings. Results, failures for 45 seconds
+/// too, are remembered for the process.
+class NetworkState {
+ public:
+  /// The host name of a controller of `domain` that answers and has the role; "" for an empty
+  /// domain. All controllers are asked together and the first good answer wins; one in this host's
+  /// site is preferred: `site`, else the join settings, else what the first answer says, for whose
+  /// site's controllers it waits up to a second. Where no ping gets through (UDP 389 filtered), the
+  /// first controller whose TCP port accepts is taken unverified. `rediscover` searches again in
+  /// any case. Throws TOLKException naming domain and reason.
+  static std::string getDCForDomain(const std::string& domain, const ServiceType::Enum& type,
+                                    bool writable, const std::string& site, bool rediscover);
+
+  /// What the controller at `server` (name or address) says of itself and of this host. Without
+  /// `refresh`, what a search or an earlier call has learnt. Never null. Throws TOLKException when
+  /// it has no address or does not answer.
+  static boost::shared_ptr<DCInfo> getDCInfo(const std::string& server, bool refresh);
+
+  /// The site in which the controllers of `domain` place this host, "" when no subnet covers it or
+  /// `domain` is empty. Throws TOLKException.
+  static std::string getSubnetSite(const std::string& domain);
+
+  /// The controller (or global catalog) that the join settings record, "" when they have none or
+  /// the host is joined to another domain. No network. The two flags are reserved. Throws
+  /// IOException when the settings cannot be read.
+  static std::string getDCFromKset(const std::string& domain, const ServiceType::Enum& type,
+                                   bool reserved1, bool reserved2);
+
+  /// Addresses, with ports, of the realm's key distribution centers: the discovered one first, then
+  /// the others of the SRV records _kerberos._tcp.REALM in their order. Empty when there are none;
+  /// throws nothing of the tolk family.
+  static std::vector<sockaddr_in> getKdcs(const std::string& realm);
+};
+
+}  // namespace tolk
