@@ -1,0 +1,62 @@
+// The Kerberos context of a run and the credential cache that goes with it.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "tolk/krb5/krb5_library.h"
+
+namespace tolk {
+
+class ProfileOverlay;
+
+/// A krb5 context with the agent's settings. A malformed configuration file is moved aside, with
+/// ".bad" appended to its name, and the context made without it.
+class KerberosContext {
+ public:
+  /// Throws KerberosException "init context: text" with the library's code, KRB5_CONFIG_BADFORMAT
+  /// when the configuration file is malformed and cannot be moved.
+  KerberosContext();
+  KerberosContext(const KerberosContext&) = delete;
+  KerberosContext& operator=(const KerberosContext&) = delete;
+  /// Frees the context, then the mutex.
+  ~KerberosContext();
+
+  [[nodiscard]] krb5_context get() const noexcept { return context_; }
+  /// A krb5 context may be used by one thread at a time; hold this where several could.
+  [[nodiscard]] std::mutex& mutex() const noexcept { return mutex_; }
+
+  /// The values laid over the profile of a context that this class made; null for any other
+  /// context.
+  [[nodiscard]] static ProfileOverlay* overlayOf(krb5_context context) noexcept;
+
+ private:
+  void profileUpdate();
+
+  mutable std::mutex mutex_;
+  std::unique_ptr<ProfileOverlay> overlay_;
+  krb5_context context_ = nullptr;
+};
+
+/// A credential cache handle with what is to become of it.
+struct KerberosCCache {
+  KerberosCCache() = default;
+  explicit KerberosCCache(krb5_context owner) noexcept : context(owner) {}
+  KerberosCCache(const KerberosCCache&) = delete;
+  KerberosCCache& operator=(const KerberosCCache&) = delete;
+  /// With a handle: closes it if `closeOnRelease` is set, or else destroys the cache if
+  /// `destroyOnRelease` is.
+  ~KerberosCCache();
+
+  krb5_ccache handle = nullptr;
+  bool closeOnRelease = false;
+  bool destroyOnRelease = false;
+  krb5_context context = nullptr;
+};
+
+}  // namespace tolk
+
+/// Writes one line of the library's trace to the logger "base.kerberos.wrap" at debug level
+/// (krb5_set_trace_callback).
+void orv_krb5_trace_cb(krb5_context context, const krb5_trace_info* info, void* data);
