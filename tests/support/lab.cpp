@@ -1,0 +1,105 @@
+#include "tests/support/lab.h"
+
+#include <iostream>
+#include <stdexcept>
+
+namespace joinscope::test {
+namespace {
+
+/// The same name in all programs: they run one after another and share the forest.
+constexpr const char* kLabName = "e2e";
+
+std::vector<std::string> labCommand(const std::vector<std::string>& arguments) {
+  std::vector<std::string> all{JOINSCOPE_SOURCE_DIR "/lab/lab", "--name", kLabName};
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  return all;
+}
+
+std::string quoted(const std::string& word) {
+  std::string result = "'";
+  for (const char c : word) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return result + "'";
+}
+
+}  // namespace
+
+std::string joinscopeBinary() {
+  return JOINSCOPE_BINARY;
+}
+
+Command Host::command(const std::vector<std::string>& arguments, const HostOptions& options) const {
+  std::vector<std::string> all = labCommand({"exec", "--user", options.user, name_});
+  all.insert(all.end(), arguments.begin(), arguments.end());
+  // A process that forbids ptrace cannot be searched for leaks; everything else is checked.
+  return {.arguments = std::move(all),
+          .input = options.input,
+          .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+          .limit = options.limit};
+}
+
+CommandResult Host::run(const std::vector<std::string>& arguments,
+                        const HostOptions& options) const {
+  return test::run(command(arguments, options));
+}
+
+CommandResult Host::shell(const std::string& line, const HostOptions& options) const {
+  return run({"sh", "-c", line}, options);
+}
+
+std::string Host::must(const std::string& line) const {
+  CommandResult result = shell(line);
+  if (result.status != 0) {
+    throw std::runtime_error(name_ + ": " + line + ": status " + std::to_string(result.status) +
+                             "\n" + result.out + result.err);
+  }
+  return std::move(result.out);
+}
+
+CommandResult Host::joinscope(std::vector<std::string> arguments,
+                              const HostOptions& options) const {
+  arguments.insert(arguments.begin(), joinscopeBinary());
+  return run(arguments, options);
+}
+
+CommandResult Host::joinscopeAfter(const std::string& line,
+                                   const std::vector<std::string>& arguments,
+                                   const HostOptions& options) const {
+  std::string script = "set -e; " + line + "; exec " + quoted(joinscopeBinary());
+  for (const std::string& argument : arguments) script += " " + quoted(argument);
+  return run({"unshare", "--mount", "sh", "-c", script}, options);
+}
+
+RunningCommand Host::start(const std::vector<std::string>& arguments,
+                           const HostOptions& options) const {
+  return RunningCommand(command(arguments, options));
+}
+
+HostChange::HostChange(const Host& host, const std::string& change, std::string undo)
+    : host_(host), undo_(std::move(undo)) {
+  host_.must(change);
+}
+
+HostChange::~HostChange() {
+  const CommandResult result = host_.shell(undo_);
+  if (result.status != 0) {
+    std::cerr << host_.name() << ": cannot undo: " << undo_ << ": " << result << '\n';
+  }
+}
+
+void Lab::command(const std::vector<std::string>& arguments) {
+  const CommandResult result = test::run({.arguments = labCommand(arguments)});
+  if (result.status != 0) {
+    throw std::runtime_error("lab " + arguments.front() + ": " + result.out + result.err);
+  }
+}
+
+const std::optional<std::string>& labMissing() {
+  static const std::optional<std::string> reason = []() -> std::optional<std::string> {
+    const CommandResult result = test::run({.arguments = labCommand({"up"})});
+    if (result.status == 0) return std::nullopt;
+    return result.err.empty() ? "lab up failed: " + result.out : result.err;
+  }();
+  return reason;
+}
+
+}  // namespace joinscope::test

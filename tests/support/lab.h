@@ -1,0 +1,85 @@
+// The lab as the end-to-end tests see it: a forest with hosts on which commands run. One lab for
+// all test programs, brought up by the first.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/support/run_command.h"
+
+namespace joinscope::test {
+
+/// The path of the joinscope binary under test.
+std::string joinscopeBinary();
+
+/// How a command runs on a host of the lab.
+struct HostOptions {
+  std::string user = "root";
+  std::string input;
+  std::chrono::seconds limit{120};
+};
+
+/// One host of the lab.
+class Host {
+ public:
+  explicit Host(std::string name) : name_(std::move(name)) {}
+
+  /// Runs a command as if logged in there.
+  [[nodiscard]] CommandResult run(const std::vector<std::string>& arguments,
+                                  const HostOptions& options = {}) const;
+  /// The same for a line of shell.
+  [[nodiscard]] CommandResult shell(const std::string& line, const HostOptions& options = {}) const;
+  /// A line of shell that must succeed; gives its output, throws std::runtime_error with both
+  /// streams otherwise.
+  std::string must(const std::string& line) const;
+  /// joinscope with these arguments.
+  [[nodiscard]] CommandResult joinscope(std::vector<std::string> arguments,
+                                        const HostOptions& options = {}) const;
+  /// joinscope where `line` of shell has first changed the host's files: it sees a mount namespace
+  /// of its own, so the change ends with the run.
+  [[nodiscard]] CommandResult joinscopeAfter(const std::string& line,
+                                             const std::vector<std::string>& arguments,
+                                             const HostOptions& options = {}) const;
+  /// Starts a command and leaves it running.
+  [[nodiscard]] RunningCommand start(const std::vector<std::string>& arguments,
+                                     const HostOptions& options = {}) const;
+
+  [[nodiscard]] const std::string& name() const noexcept { return name_; }
+
+ private:
+  [[nodiscard]] Command command(const std::vector<std::string>& arguments,
+                                const HostOptions& options) const;
+
+  std::string name_;
+};
+
+/// Does one line of shell on a host now and another at scope exit.
+class HostChange {
+ public:
+  HostChange(const Host& host, const std::string& change, std::string undo);
+  HostChange(const HostChange&) = delete;
+  HostChange& operator=(const HostChange&) = delete;
+  ~HostChange();
+
+ private:
+  const Host& host_;
+  std::string undo_;
+};
+
+/// The forest of the end-to-end tests.
+struct Lab {
+  Host dc{"dc1"};        ///< the domain controller
+  Host member{"host1"};  ///< joined
+  Host guest{"guest1"};  ///< not joined
+
+  /// Runs `lab ARGUMENTS` (scenario, node, dns ...); throws std::runtime_error with its words when
+  /// it fails.
+  static void command(const std::vector<std::string>& arguments);
+};
+
+/// Why there is no lab here (not root, namespaces forbidden, packages missing), or nothing once it
+/// is up.
+const std::optional<std::string>& labMissing();
+
+}  // namespace joinscope::test
