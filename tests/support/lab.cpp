@@ -64,9 +64,15 @@ CommandResult Host::joinscope(std::vector<std::string> arguments,
 CommandResult Host::joinscopeAfter(const std::string& line,
                                    const std::vector<std::string>& arguments,
                                    const HostOptions& options) const {
-  std::string script = "set -e; " + line + "; exec " + quoted(joinscopeBinary());
+  std::string script = "set -e; " + line + "; exec ";
+  if (options.user != "root") {
+    script += "setpriv --reuid " + options.user + " --regid " + options.user +
+              " --init-groups --reset-env ";
+  }
+  script += quoted(joinscopeBinary());
   for (const std::string& argument : arguments) script += " " + quoted(argument);
-  return run({"unshare", "--mount", "sh", "-c", script}, options);
+  return run({"unshare", "--mount", "sh", "-c", script},
+             {.user = "root", .input = options.input, .limit = options.limit});
 }
 
 RunningCommand Host::start(const std::vector<std::string>& arguments,

@@ -16,7 +16,7 @@ std::string joinscopeBinary();
 /// How a command runs on a host of the lab.
 struct HostOptions {
   std::string user = "root";
-  std::string input;
+  std::string input = {};
   std::chrono::seconds limit{120};
 };
 

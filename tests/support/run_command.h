@@ -14,10 +14,10 @@ namespace joinscope::test {
 
 /// What to run. The arguments are bytes: empty ones and broken UTF-8 arrive as they are.
 struct Command {
-  std::vector<std::string> arguments;    ///< the program first, looked up on PATH
-  std::string input;                     ///< standard input
-  std::vector<std::string> environment;  ///< additions, NAME=value
-  std::chrono::seconds limit{120};       ///< after it the child is killed and the status is kKilled
+  std::vector<std::string> arguments = {};    ///< the program first, looked up on PATH
+  std::string input = {};                     ///< standard input
+  std::vector<std::string> environment = {};  ///< additions, NAME=value
+  std::chrono::seconds limit{120};  ///< after it the child is killed and the status is kKilled
 };
 
 /// What came of it.
