@@ -38,8 +38,8 @@ class RunningCommand {
   static constexpr int kKilled = 128 + 9;
 
   explicit RunningCommand(const Command& command);
-  RunningCommand(RunningCommand&&) = default;
-  RunningCommand& operator=(RunningCommand&&) = delete;
+  RunningCommand(const RunningCommand&) = delete;
+  RunningCommand& operator=(const RunningCommand&) = delete;
   ~RunningCommand();
 
   [[nodiscard]] pid_t pid() const noexcept { return pid_; }
