@@ -1,5 +1,6 @@
-// The exception family of the agent library. Siblings under Base_Exception: catch clauses choose by kind, and
-// none of these kinds is a special case of another, so their order never changes what a clause sees.
+// The exception family of the agent library. Siblings under Base_Exception: catch clauses choose by
+// kind, and none of these kinds is a special case of another, so their order never changes what a
+// clause sees.
 #pragma once
 
 #include <exception>
@@ -8,8 +9,8 @@
 
 namespace tolk {
 
-/// Root of every failure that the agent library reports: a message for people, a numeric code whose meaning
-/// belongs to the kind (errno, a Kerberos or LDAP result), and the place that raised it.
+/// Root of every failure that the agent library reports: a message for people, a numeric code whose
+/// meaning belongs to the kind (errno, a Kerberos or LDAP result), and the place that raised it.
 class Base_Exception : public std::exception {
  public:
   /// `message` must never hold a secret: it is printed and logged as it stands.
@@ -33,8 +34,8 @@ class IOException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
 
-/// Talking to the daemon failed after the session was open. Not an IOException: a daemon that answers badly is
-/// running, one that cannot be reached may not be.
+/// Talking to the daemon failed after the session was open. Not an IOException: a daemon that
+/// answers badly is running, one that cannot be reached may not be.
 class IPCException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
@@ -59,7 +60,8 @@ class TimeoutException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
 
-/// No DNS server answered in time, or none could be reached; an answer "no such record" is not this.
+/// No DNS server answered in time, or none could be reached; an answer "no such record" is not
+/// this.
 class DNSUnavailableException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
@@ -74,8 +76,8 @@ class BaseException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
 
-/// The directory or the LDAP library reported a failure; code is the LDAP result code (RFC 4511, 4.1.9; negative
-/// for the client library's own).
+/// The directory or the LDAP library reported a failure; code is the LDAP result code (RFC
+/// 4511, 4.1.9; negative for the client library's own).
 class LDAPException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
@@ -92,10 +94,11 @@ class KerberosException : public KELPException {
 
 /// Codes of BaseException.
 struct BindError {
-  static constexpr int kInvalidCredentials = 1001;     ///< wrong user or password
-  static constexpr int kUnknownUser = 1004;            ///< the user does not exist
-  static constexpr int kJoinedToOtherDomain = 1016;    ///< the machine account belongs to another domain
-  static constexpr int kCredentialsUnusable = 1030;    ///< the account may not log on
+  static constexpr int kInvalidCredentials = 1001;  ///< wrong user or password
+  static constexpr int kUnknownUser = 1004;         ///< the user does not exist
+  static constexpr int kJoinedToOtherDomain =
+      1016;  ///< the machine account belongs to another domain
+  static constexpr int kCredentialsUnusable = 1030;  ///< the account may not log on
 };
 
 }  // namespace tolk

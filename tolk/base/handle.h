@@ -1,4 +1,5 @@
-// Ownership of C library handles and descriptors: each is released once, at scope exit; null releases nothing.
+// Ownership of C library handles and descriptors: each is released once, at scope exit; null
+// releases nothing.
 #pragma once
 
 #include <unistd.h>

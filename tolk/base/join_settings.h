@@ -1,4 +1,5 @@
-// The persisted join settings of this host: one file a setting, /var/orvald/kset.NAME, trimmed content is the value.
+// The persisted join settings of this host: one file a setting, /var/orvald/kset.NAME, trimmed
+// content is the value.
 #pragma once
 
 #include <string>
@@ -20,20 +21,50 @@ inline constexpr std::string_view SETTING_HOSTSID = "hostsid";
 inline constexpr std::string_view SETTING_DES_SALT = "dessalt";
 inline constexpr std::string_view SETTING_CLOUD_CONNECTORS = "cloudconnectors";
 
-/// One setting's value. Missing or empty: "" or, with `mustExist`, a NotFoundException naming the file. A file that is there but cannot be
-/// read throws IOException. `previous` reads the settings of the join before this one.
+/// The settings below one directory; those of the join before it lie in its subdirectory
+/// "previous". Nothing is cached.
+class JoinSettings {
+ public:
+  explicit JoinSettings(std::string directory);
+
+  /// One setting's value. Missing or empty: "" or, with `mustExist`, a NotFoundException naming the
+  /// file. A file that is there but cannot be read, or is over 1 MiB, throws IOException.
+  /// `previous` reads the join before this one.
+  [[nodiscard]] std::string load(std::string_view name, bool previous, bool mustExist) const;
+
+  /// Whether domain and host name are set. Throws IOException when that cannot be read.
+  [[nodiscard]] bool joined() const;
+
+  /// The pre-Windows-2000 (NetBIOS) name: the setting, or the first label of the joined host name,
+  /// or of this system's when there is none, in upper case and cut at 15 characters. Throws
+  /// IOException as load does.
+  [[nodiscard]] std::string preW2KHostName() const;
+
+  /// Checks domain, host name and keytab; throws TOLKException naming the first that is not usable
+  /// and the remedy.
+  void checkEssential(const std::string& keytabPath) const;
+
+ private:
+  std::string directory_;
+};
+
+/// The functions below work on /var/orvald.
+
+/// As JoinSettings::load.
 std::string loadSetting(std::string_view name, bool previous, bool mustExist);
 
-/// Whether this host is joined: domain and host name are set. Throws IOException when the state cannot be read.
+/// Whether this host is joined: domain and host name are set. Throws IOException when the state
+/// cannot be read.
 bool joined();
 
-/// The pre-Windows-2000 (NetBIOS) name: the setting, or the host name's first label in upper case, cut at 15 characters.
+/// As JoinSettings::preW2KHostName.
 std::string PreW2KHostName();
 
 /// The fully qualified name the host is joined as, "" when not joined.
 std::string longJoinedHostName();
 
-/// Checks that domain, host name and keytab of a joined host are usable; throws TOLKException naming what is not and the remedy.
+/// Checks that domain, host name and keytab (PN::KRB5_KEYTAB_NAME) of a joined host are usable;
+/// throws TOLKException naming what is not and the remedy.
 void CheckEssentialKSets();
 
 }  // namespace tolk

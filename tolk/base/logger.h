@@ -1,8 +1,7 @@
-// Named loggers over spdlog. The command's records go to syslog, the daemon's to its file; never to standard
-// output or standard error, which belong to the reports.
+// Named loggers over spdlog. The command's records go to syslog, the daemon's to its file; never to
+// standard output or standard error, which belong to the reports.
 #pragma once
 
-#include <boost/shared_ptr.hpp>
 #include <source_location>
 #include <string>
 
@@ -20,20 +19,24 @@ struct LogSource {
   unsigned line = 0;
 };
 
-/// A named logger. Records below the root level of the configuration are dropped before they are formatted.
+/// A named logger. Records below the root level of the configuration are dropped before they are
+/// formatted. The level is read from Props() at the first question about it.
 class Logger {
  public:
   explicit Logger(std::string name);
 
-  /// The calling thread's logger of that name; made at the first call and kept for the thread's life.
+  /// The calling thread's logger of that name; made at the first call and kept for the thread's
+  /// life.
   static Logger& GetThreadPrivateLogger(const std::string& name);
 
-  /// Applies the property PN::ROOT_LOGGER_NAME ("TRACE", "DEBUG", "INFO", "WARN", "ERROR", any case) to all loggers.
+  /// Applies the property PN::ROOT_LOGGER_NAME ("TRACE", "DEBUG", "INFO", "WARN", "ERROR", any
+  /// case) to all loggers. Another text counts as the documented default.
   static void ReconfigureLevels(const Properties& properties);
 
   [[nodiscard]] static bool enabled(LogLevel level) noexcept;
 
-  /// Writes one record with source file, line and function. Never throws; a record that cannot be written is lost.
+  /// Writes one record, "NAME: TEXT (FILE:LINE FUNCTION)", on one line: control characters of
+  /// `text` are escaped. Never throws; a record that cannot be written is lost.
   void log(LogLevel level, const std::string& text,
            std::source_location where = std::source_location::current()) const noexcept;
   void log(LogLevel level, const std::string& text, const LogSource& where) const noexcept;
@@ -45,7 +48,9 @@ class Logger {
 /// Where all records go from now on.
 enum class LogSink { syslog, file };
 
-/// Chooses the sink once, at start of a program. `target` is the syslog identity or the file's path.
+/// Chooses the sink, at the start of a program. `target` is the syslog identity or the file's path.
+/// Costs nothing: the sink is opened at the first record, and after a failure again at the next
+/// one. Before this call records are dropped.
 void openLog(LogSink sink, const std::string& target);
 
 }  // namespace tolk

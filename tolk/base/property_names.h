@@ -1,5 +1,5 @@
-// The one table of configuration properties: name, key, default, unit and meaning. orvald.conf(5) is checked
-// against it.
+// The one table of configuration properties: name, key, default, unit and meaning. orvald.conf(5)
+// is checked against it.
 #pragma once
 
 #include <array>
@@ -36,17 +36,17 @@ inline constexpr Property VELKD_DNS_RESPONSE_MAXTIME{
 inline constexpr Property NET_CONNECT_TIMEOUT{
     "NET_CONNECT_TIMEOUT", "net.connect.timeout", "5", "seconds",
     "Limit of one port probe: TCP connect, or connect and SMB negotiate."};
-inline constexpr Property NET_NTP_TIMEOUT{
-    "NET_NTP_TIMEOUT", "net.ntp.timeout", "5", "seconds", "Limit of one NTP query."};
+inline constexpr Property NET_NTP_TIMEOUT{"NET_NTP_TIMEOUT", "net.ntp.timeout", "5", "seconds",
+                                          "Limit of one NTP query."};
 inline constexpr Property NET_DISCOVERY_TIMEOUT{
     "NET_DISCOVERY_TIMEOUT", "net.discovery.timeout", "5", "seconds",
     "Limit of one search for a domain controller, all of its netlogon pings together."};
-inline constexpr Property LDAP_CONNECT_TIMEOUT{
-    "LDAP_CONNECT_TIMEOUT", "ldap.connect.timeout", "5", "seconds",
-    "Limit of opening one LDAP connection."};
-inline constexpr Property LDAP_BIND_TIMEOUT{
-    "LDAP_BIND_TIMEOUT", "ldap.bind.timeout", "10", "seconds",
-    "Limit of one LDAP bind and of one connectionless LDAP query. The port probes set it to 5 for their run."};
+inline constexpr Property LDAP_CONNECT_TIMEOUT{"LDAP_CONNECT_TIMEOUT", "ldap.connect.timeout", "5",
+                                               "seconds", "Limit of opening one LDAP connection."};
+inline constexpr Property LDAP_BIND_TIMEOUT{"LDAP_BIND_TIMEOUT", "ldap.bind.timeout", "10",
+                                            "seconds",
+                                            "Limit of one LDAP bind and of one connectionless LDAP "
+                                            "query. The port probes set it to 5 for their run."};
 inline constexpr Property LDAP_SEARCH_TIMEOUT{
     "LDAP_SEARCH_TIMEOUT", "ldap.search.timeout", "20", "seconds",
     "Limit of the wait for the next answer of one LDAP search."};
@@ -56,25 +56,24 @@ inline constexpr Property KRB5_KDC_TIMEOUT{
 inline constexpr Property KRB5_CONFFILE_NAME{
     "KRB5_CONFFILE_NAME", "krb5.conffile.name", "/etc/krb5.conf", "path",
     "Kerberos configuration that is moved aside when it is malformed."};
-inline constexpr Property KRB5_KEYTAB_NAME{
-    "KRB5_KEYTAB_NAME", "krb5.keytab.name", "/etc/krb5.keytab", "path",
-    "Keytab with the keys of the computer account."};
+inline constexpr Property KRB5_KEYTAB_NAME{"KRB5_KEYTAB_NAME", "krb5.keytab.name",
+                                           "/etc/krb5.keytab", "path",
+                                           "Keytab with the keys of the computer account."};
 inline constexpr Property KRB5_ALLOW_WEAK_CRYPTO{
     "KRB5_ALLOW_WEAK_CRYPTO", "krb5.allow.weak.crypto", "", "boolean",
     "Whether weak Kerberos encryption types are allowed; they are when this is absent."};
-inline constexpr Property VELKD_RPC_TIMEOUT{
-    "VELKD_RPC_TIMEOUT", "velkd.rpc.timeout", "10", "seconds",
-    "Limit of one call to the agent daemon."};
+inline constexpr Property VELKD_RPC_TIMEOUT{"VELKD_RPC_TIMEOUT", "velkd.rpc.timeout", "10",
+                                            "seconds", "Limit of one call to the agent daemon."};
 
 }  // namespace PN
 
 /// All properties, in the order of the manual page.
 inline constexpr std::array kProperties{
-    &PN::ROOT_LOGGER_NAME,     &PN::TOLKD_CACHE_DISABLE,        &PN::TOLKD_PAGED_SEARCH_MAX,
-    &PN::VELKD_DNS_RESPONSE_MAXTIME, &PN::NET_CONNECT_TIMEOUT,  &PN::NET_NTP_TIMEOUT,
-    &PN::NET_DISCOVERY_TIMEOUT, &PN::LDAP_CONNECT_TIMEOUT,      &PN::LDAP_BIND_TIMEOUT,
-    &PN::LDAP_SEARCH_TIMEOUT,  &PN::KRB5_KDC_TIMEOUT,           &PN::KRB5_CONFFILE_NAME,
-    &PN::KRB5_KEYTAB_NAME,     &PN::KRB5_ALLOW_WEAK_CRYPTO,     &PN::VELKD_RPC_TIMEOUT,
+    &PN::ROOT_LOGGER_NAME,           &PN::TOLKD_CACHE_DISABLE,    &PN::TOLKD_PAGED_SEARCH_MAX,
+    &PN::VELKD_DNS_RESPONSE_MAXTIME, &PN::NET_CONNECT_TIMEOUT,    &PN::NET_NTP_TIMEOUT,
+    &PN::NET_DISCOVERY_TIMEOUT,      &PN::LDAP_CONNECT_TIMEOUT,   &PN::LDAP_BIND_TIMEOUT,
+    &PN::LDAP_SEARCH_TIMEOUT,        &PN::KRB5_KDC_TIMEOUT,       &PN::KRB5_CONFFILE_NAME,
+    &PN::KRB5_KEYTAB_NAME,           &PN::KRB5_ALLOW_WEAK_CRYPTO, &PN::VELKD_RPC_TIMEOUT,
 };
 
 }  // namespace tolk

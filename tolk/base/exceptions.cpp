@@ -1,0 +1,11 @@
+// Construction of the exception family's root.
+#include "tolk/base/exceptions.h"
+
+#include <utility>
+
+namespace tolk {
+
+Base_Exception::Base_Exception(std::string message, int code, std::source_location where)
+    : message_(std::move(message)), code_(code), where_(where) {}
+
+}  // namespace tolk
