@@ -5,7 +5,7 @@
 
 namespace tolk {
 
-Base_Exception::Base_Exception(std::string message, int code, std::source_location where)
+Base_Exception::Base_Exception(std::string message, int code, SourceLocation where)
     : message_(std::move(message)), code_(code), where_(where) {}
 
 }  // namespace tolk

@@ -4,8 +4,9 @@
 #pragma once
 
 #include <exception>
-#include <source_location>
 #include <string>
+
+#include "tolk/base/source_location.h"
 
 namespace tolk {
 
@@ -15,7 +16,7 @@ class Base_Exception : public std::exception {
  public:
   /// `message` must never hold a secret: it is printed and logged as it stands.
   explicit Base_Exception(std::string message, int code = -1,
-                          std::source_location where = std::source_location::current());
+                          SourceLocation where = SourceLocation::current());
 
   /// The message alone, never code, file or line.
   [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
@@ -26,7 +27,7 @@ class Base_Exception : public std::exception {
  private:
   std::string message_;
   int code_;
-  std::source_location where_;
+  SourceLocation where_;
 };
 
 /// A file, socket or setting could not be read; code is errno where the system gave one, else -1.

@@ -136,8 +136,7 @@ bool Logger::enabled(LogLevel level) noexcept {
   return static_cast<int>(level) >= rootLevel;
 }
 
-void Logger::log(LogLevel level, const std::string& text,
-                 std::source_location where) const noexcept {
+void Logger::log(LogLevel level, const std::string& text, SourceLocation where) const noexcept {
   log(level, text, LogSource{where.file_name(), where.function_name(), where.line()});
 }
 

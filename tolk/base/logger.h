@@ -2,8 +2,9 @@
 // standard output or standard error, which belong to the reports.
 #pragma once
 
-#include <source_location>
 #include <string>
+
+#include "tolk/base/source_location.h"
 
 namespace tolk {
 
@@ -38,7 +39,7 @@ class Logger {
   /// Writes one record, "NAME: TEXT (FILE:LINE FUNCTION)", on one line: control characters of
   /// `text` are escaped. Never throws; a record that cannot be written is lost.
   void log(LogLevel level, const std::string& text,
-           std::source_location where = std::source_location::current()) const noexcept;
+           SourceLocation where = SourceLocation::current()) const noexcept;
   void log(LogLevel level, const std::string& text, const LogSource& where) const noexcept;
 
  private:
