@@ -33,7 +33,7 @@ Command Host::command(const std::vector<std::string>& arguments, const HostOptio
   // A process that forbids ptrace cannot be searched for leaks; everything else is checked.
   return {.arguments = std::move(all),
           .input = options.input,
-          .environment = {"ASAN_OPTIONS=detect_leaks=0"},
+          .environment = {"ASAN_OPTIONS=detect_leaks=0:verify_asan_link_order=0"},
           .limit = options.limit};
 }
 
@@ -78,6 +78,10 @@ CommandResult Host::joinscopeAfter(const std::string& line,
 RunningCommand Host::start(const std::vector<std::string>& arguments,
                            const HostOptions& options) const {
   return RunningCommand(command(arguments, options));
+}
+
+pid_t Host::initProcess() const {
+  return static_cast<pid_t>(std::stol(test::run({.arguments = labCommand({"pid", name_})}).out));
 }
 
 HostChange::HostChange(const Host& host, const std::string& change, std::string undo)

@@ -46,6 +46,8 @@ class Host {
                                      const HostOptions& options = {}) const;
 
   [[nodiscard]] const std::string& name() const noexcept { return name_; }
+  /// The host's PID 1, as this machine counts.
+  [[nodiscard]] pid_t initProcess() const;
 
  private:
   [[nodiscard]] Command command(const std::vector<std::string>& arguments,

@@ -1,0 +1,130 @@
+// Each way a binding can fail, made for real: the message that the report prints for it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/lab.h"
+
+namespace joinscope::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+class BindingTest : public testing::Test {
+ protected:
+  Lab lab;
+
+  std::string reportWith(const std::string& user, const std::string& password) const {
+    return lab.guest.joinscope({"-g", "lab.test", "-u", user, "-p", password}).out;
+  }
+};
+
+struct Refusal {
+  const char* description;
+  const char* user;
+  const char* password;
+  const char* message;
+};
+
+TEST_F(BindingTest, UsersThatTheControllerRefuses) {
+  const Refusal refusals[] = {
+      {"wrong password", "alice", "Wrong-Pass1",
+       "Invalid username or password for user \"alice\"\n"},
+      {"wrong password, not ASCII", "ünal.öz", "şşş",
+       "Invalid username or password for user \"ünal.öz\"\n"},
+      {"unknown user", "nobody.here", "Alice-Pass1",
+       "Invalid username or password for user \"nobody.here\"\n"},
+      {"disabled", "bob.disabled", "Bob-Pass1", "Kerberos error: rc=-1765328366 "},
+      {"expired", "carol.expired", "Carol-Pass1", "Kerberos error: rc=-1765328366 "},
+      {"must change", "dave.mustchange", "Dave-Pass1", "Kerberos error: rc=-1765328361 "},
+      {"empty password", "alice", "", "Invalid username or password for user \"alice\"\n"},
+  };
+  for (const Refusal& refusal : refusals) {
+    SCOPED_TRACE(refusal.description);
+    EXPECT_THAT(reportWith(refusal.user, refusal.password), HasSubstr(refusal.message));
+  }
+}
+
+TEST_F(BindingTest, WithoutCredentialsTheMessageSaysWhatToGive) {
+  const CommandResult unjoined = lab.guest.joinscope({"-g", "lab.test"});
+  EXPECT_THAT(unjoined.out, Not(HasSubstr("  Site: ")));
+  EXPECT_EQ(unjoined.status, 0);
+  // A root DSE that says level 0 makes nobody bind; the site listing is skipped once the binding
+  // has failed.
+  const CommandResult ordinary = lab.member.joinscope({"--diag"}, {.user = "tester"});
+  EXPECT_THAT(ordinary.out, Not(HasSubstr("  Site: ")));
+  EXPECT_EQ(ordinary.status, 0);
+}
+
+TEST_F(BindingTest, SkewedClockOfAUserWithATicket) {
+  const HostOptions tester{.user = "tester"};
+  ASSERT_EQ(lab.member.shell("echo Alice-Pass1 | kinit alice@LAB.TEST", tester).status, 0);
+  const CommandResult result =
+      lab.member.run({"faketime", "-f", "+20m", joinscopeBinary(), "-g", "lab.test"}, tester);
+  EXPECT_THAT(result.out + result.err,
+              HasSubstr("Error: Clock skew too great between this computer and the domain "
+                        "controller. Please enable NTP or synchronize this system's time to the "
+                        "domain controller\n"));
+  ASSERT_EQ(lab.member.shell("kdestroy", tester).status, 0);
+}
+
+TEST_F(BindingTest, MachinePasswordChangedInTheDirectory) {
+  const HostChange changed(
+      lab.dc, "samba-tool user setpassword 'HOST1$' --newpassword=Other-Pass-1234567890", "true");
+  const HostChange rejoined(
+      lab.member, "true",
+      "printf 'Passw0rd!' | adcli join --domain=lab.test --domain-controller=dc1.lab.test "
+      "--login-user=Administrator --stdin-password --host-fqdn=host1.lab.test "
+      "--computer-name=HOST1");
+  const CommandResult result = lab.member.joinscope({"--diag", "-g", "lab.test"});
+  EXPECT_EQ(result.status, 7) << "two tasks";
+  EXPECT_THAT(lab.member.joinscope({"--diag"}).out,
+              HasSubstr("Computer account password has been changed.\nPlease correct the cause of "
+                        "this problem, then reset the Computer account in\nActive Directory.\n"));
+}
+
+TEST_F(BindingTest, MalformedKerberosConfigurationIsMovedAsideByRoot) {
+  const HostChange broken(
+      lab.member,
+      "cp /etc/krb5.conf /root/krb5.conf.e2e; printf '[libdefaults]\\n not a relation\\n' > "
+      "/etc/krb5.conf; echo older > /etc/krb5.conf.bad",
+      "rm -f /etc/krb5.conf.bad; cp /root/krb5.conf.e2e /etc/krb5.conf");
+  EXPECT_THAT(lab.member.joinscope({"--diag"}).out, HasSubstr("  Site: "));
+  EXPECT_EQ(lab.member.must("cat /etc/krb5.conf.bad"), "[libdefaults]\n not a relation\n");
+  EXPECT_NE(lab.member.shell("test -e /etc/krb5.conf").status, 0);
+}
+
+TEST_F(BindingTest, MalformedKerberosConfigurationThatTheUserMayNotMoveIsNamed) {
+  const HostChange broken(lab.member,
+                          "cp /etc/krb5.conf /root/krb5.conf.e2e; printf '[libdefaults]\\n not a "
+                          "relation\\n' > /etc/krb5.conf",
+                          "cp /root/krb5.conf.e2e /etc/krb5.conf");
+  const CommandResult result = lab.member.joinscope(
+      {"-g", "lab.test", "-u", "alice", "-p", "Alice-Pass1"}, {.user = "tester"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_NE(lab.member.shell("test -e /etc/krb5.conf.bad").status, 0);
+}
+
+TEST_F(BindingTest, NoKerberosConfigurationAtAllIsNeeded) {
+  const CommandResult result = lab.guest.joinscopeAfter(
+      "cd /etc; mkdir -p /tmp/etc.e2e; mount -t tmpfs none /tmp/etc.e2e; "
+      "printf '' > /tmp/etc.e2e/empty; touch /etc/krb5.conf; mount --bind /tmp/etc.e2e/empty "
+      "/etc/krb5.conf",
+      {"-g", "lab.test", "-u", "alice", "-p", "Alice-Pass1"});
+  EXPECT_THAT(result.out, HasSubstr("  Site: "));
+}
+
+TEST_F(BindingTest, KeyDistributionCenterThatIsSilentEndsWithinItsLimit) {
+  const HostChange silent(lab.dc,
+                          "nft 'add table inet e2e; add chain inet e2e in { type filter hook "
+                          "input priority 0; }; add rule inet e2e in tcp dport 88 drop; add rule "
+                          "inet e2e in udp dport 88 drop'",
+                          "nft delete table inet e2e");
+  const CommandResult result = lab.guest.joinscope(
+      {"-g", "lab.test", "-u", "alice", "-p", "Alice-Pass1"}, {.limit = std::chrono::seconds(90)});
+  EXPECT_THAT(result.out, HasSubstr("Kerberos error: rc=-1765328228 "));
+  EXPECT_EQ(result.status, 0);
+}
+
+}  // namespace
+}  // namespace joinscope::test

@@ -1,0 +1,177 @@
+// Networks and servers that are half down: every case says what is wrong and ends.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/support/lab.h"
+
+namespace joinscope::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+
+/// Longer than all documented limits of a report together; a run that reaches it hangs.
+constexpr HostOptions kBounded{.limit = std::chrono::seconds(90)};
+
+std::string resolver(const std::string& address) {
+  return "echo 'nameserver " + address +
+         "' > /tmp/resolv.e2e; mount --bind /tmp/resolv.e2e /etc/resolv.conf";
+}
+
+/// A filter on the domain controller for as long as this lives, for example "tcp dport 389 drop".
+HostChange filtered(const Host& dc, const std::string& rule) {
+  return HostChange(dc,
+                    "nft 'add table inet e2e; add chain inet e2e in { type filter hook input "
+                    "priority 0; }; add rule inet e2e in " +
+                        rule + "'",
+                    "nft delete table inet e2e");
+}
+
+class FaultsTest : public testing::Test {
+ protected:
+  Lab lab;
+};
+
+TEST_F(FaultsTest, DeadResolverOnTheJoinedHostEndsTheReportWithItsReason) {
+  const HostChange dead = filtered(lab.dc, "udp dport 53 drop");
+  const HostChange deadTcp(lab.dc, "nft add rule inet e2e in tcp dport 53 drop", "true");
+  const CommandResult diag = lab.member.joinscope({"--diag"}, kBounded);
+  EXPECT_THAT(diag.out, HasSubstr("WARNING: DNS timeout error.  Check DNS configuration\nor "
+                                  "increase the value of velkd.dns.response.maxtime in "
+                                  "pellion.conf.\n"));
+  EXPECT_THAT(diag.err, HasSubstr("Internal error: "));
+  EXPECT_THAT(diag.err, HasSubstr("lab.test"));
+  EXPECT_EQ(diag.status, 3);
+
+  const CommandResult test = lab.member.joinscope({"--test"}, kBounded);
+  EXPECT_EQ(test.out,
+            "Domain Diagnostics:\n  Domain: lab.test\n    DNS query for: _ldap._tcp.lab.test\n"
+            "    DNS query for: _gc._tcp.lab.test\n");
+  EXPECT_EQ(std::count(test.err.begin(), test.err.end(), '\n'), 2);
+  EXPECT_THAT(test.err, testing::StartsWith("    DNS problem: "));
+  EXPECT_EQ(test.status, 0);
+}
+
+TEST_F(FaultsTest, ResolverThatRefusesEndsAtOnceAndUnjoinedHostsGoOn) {
+  const CommandResult result = lab.guest.joinscopeAfter(
+      resolver("10.99.0.31"), {"-g", "lab.test", "-u", "alice", "-p", "Alice-Pass1", "-V"},
+      kBounded);
+  EXPECT_THAT(result.out, HasSubstr("  Subnet site: \nWARNING! Unable to locate"));
+  EXPECT_THAT(result.out, HasSubstr("    Found no SRV records!\n"));
+  EXPECT_THAT(result.err, HasSubstr("    DNS problem: "));
+  EXPECT_THAT(result.err, HasSubstr("      _ldap._tcp.lab.test 0 100 389\n"));
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(FaultsTest, UnknownDomainGetsTheAdvice) {
+  const CommandResult result = lab.guest.joinscope({"-g", "nosuch.test", "-V"}, kBounded);
+  EXPECT_THAT(result.out, HasSubstr("    DNS query for: _ldap._tcp.nosuch.test\n"));
+  EXPECT_THAT(result.out, HasSubstr("DC service records not in DNS.  Checking configuration "
+                                    "file:\n    Found no SRV records!\n"));
+  EXPECT_THAT(result.err, HasSubstr("    No DC records found in DNS or in orvald.conf.\n"
+                                    "    Your DNS may be misconfigured!\n"));
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(FaultsTest, ControllersOfTheConfigurationFileServeWhereDnsHasNone) {
+  const CommandResult result = lab.guest.joinscopeAfter(
+      "printf 'dns.dc.conf.test: dc1.lab.test\\n' > /tmp/conf.e2e; mkdir -p /etc/orvald; "
+      "touch /etc/orvald/orvald.conf; mount --bind /tmp/conf.e2e /etc/orvald/orvald.conf",
+      {"-T", "conf.test"}, kBounded);
+  EXPECT_THAT(result.out, HasSubstr("    Domain Controller: dc1.lab.test\n"
+                                    "      ldap:      389/tcp - good\n"));
+  EXPECT_THAT(result.out, Not(HasSubstr("Global Catalog:")));
+  EXPECT_EQ(result.status, 0);
+}
+
+struct LdapFault {
+  const char* description;
+  const char* rule;
+  const char* verdict;
+};
+
+TEST_F(FaultsTest, ControllerWithoutItsLdapPortIsGivenUp) {
+  const LdapFault faults[] = {
+      {"refused", "tcp dport 389 reject with tcp reset", "refused"},
+      {"dropped", "tcp dport 389 drop", "timeout"},
+  };
+  for (const LdapFault& fault : faults) {
+    SCOPED_TRACE(fault.description);
+    const HostChange filter = filtered(lab.dc, fault.rule);
+    const CommandResult result = lab.member.joinscope({"--diag"}, kBounded);
+    EXPECT_THAT(result.out, HasSubstr("    Domain Controller: dc1.lab.test\n"
+                                      "      ldap:      389/tcp - " +
+                                      std::string(fault.verdict) +
+                                      "\n      No TCP LDAP response, giving up on dc1.lab.test\n"));
+    EXPECT_THAT(result.out, Not(HasSubstr("smb:")));
+    EXPECT_EQ(result.status, 0);
+  }
+}
+
+TEST_F(FaultsTest, OtherPortsThatFailAreReportedAndTheControllerKept) {
+  const HostChange filter =
+      filtered(lab.dc,
+               "tcp dport 445 drop; add rule inet e2e in tcp dport 464 reject with tcp reset; add "
+               "rule inet e2e in udp dport 389 drop; add rule inet e2e in udp dport 123 drop");
+  const CommandResult result = lab.member.joinscope({"--test"}, kBounded);
+  EXPECT_THAT(result.out, HasSubstr("      ldap:      389/tcp - good\n"
+                                    "      ldap:      389/udp - timeout\n"
+                                    "      smb:       445/tcp - timeout\n"
+                                    "      kdc:        88/tcp - good\n"
+                                    "      kpasswd:   464/tcp - refused\n"
+                                    "      ntp:       123/udp - timeout\n"));
+}
+
+/// The LDAP server accepts connections (the kernel does) and never answers.
+TEST_F(FaultsTest, ControllerThatIsOpenButMute) {
+  const std::string listeners =
+      "$(ss -Hltnp 'sport = :389' | grep -o 'pid=[0-9]*' | cut -d= -f2 | sort -u)";
+  const HostChange mute(lab.dc, "kill -STOP " + listeners, "kill -CONT " + listeners);
+  const CommandResult result = lab.member.joinscope({"--diag", "-V"}, kBounded);
+  EXPECT_THAT(result.out, HasSubstr("      ldap:      389/tcp - good\n"));
+  EXPECT_THAT(result.out, HasSubstr("  Domain Controller: dc1.lab.test:389\n"
+                                    "    Failed to retrieve root object\n"));
+  EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(FaultsTest, ClosedOutputEndsTheRun) {
+  const CommandResult result =
+      lab.member.shell("{ " + joinscopeBinary() + " --diag; echo $? >&2; } | head -n 1", kBounded);
+  EXPECT_EQ(result.out, "joinscope (Orvald 5.7.0-207)\n");
+}
+
+struct BadConfiguration {
+  const char* description;
+  const char* make;  // writes /tmp/conf.e2e
+  const char* firstLine;
+};
+
+TEST_F(FaultsTest, AbsurdConfigurationFiles) {
+  const BadConfiguration files[] = {
+      {"10 MB of junk without a colon", "head -c 10000000 /dev/zero | tr '\\0' x > /tmp/conf.e2e",
+       "No properties available -- no permission?\n"},
+      {"10 MB of properties", "seq 1 400000 | sed 's/.*/some.key.&: value &/' > /tmp/conf.e2e",
+       "some.key.1: value 1\n"},
+      {"NULs", "printf 'a\\0b: c\\0d\\nsane: yes\\n' > /tmp/conf.e2e", ""},
+      {"bytes that are no UTF-8", "printf 'k: \\377\\376\\n' > /tmp/conf.e2e", "k: \\xFF\\xFE\n"},
+      {"a directory", "rm -rf /tmp/conf.e2e; mkdir /tmp/conf.e2e",
+       "No properties available -- no permission?\n"},
+      {"a pipe that nobody writes", "rm -rf /tmp/conf.e2e; mkfifo /tmp/conf.e2e",
+       "No properties available -- no permission?\n"},
+  };
+  for (const BadConfiguration& file : files) {
+    SCOPED_TRACE(file.description);
+    const CommandResult result = lab.member.joinscopeAfter(
+        std::string("rm -rf /tmp/conf.e2e; ") + file.make +
+            "; mount -t tmpfs none /etc/orvald; mv /tmp/conf.e2e /etc/orvald/orvald.conf",
+        {"--config"}, kBounded);
+    EXPECT_THAT(result.out, testing::StartsWith(file.firstLine));
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.status, 0);
+  }
+}
+
+}  // namespace
+}  // namespace joinscope::test
