@@ -23,18 +23,19 @@ class BindingTickets {
   /// From the cache named `cacheName`: a copy of its tickets in memory, or with `inPlace` the cache
   /// itself, to which service tickets are then added. Throws KerberosException.
   static boost::shared_ptr<BindingTickets> fromCache(KerberosContext& kerberos,
-                                                     const std::string& cacheName, bool inPlace);
+                                                     const std::string& cacheName,
+                                                     bool inPlace = false);
 
   BindingTickets(const BindingTickets&) = delete;
   BindingTickets& operator=(const BindingTickets&) = delete;
 
-  /// Makes sure that the cache holds a ticket for the LDAP server `host` of `realm`. `callback`,
-  /// which may be null, is asked with `data` for initial credentials when a user has none yet, and
+  /// Makes sure that the cache holds a ticket for the LDAP server `host` of `realm`. `callback`
+  /// is asked for initial credentials when a user has none yet, and
   /// once when the KDC says that those of a cache were revoked; the new ones go to memory, a named
   /// cache stays untouched. Throws BaseException kInvalidCredentials when the KDC refuses a user's
   /// password, kJoinedToOtherDomain when no trust leads from a computer account's realm to `realm`,
   /// else KerberosException (the revocation itself when the callback did not help).
-  void obtain(InitialCredentialsCallback callback, void* data, const std::string& host,
+  void obtain(const InitialCredentialsCallback& callback, const std::string& host,
               const std::string& realm);
 
   /// Open as long as this object lives; obtain() may replace it.
@@ -47,8 +48,8 @@ class BindingTickets {
   explicit BindingTickets(KerberosContext& kerberos) noexcept;
 
   void fetch(const std::string& host, const std::string& realm);
-  krb5_error_code ask(InitialCredentialsCallback callback, void* data);
-  void startOwnCache();
+  krb5_error_code ask(const InitialCredentialsCallback& callback);
+  void startOwnCache(krb5_principal client);
 
   KerberosContext& kerberos_;
   Krb5Principal client_;

@@ -21,16 +21,25 @@ krb5_error_code getCredentials(krb5_context context, krb5_principal principal,
 
 /// Gets initial credentials for a principal into the second argument; the last is the data that was
 /// set with the callback. Returns 0 or a Kerberos code; may throw.
-using InitialCredentialsCallback = krb5_error_code (*)(krb5_context, krb5_creds*, krb5_principal,
+using InitialCredentialsFunction = krb5_error_code (*)(krb5_context, krb5_creds*, krb5_principal,
                                                        void*);
 /// Copies callback data; returns 0, or EINVAL when a pointer is null.
 using CallbackDataCopy = int (*)(const void* from, void** to);
 /// Wipes and frees what the copy function made; null is allowed.
-using CallbackDataFree = void (*)(void*);
+using CallbackDataFree = void (*)(void* data);
 using CallbackData = boost::shared_ptr<void>;
 
 /// No callback data.
 inline const CallbackData EMPTY_CBDATA;
+
+/// A callback with its data and the functions that copy and free such data; without a function,
+/// nothing can be asked for.
+struct InitialCredentialsCallback {
+  InitialCredentialsFunction function = nullptr;
+  CallbackData data = EMPTY_CBDATA;
+  CallbackDataCopy copy = nullptr;
+  CallbackDataFree release = nullptr;
+};
 
 /// The callback for a password that is already known: `data` is a Shredder. The credentials are
 /// asked for a day.

@@ -4,7 +4,9 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <type_traits>
 
+#include "tolk/base/handle.h"
 #include "tolk/krb5/krb5_library.h"
 
 namespace tolk {
@@ -23,7 +25,7 @@ class KerberosContext {
   /// Frees the context, then the mutex.
   ~KerberosContext();
 
-  [[nodiscard]] krb5_context get() const noexcept { return context_; }
+  [[nodiscard]] krb5_context get() const noexcept { return context_.get(); }
   /// A krb5 context may be used by one thread at a time; hold this where several could.
   [[nodiscard]] std::mutex& mutex() const noexcept { return mutex_; }
 
@@ -35,8 +37,8 @@ class KerberosContext {
   void profileUpdate();
 
   mutable std::mutex mutex_;
-  std::unique_ptr<ProfileOverlay> overlay_;
-  krb5_context context_ = nullptr;
+  std::unique_ptr<ProfileOverlay> overlay_;  // context_ keeps a pointer to it
+  std::unique_ptr<std::remove_pointer_t<krb5_context>, Releaser<krb5_free_context>> context_;
 };
 
 /// A credential cache handle with what is to become of it.
@@ -59,4 +61,4 @@ struct KerberosCCache {
 
 /// Writes one line of the library's trace to the logger "base.kerberos.wrap" at debug level
 /// (krb5_set_trace_callback).
-void orv_krb5_trace_cb(krb5_context context, const krb5_trace_info* info, void* data);
+void orv_krb5_trace_cb(krb5_context context, const krb5_trace_info* info, void* data) noexcept;

@@ -1,9 +1,9 @@
 // The one place where the Kerberos library's result codes become exceptions and texts.
 #pragma once
 
-#include <source_location>
 #include <string>
 
+#include "tolk/base/source_location.h"
 #include "tolk/krb5/krb5_library.h"
 
 namespace tolk {
@@ -14,7 +14,7 @@ std::string krb5Message(krb5_context context, krb5_error_code code);
 
 /// Throws KerberosException "what: text of the library" with `code`, unless that is 0.
 void throwIfKrb5(krb5_context context, krb5_error_code code, const std::string& what,
-                 std::source_location where = std::source_location::current());
+                 SourceLocation where = SourceLocation::current());
 
 /// A principal as text, "name@REALM" with the library's escapes; throws KerberosException.
 std::string principalText(krb5_context context, krb5_const_principal principal);

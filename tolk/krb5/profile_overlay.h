@@ -2,6 +2,7 @@
 #pragma once
 
 #include <map>
+#include <optional>
 #include <string>
 
 #include "tolk/krb5/krb5_library.h"
@@ -22,6 +23,8 @@ class ProfileOverlay {
   /// Sets the value of `path`, sections and name joined by "/". A section "*" stands for any name:
   /// "realms/*/kdc".
   void set(const std::string& path, std::string value);
+  /// Makes `path` have no value, whatever the base says.
+  void hide(const std::string& path);
 
   /// A handle for krb5_init_context_profile, which copies it; the caller releases it with
   /// profile_release. Throws KerberosException.
@@ -29,7 +32,7 @@ class ProfileOverlay {
 
  private:
   friend struct ProfileOverlayCalls;
-  std::map<std::string, std::string> values_;
+  std::map<std::string, std::optional<std::string>> values_;  // without a value: hidden
   profile_t base_;
 };
 

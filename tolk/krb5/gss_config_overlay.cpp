@@ -1,0 +1,67 @@
+#include "tolk/krb5/gss_config_overlay.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <map>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/handle.h"
+
+namespace tolk {
+namespace {
+
+/// Only what cannot be mistaken for the file's syntax goes into it.
+bool isPlainName(const std::string& name) {
+  return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+           c == '-' || c == '_';
+  });
+}
+
+std::string configuration(const std::string& realm, const std::string& host) {
+  std::string text =
+      "[libdefaults]\n"
+      "dns_canonicalize_hostname = false\n"
+      "rdns = false\n"
+      "dns_lookup_kdc = false\n"
+      "dns_lookup_realm = false\n";
+  if (!isPlainName(realm)) return text;
+  text += "default_realm = " + realm + "\n";
+  if (isPlainName(host)) text += "[domain_realm]\n" + host + " = " + realm + "\n";
+  return text;
+}
+
+UniqueFd memoryFile(const std::string& text) {
+  UniqueFd fd(::memfd_create("krb5.conf", MFD_CLOEXEC));
+  if (!fd) throw IOException("Cannot make a file in memory", errno);
+  const ssize_t written = ::write(fd.get(), text.data(), text.size());
+  if (written != static_cast<ssize_t>(text.size()))
+    throw IOException("Cannot write a file in memory", errno);
+  return fd;
+}
+
+/// The path of a file with that text. The profile library remembers files by path and second, so no
+/// path may ever get other content: a file, once made, stays open until the process ends. There are
+/// as many as domains in use.
+std::string pathOf(const std::string& text) {
+  static std::map<std::string, UniqueFd> files;
+  auto found = files.find(text);
+  if (found == files.end()) found = files.emplace(text, memoryFile(text)).first;
+  return "/proc/self/fd/" + std::to_string(found->second.get());
+}
+
+std::string fileList(const std::string& realm, const std::string& host) {
+  const char* former = std::getenv("KRB5_CONFIG");
+  return pathOf(configuration(realm, host)) + ":" + (former != nullptr ? former : "/etc/krb5.conf");
+}
+
+}  // namespace
+
+GssConfigOverlay::GssConfigOverlay(const std::string& realm, const std::string& host)
+    : variable_("KRB5_CONFIG", fileList(realm, host)) {}
+
+}  // namespace tolk

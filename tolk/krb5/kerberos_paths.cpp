@@ -1,0 +1,16 @@
+#include "tolk/krb5/kerberos_paths.h"
+
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+
+namespace tolk {
+
+std::string kerberosConfigPath() {
+  return Props().getProperty(PN::KRB5_CONFFILE_NAME);
+}
+
+std::string keytabPath() {
+  return Props().getProperty(PN::KRB5_KEYTAB_NAME);
+}
+
+}  // namespace tolk
