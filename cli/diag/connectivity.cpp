@@ -1,0 +1,118 @@
+// The `--test` task and the connectivity tests of `--diag`.
+#include "cli/diag/connectivity.h"
+
+#include <arpa/inet.h>
+
+#include <cstdint>
+#include <iostream>
+#include <utility>
+#include <vector>
+
+#include "cli/common/output.h"
+#include "cli/common/task_context.h"
+#include "cli/diag/row_probe.h"
+#include "cli/diag/server_probes.h"
+#include "cli/diag/srv_records.h"
+#include "tolk/base/text.h"
+#include "tolk/net/dns.h"
+#include "tolk/net/probes.h"
+
+namespace joinscope {
+namespace {
+
+void append(std::vector<ProbeTarget>& targets, const ServerKind& kind,
+            const tolk::HostPortList& entries) {
+  for (const tolk::HostPort& entry : entries) targets.push_back({&kind, entry});
+}
+
+/// Writes the next servers of the run, those of `entries`, and keeps the reachable ones.
+void testList(ProbeRun& run, std::size_t& next, tolk::HostPortList& entries, std::ostream* diag) {
+  tolk::HostPortList reachable;
+  for (tolk::HostPort& entry : entries) {
+    if (run.write(std::cout, next++, diag)) reachable.push_back(std::move(entry));
+  }
+  entries = std::move(reachable);
+}
+
+ProbeVerdict probeLdapUdp(const std::string& host) {
+  tolk::EventLoop loop;
+  const std::vector<in_addr> addresses = tolk::startHostLookup(loop, host).wait();
+  if (addresses.empty()) return {};
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr = addresses.front();
+  address.sin_port = htons(389);
+  return RowProbe(loop, Probe::ldapUdp, address).take();
+}
+
+tolk::HostPortList single(const char* server, std::int32_t port) {
+  tolk::HostPort entry;
+  entry.host = tolk::toLower(server);
+  entry.port = port;
+  return {entry};
+}
+
+}  // namespace
+
+tolk::HostPortList namedController(const char* server) {
+  return single(server, 389);
+}
+tolk::HostPortList namedCatalog(const char* server) {
+  return single(server, 3268);
+}
+
+int runConnectivityTest(TaskContext& ctx, const char* server, std::ostream* diag) {
+  std::cout << prefix(0) << "Domain Diagnostics:\n";
+  if (ctx.domain.empty()) {
+    std::cout << prefix(1) << "Domain not specified\n" << std::flush;
+    return 0;
+  }
+  std::cout << prefix(1) << "Domain: " << ctx.domain << '\n';
+  tolk::HostPortList controllers;
+  tolk::HostPortList catalogs;
+  if (server != nullptr) {
+    controllers = namedController(server);
+    catalogs = namedCatalog(server);
+  } else {
+    querySrvRecords("_ldap._tcp." + ctx.domain, controllers, diag, false);
+    querySrvRecords("_gc._tcp." + ctx.domain, catalogs, diag, false);
+  }
+  if (!controllers.empty()) testConnectivity(ctx, catalogs, controllers, diag);
+  std::cout.flush();
+  return 0;
+}
+
+void testConnectivity(TaskContext& /*ctx*/, tolk::HostPortList& gcs, tolk::HostPortList& dcs,
+                      std::ostream* diag) {
+  std::cout << prefix(1) << "Testing Active Directory connectivity:\n";
+  std::vector<ProbeTarget> targets;
+  append(targets, kGlobalCatalog, gcs);
+  append(targets, kDomainController, dcs);
+  ProbeRun run(std::move(targets));
+  std::size_t next = 0;
+  testList(run, next, gcs, diag);
+  testList(run, next, dcs, diag);
+}
+
+bool testServer(const tolk::HostPort& entry, bool isGlobalCatalog, std::ostream* diag) {
+  ProbeRun run({{isGlobalCatalog ? &kGlobalCatalog : &kDomainController, entry}});
+  return run.write(std::cout, 0, diag);
+}
+
+int testLdapUdp(const std::string& host, std::ostream* diag) {
+  const PortRow row{"ldap", 389, Probe::ldapUdp};
+  writeRowLabel(std::cout, row, row.port);
+  std::cout.flush();
+  const ProbeVerdict verdict = probeLdapUdp(host);
+  writeVerdict(std::cout, verdict, diag);
+  return verdict.result;
+}
+
+int testNtp(const char* host, std::ostream* diag) {
+  const ProbeVerdict verdict = judgeTimeQuery([host] { tolk::NtpGetTime(host); });
+  if (diag != nullptr && !verdict.message.empty())
+    *diag << tolk::printable(verdict.message) << '\n';
+  return verdict.result;
+}
+
+}  // namespace joinscope

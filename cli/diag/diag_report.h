@@ -1,0 +1,15 @@
+// The `--diag` report: its sections in their order.
+#pragma once
+
+#include <iosfwd>
+
+namespace joinscope {
+
+struct TaskContext;
+
+/// Writes every section to standard output, an empty line after each. Always returns 0; throws
+/// TOLKException when the host's site is not known yet and no controller of the joined domain can
+/// be found. `server` (from --servername) and `diag` may be null.
+int diagReport(TaskContext& ctx, const char* server, std::ostream* diag);
+
+}  // namespace joinscope

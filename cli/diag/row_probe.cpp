@@ -1,0 +1,102 @@
+// The probe of one port as a wait on an event loop.
+#include "cli/diag/row_probe.h"
+
+#include <cerrno>
+
+#include <string>
+#include <utility>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/net/limits.h"
+#include "tolk/net/probes.h"
+
+namespace joinscope {
+namespace {
+
+using PendingEntries = tolk::Pending<std::vector<tolk::CldapEntry>>;
+
+PendingEntries startRootDseQuery(tolk::EventLoop& loop, const sockaddr_in& address) {
+  // Later binds of this run keep to the same five seconds.
+  tolk::Props(false, false).set(tolk::PN::LDAP_BIND_TIMEOUT, "5");
+  tolk::CldapRequest request;
+  request.present = "objectclass";
+  request.attributes = {tolk::AD_DN_ONLY};
+  return tolk::startCldapSearch(loop, address, request,
+                                tolk::configuredLimit(tolk::PN::LDAP_BIND_TIMEOUT));
+}
+
+int judgeRootDseQuery(PendingEntries& query) {
+  try {
+    return query.wait().empty() ? ProbeVerdict::kRefused : ProbeVerdict::kGood;
+  } catch (const std::exception&) {
+    return ProbeVerdict::kTimeout;
+  }
+}
+
+/// A time-out is told by its error number; whatever else goes wrong in the exchange is a refusal.
+int judgeSmbProbe(int result) {
+  if (result == ETIME) return ProbeVerdict::kTimeout;
+  return result == 0 ? ProbeVerdict::kGood : ProbeVerdict::kRefused;
+}
+
+}  // namespace
+
+ProbeVerdict judgeTimeQuery(const std::function<void()>& query) {
+  try {
+    query();
+    return {.result = ProbeVerdict::kGood, .limit = nullptr, .message = {}};
+  } catch (const tolk::TimeoutException& e) {
+    return {.result = ProbeVerdict::kTimeout, .limit = nullptr, .message = e.what()};
+  } catch (const tolk::Base_Exception& e) {
+    return {.result = ProbeVerdict::kRefused, .limit = nullptr, .message = e.what()};
+  }
+}
+
+bool limitReached(std::chrono::steady_clock::time_point started, const tolk::Property& limit) {
+  return std::chrono::steady_clock::now() - started >= tolk::configuredLimit(limit);
+}
+
+RowProbe::RowProbe(tolk::EventLoop& loop, Probe probe, const sockaddr_in& address) : probe_(probe) {
+  switch (probe) {
+    case Probe::connect:
+      wait_ = tolk::startConnectProbe(loop, address);
+      break;
+    case Probe::smb:
+      wait_ = tolk::startSmbProbe(loop, address);
+      break;
+    case Probe::ldapUdp:
+      wait_ = startRootDseQuery(loop, address);
+      break;
+    case Probe::ntp:
+      wait_ = tolk::startNtpQuery(loop, address);
+      break;
+  }
+}
+
+bool RowProbe::done() const {
+  return std::visit([](const auto& wait) { return wait.done(); }, wait_);
+}
+
+ProbeVerdict RowProbe::take() {
+  if (auto* query = std::get_if<tolk::Pending<std::time_t>>(&wait_)) {
+    return judgeTimeQuery([query] { query->wait(); });
+  }
+  ProbeVerdict verdict;
+  const tolk::Property* limit = &tolk::PN::NET_CONNECT_TIMEOUT;
+  if (auto* query = std::get_if<PendingEntries>(&wait_)) {
+    verdict.result = judgeRootDseQuery(*query);
+    limit = &tolk::PN::LDAP_BIND_TIMEOUT;
+  } else {
+    const int result = std::get<tolk::Pending<int>>(wait_).wait();
+    verdict.result = probe_ == Probe::smb ? judgeSmbProbe(result) : result;
+  }
+  const bool answered =
+      verdict.result == ProbeVerdict::kGood || verdict.result == ProbeVerdict::kRefused;
+  if (!answered && limitReached(started_, *limit)) verdict.limit = limit;
+  return verdict;
+}
+
+}  // namespace joinscope

@@ -1,0 +1,86 @@
+// The probes of many servers, all waits together.
+#include "cli/diag/server_probes.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cstdint>
+#include <ostream>
+#include <utility>
+
+#include "tolk/base/property_names.h"
+#include "tolk/net/dns.h"
+
+namespace joinscope {
+
+ServerProbes::ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target)
+    : loop_(loop),
+      target_(target),
+      lookup_(tolk::startHostLookup(loop, target.entry.host)),
+      rows_(target.kind->rows.size()) {}
+
+void ServerProbes::takeAddress() {
+  const std::vector<in_addr> addresses = lookup_.wait();
+  resolved_.emplace();
+  if (addresses.empty()) {
+    const tolk::Property& limit = tolk::PN::VELKD_DNS_RESPONSE_MAXTIME;
+    if (limitReached(started_, limit)) resolved_->limit = &limit;
+    return;
+  }
+  resolved_->result = ProbeVerdict::kGood;
+  address_.sin_family = AF_INET;
+  address_.sin_addr = addresses.front();
+  start(0);
+}
+
+void ServerProbes::start(std::size_t row) {
+  const int port = portOf(target_.entry, *target_.kind, row);
+  address_.sin_port = htons(static_cast<std::uint16_t>(port));
+  rows_[row].probe.emplace(loop_, target_.kind->rows[row].probe, address_);
+}
+
+void ServerProbes::advance() {
+  if (!resolved_ && lookup_.done()) takeAddress();
+  for (std::size_t row = 0; row < rows_.size(); ++row) {
+    Row& state = rows_[row];
+    if (!state.probe || !state.probe->done()) continue;
+    state.verdict = state.probe->take();
+    state.probe.reset();
+    if (row != 0 || state.verdict->result != ProbeVerdict::kGood) continue;
+    for (std::size_t next = 1; next < rows_.size(); ++next) start(next);
+  }
+}
+
+ProbeRun::ProbeRun(std::vector<ProbeTarget> targets) : targets_(std::move(targets)) {}
+
+void ProbeRun::startUpTo(std::size_t end) {
+  while (probes_.size() < std::min(end, targets_.size())) {
+    probes_.push_back(std::make_unique<ServerProbes>(loop_, targets_[probes_.size()]));
+  }
+}
+
+ProbeVerdict ProbeRun::waitFor(const std::optional<ProbeVerdict>& answer) {
+  loop_.runUntil([this, &answer] {
+    for (const auto& probes : probes_) {
+      if (probes) probes->advance();
+    }
+    return answer.has_value();
+  });
+  return *answer;
+}
+
+bool ProbeRun::write(std::ostream& out, std::size_t index, std::ostream* diag) {
+  startUpTo(index + kWindow);
+  const ServerProbes& server = *probes_[index];
+  const ServerAnswers answers{
+      .resolve = [&] { return waitFor(server.resolved()); },
+      .probe = [&](std::size_t row) { return waitFor(server.verdict(row)); },
+  };
+  const bool reachable =
+      writeServer(out, *targets_[index].kind, targets_[index].entry, answers, diag);
+  probes_[index].reset();
+  return reachable;
+}
+
+}  // namespace joinscope

@@ -1,0 +1,116 @@
+// Probes of real sockets on the loopback interface, and the order of the text around them.
+#include "cli/diag/connectivity.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <sstream>
+
+#include "cli/common/task_context.h"
+#include "cli/diag/server_probes.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/handle.h"
+
+namespace joinscope {
+namespace {
+
+/// A TCP port of 127.0.0.1 that is bound; it accepts when it listens and refuses when it does not.
+class LocalPort {
+ public:
+  explicit LocalPort(bool listening) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* raw = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    EXPECT_EQ(::bind(socket_.get(), raw, size), 0);
+    EXPECT_EQ(::getsockname(socket_.get(), raw, &size), 0);
+    if (listening) EXPECT_EQ(::listen(socket_.get(), 8), 0);
+    number_ = ntohs(address.sin_port);
+  }
+
+  [[nodiscard]] tolk::HostPort entry(const char* host = "127.0.0.1") const {
+    return {.host = host, .text = {}, .port = number_, .priority = 0, .weight = 0};
+  }
+  [[nodiscard]] std::string number() const { return std::to_string(number_); }
+
+ private:
+  tolk::UniqueFd socket_;
+  std::int32_t number_ = 0;
+};
+
+TEST(ProbeRun, MoreServersThanTheWindowComeInOrder) {
+  const LocalPort open(true);
+  const LocalPort closed(false);
+  std::vector<ProbeTarget> targets;
+  std::string expected;
+  constexpr std::size_t kServers = 2 * ProbeRun::kWindow + 3;
+  for (std::size_t i = 0; i < kServers; ++i) {
+    const bool good = i % 3 != 0;
+    const LocalPort& port = good ? open : closed;
+    targets.push_back({&kGlobalCatalog, port.entry()});
+    expected += "    Global Catalog: 127.0.0.1\n      gc:       " + port.number() + "/tcp - ";
+    expected += good ? "good\n" : "refused\n      No TCP LDAP response, giving up on 127.0.0.1\n";
+  }
+  ProbeRun run(std::move(targets));
+  std::ostringstream out;
+  for (std::size_t i = 0; i < kServers; ++i) EXPECT_EQ(run.write(out, i, nullptr), i % 3 != 0);
+  EXPECT_EQ(out.str(), expected);
+}
+
+TEST(Connectivity, ListsKeepReachableServersInOrder) {
+  const LocalPort open(true);
+  const LocalPort other(true);
+  const LocalPort closed(false);
+  TaskContext ctx(nullptr, "lab.test", nullptr);
+  tolk::HostPortList catalogs = {closed.entry(), open.entry(), closed.entry(), other.entry()};
+  tolk::HostPortList controllers = {closed.entry()};
+  testing::internal::CaptureStdout();
+  testConnectivity(ctx, catalogs, controllers, nullptr);
+  const std::string text = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(catalogs, (tolk::HostPortList{open.entry(), other.entry()}));
+  EXPECT_TRUE(controllers.empty());
+  EXPECT_EQ(text.rfind("  Testing Active Directory connectivity:\n    Global Catalog: ", 0), 0U);
+  EXPECT_GT(text.find("    Domain Controller: "), text.rfind("    Global Catalog: "));
+}
+
+TEST(Connectivity, NoDomainEndsTheTaskBeforeAnyLookup) {
+  TaskContext ctx(nullptr, nullptr, nullptr);
+  ctx.domain.clear();
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(runConnectivityTest(ctx, "dc1.lab.test", nullptr), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Domain Diagnostics:\n  Domain not specified\n");
+}
+
+TEST(Connectivity, NamedServerIsLowerCasedAndAskedWithoutDns) {
+  TaskContext ctx(nullptr, "lab.test", nullptr);
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(runConnectivityTest(ctx, "LOCALHOST", nullptr), 0);
+  const std::string text = testing::internal::GetCapturedStdout();
+  EXPECT_EQ(text.rfind("Domain Diagnostics:\n"
+                       "  Domain: lab.test\n"
+                       "  Testing Active Directory connectivity:\n"
+                       "    Global Catalog: localhost\n"
+                       "      gc:       3268/tcp - ",
+                       0),
+            0U)
+      << text;
+  EXPECT_NE(text.find("    Domain Controller: localhost\n      ldap:      389/tcp - "),
+            std::string::npos)
+      << text;
+}
+
+TEST(TimeQuery, OnlyATimeOutIsATimeOut) {
+  EXPECT_EQ(judgeTimeQuery([] {}).result, ProbeVerdict::kGood);
+  const ProbeVerdict silent = judgeTimeQuery([] { throw tolk::TimeoutException("silence"); });
+  EXPECT_EQ(silent.result, ProbeVerdict::kTimeout);
+  EXPECT_EQ(silent.message, "silence");
+  const ProbeVerdict closed = judgeTimeQuery([] { throw tolk::IOException("closed"); });
+  EXPECT_EQ(closed.result, ProbeVerdict::kRefused);
+  EXPECT_EQ(closed.message, "closed");
+}
+
+}  // namespace
+}  // namespace joinscope

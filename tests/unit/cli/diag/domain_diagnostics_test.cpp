@@ -1,0 +1,70 @@
+// Lists and texts that the domain section is made of.
+#include "cli/diag/domain_diagnostics.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "cli/diag/srv_records.h"
+
+namespace joinscope {
+namespace {
+
+tolk::HostPort entry(const char* host, std::int32_t port, std::uint16_t priority = 0) {
+  return {.host = host, .text = {}, .port = port, .priority = priority, .weight = 0};
+}
+
+std::string shown(const tolk::HostPortList& list) {
+  std::ostringstream out;
+  printSrvRecords(&out, list);
+  return out.str();
+}
+
+TEST(MergedServers, CatalogsFirstThenControllersNotYetThere) {
+  const tolk::HostPortList catalogs = {entry("b.lab.test", 3268), entry("a.lab.test", 389)};
+  const tolk::HostPortList controllers = {entry("c.lab.test", 389), entry("a.lab.test", 389, 9),
+                                          entry("b.lab.test", 389), entry("c.lab.test", 389)};
+  EXPECT_EQ(shown(mergedServers(catalogs, controllers)),
+            "    Found SRV records:\n"
+            "      b.lab.test:3268\n"
+            "      a.lab.test:389\n"
+            "      c.lab.test:389\n"
+            "      b.lab.test:389\n");
+}
+
+TEST(SrvRecords, TextOfLists) {
+  EXPECT_EQ(shown({}), "    Found no SRV records!\n");
+  EXPECT_EQ(shown({entry("a.lab.test", tolk::HostPort::NO_PORT), entry("b\x07", 0)}),
+            "    Found SRV records:\n"
+            "      a.lab.test\n"
+            "      b\\x07:0\n");
+  printSrvRecords(nullptr, {});
+}
+
+TEST(SrvRecords, AdviceNamesTheMissingRecord) {
+  std::ostringstream out;
+  printSrvAdvice(out, "lab.test");
+  EXPECT_EQ(out.str(), R"(    No DC records found in DNS or in orvald.conf.
+    Your DNS may be misconfigured!
+    If using a Windows DNS, please use NETDIAG on your
+    Windows domain controller to diagnose your problem further.
+    Otherwise, please add this SRV records to your DNS:
+      _ldap._tcp.lab.test 0 100 389
+)");
+}
+
+TEST(SubnetSite, AnEmptySiteCallsForTheAdministrator) {
+  std::ostringstream known;
+  writeSubnetSite(known, "North");
+  EXPECT_EQ(known.str(), "  Subnet site: North\n");
+  std::ostringstream unknown;
+  writeSubnetSite(unknown, "");
+  EXPECT_EQ(unknown.str(),
+            "  Subnet site: \n"
+            "WARNING! Unable to locate computer's subnet site in Active Directory.\n"
+            "Ask your Active Directory administrator to add this computer's subnet\n"
+            "to the appropriate site.\n");
+}
+
+}  // namespace
+}  // namespace joinscope

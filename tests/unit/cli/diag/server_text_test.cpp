@@ -1,0 +1,123 @@
+// The lines of one server, whatever its ports answer.
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <vector>
+
+#include "cli/diag/server_text.h"
+#include "tolk/base/property_names.h"
+
+namespace joinscope {
+namespace {
+
+constexpr ProbeVerdict verdictOf(int result) {
+  return {result, nullptr, {}};
+}
+
+struct Written {
+  std::string text;
+  std::string diagnostics;
+  bool reachable = false;
+  std::size_t probed = 0;
+};
+
+Written write(const ServerKind& kind, const tolk::HostPort& entry,
+              const std::vector<ProbeVerdict>& rows, const ProbeVerdict& address = verdictOf(0)) {
+  std::ostringstream out;
+  std::ostringstream diag;
+  Written written;
+  const ServerAnswers answers{.resolve = [&] { return address; },
+                              .probe =
+                                  [&](std::size_t row) {
+                                    ++written.probed;
+                                    return rows.at(row);
+                                  }};
+  written.reachable = writeServer(out, kind, entry, answers, &diag);
+  written.text = out.str();
+  written.diagnostics = diag.str();
+  return written;
+}
+
+tolk::HostPort host(std::int32_t port) {
+  return {.host = "dc1.lab.test", .text = {}, .port = port, .priority = 0, .weight = 0};
+}
+
+TEST(ServerText, ControllerShowsAllPortsInOrder) {
+  const Written written =
+      write(kDomainController, host(389),
+            {verdictOf(0), verdictOf(1), verdictOf(-1), verdictOf(0), verdictOf(7), verdictOf(1)});
+  EXPECT_EQ(written.text, R"(    Domain Controller: dc1.lab.test
+      ldap:      389/tcp - good
+      ldap:      389/udp - refused
+      smb:       445/tcp - timeout
+      kdc:        88/tcp - good
+      kpasswd:   464/tcp - timeout
+      ntp:       123/udp - refused
+)");
+  EXPECT_TRUE(written.reachable);
+}
+
+struct FirstRowCase {
+  const char* what;
+  const ServerKind& kind;
+  std::int32_t port;
+  int result;
+  const char* text;
+};
+
+TEST(ServerText, FirstRowDecides) {
+  const FirstRowCase cases[] = {
+      {"a refused global catalog is given up like a controller", kGlobalCatalog, 3268, 1,
+       "    Global Catalog: dc1.lab.test\n"
+       "      gc:       3268/tcp - refused\n"
+       "      No TCP LDAP response, giving up on dc1.lab.test\n"},
+      {"port 0 keeps the table's", kGlobalCatalog, 0, 0,
+       "    Global Catalog: dc1.lab.test\n"
+       "      gc:       3268/tcp - good\n"},
+      {"no known port keeps the table's", kDomainController, tolk::HostPort::NO_PORT, -1,
+       "    Domain Controller: dc1.lab.test\n"
+       "      ldap:      389/tcp - timeout\n"
+       "      No TCP LDAP response, giving up on dc1.lab.test\n"},
+      {"another port replaces it, wider than its column if need be", kGlobalCatalog, 33268, 0,
+       "    Global Catalog: dc1.lab.test\n"
+       "      gc:       33268/tcp - good\n"},
+  };
+  for (const FirstRowCase& c : cases) {
+    SCOPED_TRACE(c.what);
+    const Written written = write(c.kind, host(c.port), {verdictOf(c.result)});
+    EXPECT_EQ(written.text, c.text);
+    EXPECT_EQ(written.reachable, c.result == 0);
+    EXPECT_EQ(written.probed, 1U);
+  }
+}
+
+TEST(ServerText, UnknownHostEndsItsLineInBlanks) {
+  const Written written = write(kDomainController, host(389), {}, verdictOf(-1));
+  EXPECT_EQ(written.text,
+            "    Domain Controller: dc1.lab.test\n"
+            "      Can't resolve IP address for dc1.lab.test      \n"
+            "Please check your DNS configuration\n");
+  EXPECT_FALSE(written.reachable);
+}
+
+TEST(ServerText, DiagnosticsNameLimitAndReason) {
+  ProbeVerdict first{-1, &tolk::PN::NET_CONNECT_TIMEOUT, {}};
+  EXPECT_EQ(write(kGlobalCatalog, host(3268), {first}).diagnostics,
+            "  ... limit of 5 s (net.connect.timeout) reached\n");
+  ProbeVerdict address{-1, &tolk::PN::VELKD_DNS_RESPONSE_MAXTIME, {}};
+  EXPECT_EQ(write(kGlobalCatalog, host(3268), {}, address).diagnostics,
+            "  ... limit of 5 s (velkd.dns.response.maxtime) reached\n");
+  ProbeVerdict ntp{1, nullptr, "ntp: \x1b refused"};
+  EXPECT_EQ(write(kGlobalCatalog, host(3268), {ntp}).diagnostics, "ntp: \\x1B refused\n");
+}
+
+TEST(ServerText, HostNameFromTheNetworkIsEscaped) {
+  tolk::HostPort entry = host(3268);
+  entry.host = "dc\n1";
+  EXPECT_EQ(write(kGlobalCatalog, entry, {verdictOf(0)}).text,
+            "    Global Catalog: dc\\x0A1\n"
+            "      gc:       3268/tcp - good\n");
+}
+
+}  // namespace
+}  // namespace joinscope
