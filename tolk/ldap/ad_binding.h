@@ -2,28 +2,18 @@
 // signing and sealing.
 #pragma once
 
-#include <krb5.h>
-
 #include <boost/shared_ptr.hpp>
 #include <memory>
 #include <string>
 
 #include "tolk/base/shredder.h"
+#include "tolk/krb5/initial_credentials.h"
 #include "tolk/ldap/ldap_binding.h"
 
 namespace tolk {
 
 class KerberosContext;
-
-/// Called when a ticket is wanted anew because the controller revoked the one at hand (a read-only
-/// controller that may not serve the principal): fills the credentials and returns 0, or returns a
-/// Kerberos error code. The last argument is the data that was set with it.
-using InitialCredentialsCallback = krb5_error_code (*)(krb5_context, krb5_creds*, krb5_principal,
-                                                       void*);
-/// Copies callback data; returns 0, or an errno value.
-using CallbackDataCopy = int (*)(const void* from, void** to);
-/// Frees what CallbackDataCopy made.
-using CallbackDataFree = void (*)(void*);
+struct HostPort;
 
 /// A binding is made first and connected afterwards; everything that can fail is in connect().
 /// Tickets live in memory caches only, also those fetched with a user's own cache. After connect()
@@ -46,10 +36,10 @@ class ADBinding : public LDAPBinding {
             bool inPlace, const std::string& server, const std::string& site, bool writable,
             bool rediscover);
 
-  /// For the same principal and ticket as `from`, which must have been connected: with
-  /// `globalCatalog` to a global catalog of its forest on port 3268 (the controller of `from`
-  /// itself when it is one), else to the same controller again. Does not use `from` after
-  /// construction.
+  /// For the client and tickets of `from`, which must be connected: with `globalCatalog` to a
+  /// global catalog of its forest on port 3268 (the controller of `from` itself when it is one),
+  /// else to the same controller once more. Reads the root DSE through `from`, and so may throw
+  /// LDAPException; does not use `from` afterwards.
   ADBinding(ADBinding& from, bool globalCatalog);
 
   ~ADBinding() override;
@@ -60,12 +50,12 @@ class ADBinding : public LDAPBinding {
   /// password; TOLKException when no controller can be found.
   virtual void connect(const std::string& server, const std::string& site, int port);
 
-  /// Sets the callback, its data and the functions that copy and free the data, or with null,
-  /// empty, null, null none. Data is shared, copied only by the global-catalog constructor, and
-  /// needed until the callback is reset.
-  void setInitialCredentialsCallback(InitialCredentialsCallback callback,
-                                     boost::shared_ptr<void> data, CallbackDataCopy copy,
-                                     CallbackDataFree free);
+  /// Sets what connect() asks for initial credentials when the ticket at hand was revoked, and for
+  /// a binding with a password also at first; null with EMPTY_CBDATA sets none. The data is shared
+  /// until it is set anew; the global-catalog constructor takes a copy made with `copy`. Without a
+  /// callback, a binding with a password uses that.
+  void setInitialCredentialsCallback(InitialCredentialsFunction function, CallbackData data,
+                                     CallbackDataCopy copy, CallbackDataFree release);
 
   /// The DNS name of the domain, in lower case.
   [[nodiscard]] const std::string& domainName() const noexcept;
@@ -81,6 +71,9 @@ class ADBinding : public LDAPBinding {
 
  private:
   struct Impl;
+  void open(const HostPort& target);
+  [[nodiscard]] const ADObject& rootDse();
+
   std::unique_ptr<Impl> impl_;
 };
 

@@ -87,7 +87,7 @@ class LDAPBinding {
   [[nodiscard]] const std::string& serverName() const noexcept { return server_; }
 
   /// The open connection, for the readers of this folder; opens a lost one again.
-  [[nodiscard]] LdapConnection& connection();
+  [[nodiscard]] const std::shared_ptr<LdapConnection>& connection();
 
  protected:
   /// Runs one search to its end. Throws LDAPException.
@@ -95,10 +95,10 @@ class LDAPBinding {
   /// Opens the connection to the server of before again.
   virtual void reopen();
   /// Takes over an open connection.
-  void adopt(std::unique_ptr<LdapConnection> connection);
+  void adopt(std::shared_ptr<LdapConnection> connection);
 
  private:
-  std::unique_ptr<LdapConnection> connection_;
+  std::shared_ptr<LdapConnection> connection_;
   std::string server_;
 };
 

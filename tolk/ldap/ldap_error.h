@@ -14,6 +14,9 @@ namespace tolk {
 void throwIfLdap(int rc, ldap* ld, const std::string& server,
                  std::source_location where = std::source_location::current());
 
+/// "MEANING (SERVER): DETAIL"; an empty server or detail is left out.
+[[nodiscard]] std::string ldapMessage(int rc, const std::string& server, const std::string& detail);
+
 /// The diagnostic text of the last operation on `ld`, safe to print: without NULs and line ends at
 /// its end, control characters escaped.
 [[nodiscard]] std::string ldapDiagnostic(ldap* ld);

@@ -8,7 +8,7 @@
 
 namespace tolk {
 
-class LDAPBinding;
+class LdapConnection;
 struct SearchRequest;
 
 /// Made by LDAPBinding::searchPaged. While the list is not complete(), no other paged search may
@@ -16,7 +16,7 @@ struct SearchRequest;
 class PagedObjectList {
  public:
   /// Reads the first page; throws LDAPException.
-  PagedObjectList(LDAPBinding& binding, SearchRequest request, int pageSize);
+  PagedObjectList(std::shared_ptr<LdapConnection> connection, SearchRequest request, int pageSize);
   PagedObjectList(PagedObjectList&&) noexcept;
   PagedObjectList& operator=(PagedObjectList&&) noexcept;
   ~PagedObjectList();
@@ -34,7 +34,7 @@ class PagedObjectList {
  private:
   void readPage();
 
-  LDAPBinding* binding_;
+  std::shared_ptr<LdapConnection> connection_;
   std::unique_ptr<SearchRequest> request_;
   int pageSize_;
   std::string cookie_;  ///< the server's place to go on from; empty at the end

@@ -4,21 +4,24 @@
 
 #include <cstddef>
 #include <deque>
+#include <exception>
+#include <memory>
 
 #include "tolk/ldap/ldap_binding.h"
 
 namespace tolk {
 
-/// Keeps up to kWindow searches outstanding on one binding, which must outlive this. Requests
-/// beyond the window wait here as text, and at most kWindow results are held, so that memory does
-/// not grow with the answers. Use: add() everything known so far, then next() once for each
-/// request; both may be mixed freely.
+/// Keeps up to kWindow searches outstanding on one binding's connection; when that is lost, every
+/// read left fails. Requests beyond the window wait here as text, and at most kWindow results are
+/// held, so that memory does not grow with the answers. Use: add() everything known so far, then
+/// next() once for each request; both may be mixed freely.
 class PipelinedReads {
  public:
   /// Searches on their way at one time. Servers answer a connection's requests in turn, so more
   /// gains nothing once a round trip is filled.
   static constexpr std::size_t kWindow = 32;
 
+  /// Opens the binding's connection again if it was lost; throws LDAPException.
   explicit PipelinedReads(LDAPBinding& binding);
   PipelinedReads(const PipelinedReads&) = delete;
   PipelinedReads& operator=(const PipelinedReads&) = delete;
@@ -42,10 +45,14 @@ class PipelinedReads {
   }
 
  private:
-  struct Outstanding;
+  struct Outstanding {
+    int id;                    ///< of the request on the wire
+    std::exception_ptr error;  ///< why it could not be sent
+  };
   void fillWindow();
 
-  LDAPBinding& binding_;
+  std::shared_ptr<LdapConnection> connection_;
+
   std::size_t added_ = 0;
   std::deque<Outstanding> outstanding_;
   std::deque<SearchRequest> waiting_;

@@ -1,19 +1,16 @@
 // Anonymous reads of the root DSEs of several servers, all waits together.
 #pragma once
 
-#include <chrono>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "tolk/ldap/ad_object.h"
+#include "tolk/net/event_loop.h"
 
 namespace tolk {
 
-class EventLoop;
-
 /// Starts one read for each server; whoever waits for one lets the others progress. Each read ends
-/// within a host lookup, PN::LDAP_CONNECT_TIMEOUT and PN::LDAP_SEARCH_TIMEOUT, counted from its
+/// within a host lookup, PN::LDAP_CONNECT_TIMEOUT and PN::LDAP_BIND_TIMEOUT, counted from its
 /// start.
 class RootDseReads {
  public:
@@ -31,9 +28,14 @@ class RootDseReads {
   [[nodiscard]] ADObject take(const std::string& hostAndPort);
 
  private:
-  class Read;
+  struct Read {
+    std::string server;
+    Pending<ADObject> pending;
+  };
+  Read& start(const std::string& server);
+
   EventLoop& loop_;
-  std::vector<std::unique_ptr<Read>> reads_;
+  std::vector<Read> reads_;
 };
 
 }  // namespace tolk

@@ -1,0 +1,227 @@
+#include "tolk/ldap/ad_binding.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <boost/make_shared.hpp>
+#include <optional>
+#include <utility>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/text.h"
+#include "tolk/krb5/binding_tickets.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/dn.h"
+#include "tolk/ldap/gssapi_bind.h"
+#include "tolk/ldap/ldap_connection.h"
+#include "tolk/net/network_state.h"
+
+namespace tolk {
+namespace {
+
+constexpr std::int32_t kGlobalCatalogPort = 3268;
+
+// The same callback with data of its own; none when the data cannot be copied.
+InitialCredentialsCallback duplicate(const InitialCredentialsCallback& from) {
+  if (from.data == nullptr || from.copy == nullptr || from.release == nullptr) return from;
+  void* data = nullptr;
+  if (from.copy(from.data.get(), &data) != 0) return {};
+  InitialCredentialsCallback out = from;
+  out.data = CallbackData(data, from.release);
+  return out;
+}
+
+bool isAddress(const std::string& host) {
+  in_addr address{};
+  return ::inet_pton(AF_INET, host.c_str(), &address) == 1;
+}
+
+std::string withoutFinalDot(std::string name) {
+  if (name.ends_with('.')) name.pop_back();
+  return name;
+}
+
+void wipe(Shredder* secret) noexcept {
+  secret->wipe();
+}
+
+// The name by which Kerberos knows the server: its own, or for an address the name that the server
+// gives itself.
+std::string hostNameOf(const HostPort& target) {
+  if (!isAddress(target.host)) return target.host;
+  static constexpr const char* kAttributes[] = {AD_DNS_HOST_NAME, nullptr};
+  LDAPBinding anonymous;
+  anonymous.connectToServer(serverText(target));
+  const ADObject rootDse = anonymous.fetch("", kAttributes, AD_ALL_OBJECTS, false);
+  return toLower(rootDse.getString(AD_DNS_HOST_NAME, target.host));
+}
+
+}  // namespace
+
+struct ADBinding::Impl {
+  std::string domain;
+  KerberosContext* context = nullptr;
+  std::string server;
+  std::string site;
+  std::string forest;  // known when this was made from another binding
+  bool writable = false;
+  bool rediscover = false;
+  bool globalCatalog = false;
+
+  std::string user;  // with password: the way to the first ticket
+  Shredder password;
+  std::string cacheName;  // without: where the tickets are
+  bool inPlace = false;
+  boost::shared_ptr<BindingTickets> tickets;
+  InitialCredentialsCallback callback;
+
+  std::optional<HostPort> bound;  // the server in use
+  ADObject rootDse;               // of that server, read on demand
+
+  [[nodiscard]] HostPort findServer() const;
+  [[nodiscard]] std::string realmOf(const std::string& host) const;
+  void obtainTickets(const std::string& host, const std::string& realm);
+};
+
+HostPort ADBinding::Impl::findServer() const {
+  std::string name = server;
+  if (name.empty()) {
+    const auto service = globalCatalog ? ServiceType::globalCatalog : ServiceType::domainController;
+    name = NetworkState::getDCForDomain(globalCatalog ? forest : domain, service, writable, site,
+                                        rediscover);
+    if (name.empty()) throw TOLKException("No domain controller: no domain is named");
+  }
+  HostPort target = parseServer(name);
+  if (globalCatalog && name.find(':') == std::string::npos) target.port = kGlobalCatalogPort;
+  target.host = toLower(withoutFinalDot(target.host));
+  return target;
+}
+
+// Controllers of the domain are in its realm. A global catalog may belong to any domain of the
+// forest: it says which itself, and its name's suffix is the next best hint.
+std::string ADBinding::Impl::realmOf(const std::string& host) const {
+  const std::string suffix = host.substr(std::min(host.find('.') + 1, host.size()));
+  if (!globalCatalog || suffix.empty() || equalsIgnoringCase(suffix, domain))
+    return toUpper(domain);
+  try {
+    const boost::shared_ptr<DCInfo> info = NetworkState::getDCInfo(host, false);
+    if (!info->domain.empty()) return toUpper(info->domain);
+  } catch (const TOLKException&) {
+    // It answers LDAP but no ping.
+  }
+  return toUpper(suffix);
+}
+
+void ADBinding::Impl::obtainTickets(const std::string& host, const std::string& realm) {
+  if (tickets == nullptr) {
+    tickets = cacheName.empty() ? BindingTickets::forUser(*context, user, domain)
+                                : BindingTickets::fromCache(*context, cacheName, inPlace);
+  }
+  if (callback.function == nullptr && cacheName.empty() && !password.empty()) {
+    tickets->obtain(
+        {.function = gic_with_password_callback, .data = boost::make_shared<Shredder>(password)},
+        host, realm);
+  } else {
+    tickets->obtain(callback, host, realm);
+  }
+}
+
+ADBinding::ADBinding(const std::string& domain, const std::string& user, const Shredder& password,
+                     KerberosContext* context, const std::string& site, bool writable,
+                     const std::string& server, bool rediscover)
+    : impl_(std::make_unique<Impl>()) {
+  impl_->domain = withoutFinalDot(toLower(domain));
+  impl_->context = context;
+  impl_->server = server;
+  impl_->site = site;
+  impl_->writable = writable;
+  impl_->rediscover = rediscover;
+  impl_->user = user;
+  impl_->password = password;
+}
+
+ADBinding::ADBinding(const std::string& domain, const std::string& cacheName,
+                     KerberosContext* context, bool inPlace, const std::string& server,
+                     const std::string& site, bool writable, bool rediscover)
+    : ADBinding(domain, std::string(), Shredder(), context, site, writable, server, rediscover) {
+  impl_->cacheName = cacheName;
+  impl_->inPlace = inPlace;
+}
+
+ADBinding::ADBinding(ADBinding& from, bool globalCatalog) : impl_(std::make_unique<Impl>()) {
+  impl_->domain = from.impl_->domain;
+  impl_->context = from.impl_->context;
+  impl_->site = from.impl_->site;
+  impl_->globalCatalog = globalCatalog;
+  impl_->cacheName = from.impl_->cacheName;
+  impl_->tickets = from.impl_->tickets;
+  impl_->callback = duplicate(from.impl_->callback);
+  impl_->forest = from.forestName();
+  const bool catalogToo = equalsIgnoringCase(from.rootDse().getString(AD_GC_READY, ""), "TRUE");
+  if (!globalCatalog) {
+    impl_->server = serverText(*from.impl_->bound);
+  } else if (catalogToo) {
+    impl_->server = from.impl_->bound->host;
+  }
+}
+
+ADBinding::~ADBinding() = default;
+
+void ADBinding::setInitialCredentialsCallback(InitialCredentialsFunction function,
+                                              CallbackData data, CallbackDataCopy copy,
+                                              CallbackDataFree release) {
+  impl_->callback = {function, std::move(data), copy, release};
+}
+
+void ADBinding::connect(const std::string& server, const std::string& site, int port) {
+  if (!server.empty()) impl_->server = server;
+  if (!site.empty()) impl_->site = site;
+  // On every way out: what comes later lives on the tickets.
+  const std::unique_ptr<Shredder, Releaser<wipe>> wiper(&impl_->password);
+  HostPort target = impl_->findServer();
+  if (port != 0) target.port = port;
+  open(target);
+}
+
+void ADBinding::open(const HostPort& target) {
+  const std::string host = hostNameOf(target);
+  const std::shared_ptr<LdapConnection> connection = LdapConnection::open(target, host);
+  const std::string realm = impl_->realmOf(host);
+  impl_->obtainTickets(host, realm);
+  try {
+    bindGssapi(*connection, *impl_->tickets, host, realm);
+  } catch (const LDAPException& failure) {
+    if (failure.code() != LDAP_INVALID_CREDENTIALS || !impl_->cacheName.empty()) throw;
+    throw BaseException(failure.what(), BindError::kInvalidCredentials);
+  }
+  adopt(connection);
+  impl_->bound = target;
+  impl_->rootDse = ADObject();
+}
+
+void ADBinding::reopen() {
+  if (!impl_->bound) throw LDAPException("Not connected to a directory server", LDAP_CONNECT_ERROR);
+  open(HostPort(*impl_->bound));
+}
+
+const ADObject& ADBinding::rootDse() {
+  static constexpr const char* kAttributes[] = {AD_ROOT_NAMING_CTX, AD_GC_READY, nullptr};
+  if (!impl_->rootDse) impl_->rootDse = fetch("", kAttributes, AD_ALL_OBJECTS, true);
+  return impl_->rootDse;
+}
+
+const std::string& ADBinding::domainName() const noexcept {
+  return impl_->domain;
+}
+
+std::string ADBinding::forestName() {
+  return toLower(DN::domainFromDN(rootDse().getString(AD_ROOT_NAMING_CTX, "")));
+}
+
+bool ADBinding::isMixedMode() {
+  static constexpr const char* kAttributes[] = {AD_MIXED_DOMAIN, nullptr};
+  const ADObject domain = fetch(DNSNameToDN(impl_->domain), kAttributes, AD_ALL_OBJECTS, true);
+  return domain.getInt(AD_MIXED_DOMAIN, 0) != 0;
+}
+
+}  // namespace tolk

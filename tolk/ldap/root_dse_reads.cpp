@@ -1,0 +1,80 @@
+#include "tolk/ldap/root_dse_reads.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/ldap_connect.h"
+#include "tolk/ldap/ldap_error.h"
+#include "tolk/net/operation.h"
+
+namespace tolk {
+namespace {
+
+// Connects, asks, and takes the answer in as it comes.
+class RootDseTask final : public Task<ADObject> {
+ public:
+  RootDseTask(EventLoop& loop, const HostPort& server)
+      : Task(loop, Clock::time_point::max()), connect_(startLdapConnect(loop, server)) {
+    request_.filter = AD_ALL_OBJECTS;
+  }
+
+ private:
+  void watch(std::vector<pollfd>& out) override {
+    if (connection_ != nullptr) out.push_back({connection_->descriptor(), POLLIN, 0});
+  }
+  Clock::time_point wakeAt() override {
+    return connect_.done() ? Clock::time_point::min() : answerBy_;
+  }
+  void advance(std::span<const pollfd> ready) override {
+    if (connect_.done()) {
+      connection_ = connect_.wait();
+      id_ = connection_->send(request_);
+      answerBy_ = Clock::now() + limit_.time;
+    } else if (connection_->poll(id_, request_, result_)) {
+      finish(result_.objects.empty() ? ADObject() : std::move(result_.objects.front()));
+    } else if (ready.empty()) {
+      connection_->throwTimeout(limit_);
+    }
+  }
+  void expire() override {}
+
+  Pending<std::shared_ptr<LdapConnection>> connect_;
+  std::shared_ptr<LdapConnection> connection_;
+  SearchRequest request_;
+  SearchResult result_;
+  int id_ = -1;
+  // The read stands in for an anonymous bind.
+  WaitLimit limit_ = configuredWait(PN::LDAP_BIND_TIMEOUT);
+  Clock::time_point answerBy_ = Clock::time_point::max();
+};
+
+}  // namespace
+
+RootDseReads::RootDseReads(EventLoop& loop, const std::vector<std::string>& servers) : loop_(loop) {
+  for (const std::string& server : servers) {
+    try {
+      start(server);
+    } catch (const LDAPException&) {
+      // No host and port: take() says so when its turn comes.
+    }
+  }
+}
+
+RootDseReads::~RootDseReads() = default;
+
+RootDseReads::Read& RootDseReads::start(const std::string& server) {
+  const auto same = [&server](const Read& read) { return read.server == server; };
+  const auto found = std::find_if(reads_.begin(), reads_.end(), same);
+  if (found != reads_.end()) return *found;
+  return reads_.emplace_back(server, startTask<RootDseTask>(loop_, parseServer(server)));
+}
+
+ADObject RootDseReads::take(const std::string& hostAndPort) {
+  Pending<ADObject> pending = std::move(start(hostAndPort).pending);
+  std::erase_if(reads_, [&](const Read& read) { return read.server == hostAndPort; });
+  return pending.wait();
+}
+
+}  // namespace tolk
