@@ -11,6 +11,7 @@
 
 namespace tolk {
 class ADBinding;
+class JoinSettings;
 class KerberosContext;
 struct KerberosCCache;
 }  // namespace tolk
@@ -25,11 +26,15 @@ inline constexpr char kUnavailable[] = "<unavailable>";
 /// Made once before the task runs and released at the end of the run. getBinding() of cli/account
 /// fills the binding members.
 struct TaskContext {
-  /// Reads the join settings. Nothing is thrown: what cannot be read is "<unavailable>", and a host
-  /// whose join state cannot be read counts as not joined. `taskCredentials` and `domainArgument`
-  /// may be null; `diag` (null without
-  /// --verbose) is told why a setting could not be read.
+  /// Reads the join settings of this host. Nothing is thrown for a setting that is missing or
+  /// cannot be read: it is "<unavailable>" (the domain of a host that has none is empty), and a
+  /// host whose join state cannot be read counts as not joined. `taskCredentials` and
+  /// `domainArgument` may be null; `diag`, null without
+  /// --verbose, is told which setting could not be read and why.
   TaskContext(UserCredentials* taskCredentials, const char* domainArgument, std::ostream* diag);
+  /// The same from other settings.
+  TaskContext(UserCredentials* taskCredentials, const char* domainArgument, std::ostream* diag,
+              const tolk::JoinSettings& settings);
   TaskContext(const TaskContext&) = delete;
   TaskContext& operator=(const TaskContext&) = delete;
   /// Releases the domain binding, the global-catalog binding, the memory cache and the Kerberos

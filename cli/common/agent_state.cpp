@@ -1,0 +1,87 @@
+// The probe of the agent daemon.
+#include "cli/common/agent_state.h"
+
+#include <sys/types.h>
+
+#include <boost/shared_ptr.hpp>
+#include <exception>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/join_settings.h"
+#include "tolk/base/lock_file.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/ad_object.h"
+#include "tolk/ldap/sid.h"
+#include "tolk/rpc/local_rpc_session.h"
+
+namespace joinscope {
+namespace {
+
+constexpr char kRpcDirectory[] = "/var/orvald/daemon";
+constexpr char kLockPath[] = "/var/run/velkd.lock";
+constexpr int kAccountDisabled = 0x2;  // ADS_UF_ACCOUNTDISABLE
+
+AgentState computerObjectState(tolk::LocalRpcSession& session) {
+  const tolk::SID sid(tolk::loadSetting(tolk::SETTING_HOSTSID, false, false));
+  const boost::shared_ptr<tolk::ADObject> computer = session.ldapFetch("", sid.toDN(), {}, false);
+  if (!computer || computer->empty()) return AgentState::objectDeleted;
+  if (!computer->attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return AgentState::connected;
+  const int flags = (*computer)[tolk::AD_USER_ACCNT_CONTROL].toInt();
+  return (flags & kAccountDisabled) != 0 ? AgentState::objectDisabled : AgentState::connected;
+}
+
+AgentState askDaemon(const char* rpcDirectory) {
+  tolk::LocalRpcSession session(rpcDirectory, false, false);
+  session.authenticateProcess();
+  try {
+    return computerObjectState(session);
+  } catch (const tolk::IPCException&) {
+    return AgentState::disconnected;
+  }
+}
+
+// A daemon that starts takes its lock before it answers.
+AgentState lockState(const char* lockPath) noexcept {
+  pid_t holder = -1;
+  const int fd = OrvLock(lockPath, &holder);
+  OrvUnlock(fd);
+  if (fd == -1 || holder == -1) return AgentState::lockUnexaminable;
+  return holder != 0 ? AgentState::starting : AgentState::down;
+}
+
+}  // namespace
+
+AgentState agentState() noexcept {
+  return agentStateAt(kRpcDirectory, kLockPath);
+}
+
+AgentState agentStateAt(const char* rpcDirectory, const char* lockPath) noexcept {
+  try {
+    return askDaemon(rpcDirectory);
+  } catch (const tolk::IOException&) {
+    return lockState(lockPath);
+  } catch (const std::exception&) {
+    return AgentState::unavailable;
+  }
+}
+
+std::string agentStateName(AgentState state) {
+  switch (state) {
+    case AgentState::connected:
+      return "connected";
+    case AgentState::starting:
+      return "starting";
+    case AgentState::down:
+      return "down";
+    case AgentState::disconnected:
+    case AgentState::objectDeleted:
+    case AgentState::objectDisabled:
+      return "disconnected";
+    case AgentState::unavailable:
+    case AgentState::lockUnexaminable:
+      break;
+  }
+  return "<unavailable>";
+}
+
+}  // namespace joinscope

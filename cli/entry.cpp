@@ -1,0 +1,70 @@
+// The run from command line to exit status.
+#include "cli/entry.h"
+
+#include <unistd.h>
+
+#include <iostream>
+
+#include "cli/common/exit_status.h"
+#include "cli/common/task_context.h"
+#include "cli/common/user_credentials.h"
+#include "cli/error_text.h"
+#include "cli/journal_support.h"
+#include "cli/options.h"
+#include "cli/task_table.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/join_settings.h"
+#include "tolk/base/logger.h"
+#include "tolk/base/no_cache_mode.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+
+namespace joinscope {
+namespace {
+
+// Damaged settings do not keep a task from running: it may be the one that shows the damage.
+void checkKeySets(const TaskContext& context) {
+  if (::geteuid() != 0 || !context.joined) return;
+  try {
+    tolk::CheckEssentialKSets();
+  } catch (const tolk::TOLKException& error) {
+    std::cerr << errorText(error) << "\nThis computer is not joined to a domain correctly!\n";
+  }
+}
+
+// A report shows what the directory holds now. In memory only: nothing is written to the
+// configuration file.
+void disableCache() {
+  tolk::Logger::GetThreadPrivateLogger("cli.joinscope")
+      .log(tolk::LogLevel::trace, "Disable cache, as joinscope does not need it.",
+           tolk::LogSource{.file = "cli_info", .function = "main2"});
+  tolk::Props(false, false).set(tolk::PN::TOLKD_CACHE_DISABLE, "true");
+  tolk::NoCacheMode::reset();
+}
+
+Options& processOptions() {
+  static Options options{.journalSupported = OSSupportSystemdJournal()};
+  return options;
+}
+
+UserCredentials& processCredentials() {
+  static UserCredentials credentials;
+  return credentials;
+}
+
+}  // namespace
+
+int main2(int argc, char** argv) {
+  std::ios_base::sync_with_stdio(false);
+  Options& options = processOptions();
+  const int status = ParseCommandLineOpts(argc, argv, processCredentials(), options);
+  if (status != exit_status::kSuccess || options.task == Task::help) return status;
+
+  std::ostream* diag = options.verbose ? &std::cerr : nullptr;
+  TaskContext context(options.credentials, options.domain, diag);
+  checkKeySets(context);
+  disableCache();
+  return runTask({.context = context, .options = options, .diag = diag});
+}
+
+}  // namespace joinscope

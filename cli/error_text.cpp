@@ -1,0 +1,17 @@
+// Exceptions as text.
+#include "cli/error_text.h"
+
+#include "tolk/base/text.h"
+
+namespace joinscope {
+
+std::string errorText(const std::exception& error) {
+  std::string text;
+  for (const std::string& line : tolk::split(error.what(), '\n')) {
+    text += tolk::printable(line) + '\n';
+  }
+  text.pop_back();  // a text without line ends is one line
+  return text;
+}
+
+}  // namespace joinscope

@@ -1,0 +1,90 @@
+// One row a task.
+#include "cli/task_table.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <iostream>
+
+#include "cli/common/exit_status.h"
+#include "cli/common/task_context.h"
+#include "cli/common/version.h"
+#include "cli/diag/connectivity.h"
+#include "cli/diag/diag_report.h"
+#include "cli/error_text.h"
+#include "cli/options.h"
+#include "cli/status/config_report.h"
+#include "tolk/base/exceptions.h"
+
+namespace joinscope {
+namespace {
+
+struct TaskEntry {
+  Task task;
+  Gate gate;
+  int (*handler)(const Run&) = nullptr;
+};
+
+int runDiag(const Run& run) {
+  return diagReport(run.context, run.options.serverName, run.diag);
+}
+
+int runTest(const Run& run) {
+  return runConnectivityTest(run.context, run.options.serverName, run.diag);
+}
+
+constexpr std::array kTasks{
+    TaskEntry{Task::all, Gate::none},
+    TaskEntry{Task::diag, Gate::joinedOrDomain, runDiag},
+    TaskEntry{Task::domain, Gate::none},
+    TaskEntry{Task::zone, Gate::none},
+    TaskEntry{Task::zonedn, Gate::none},
+    TaskEntry{Task::site, Gate::none},
+    TaskEntry{Task::server, Gate::none},
+    TaskEntry{Task::name, Gate::none},
+    TaskEntry{Task::mode, Gate::none},
+    TaskEntry{Task::config, Gate::none, [](const Run&) { return printConfig(); }},
+    TaskEntry{Task::support, Gate::joinedOrDomain},
+    TaskEntry{Task::debugcache, Gate::joinedAndUser},
+    TaskEntry{Task::computer, Gate::joinedAndUser},
+    TaskEntry{Task::auth, Gate::none},
+    TaskEntry{Task::ntlmauth, Gate::none},
+    TaskEntry{Task::test, Gate::joinedOrDomain, runTest},
+    TaskEntry{Task::joinedCount, Gate::user},
+    TaskEntry{Task::version, Gate::none, [](const Run&) { return printVersion(); }},
+    TaskEntry{Task::productVersion, Gate::none, [](const Run&) { return printProductVersion(); }},
+    TaskEntry{Task::globalCatalog, Gate::none},
+    TaskEntry{Task::sysinfo, Gate::user},
+    TaskEntry{Task::orbinfo, Gate::none},
+};
+
+constexpr bool inOrderOfEnumeration() {
+  for (std::size_t i = 0; i < kTasks.size(); ++i) {
+    if (kTasks[i].task != static_cast<Task>(i)) return false;
+  }
+  return kTasks.size() == static_cast<std::size_t>(Task::help);
+}
+static_assert(inOrderOfEnumeration());
+
+int dispatch(const Run& run) {
+  const auto* row = std::ranges::find(kTasks, run.options.task,
+                                      [](const TaskEntry& entry) { return entry.task; });
+  const bool known = row != kTasks.end();
+  if (const auto status = checkGate(known ? row->gate : Gate::user, run)) return *status;
+  if (known && row->handler != nullptr) return row->handler(run);
+  std::cerr << "Internal error: unknown option " << static_cast<int>(run.options.task) << '\n';
+  return exit_status::kUnknownTask;
+}
+
+}  // namespace
+
+int runTask(const Run& run) {
+  try {
+    return dispatch(run);
+  } catch (const tolk::Base_Exception& error) {
+    std::cerr << "Internal error: " << errorText(error) << '\n';
+    return exit_status::kInternalError;
+  }
+}
+
+}  // namespace joinscope
