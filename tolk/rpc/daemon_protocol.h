@@ -1,0 +1,43 @@
+// Names on the daemon channel and the messages made of them, shared by both ends.
+// docs/daemon-protocol.md describes them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tolk/rpc/json.h"
+
+namespace tolk {
+
+namespace daemon_method {
+inline constexpr std::string_view kAuthenticate = "org.orvald.velkd.Authenticate";
+inline constexpr std::string_view kFetchObject = "org.orvald.velkd.FetchObject";
+inline constexpr std::string_view kGetCurrentDC = "org.orvald.velkd.GetCurrentDC";
+inline constexpr std::string_view kGetSystemInfo = "org.orvald.velkd.GetSystemInfo";
+}  // namespace daemon_method
+
+namespace daemon_error {
+inline constexpr std::string_view kPermissionDenied = "org.orvald.velkd.PermissionDenied";
+inline constexpr std::string_view kNotJoined = "org.orvald.velkd.NotJoined";
+inline constexpr std::string_view kDirectoryFailed = "org.orvald.velkd.DirectoryFailed";
+inline constexpr std::string_view kMethodNotFound = "org.varlink.service.MethodNotFound";
+inline constexpr std::string_view kInterfaceNotFound = "org.varlink.service.InterfaceNotFound";
+inline constexpr std::string_view kInvalidParameter = "org.varlink.service.InvalidParameter";
+}  // namespace daemon_error
+
+inline constexpr std::string_view kDaemonSocketName = "velkd.sock";
+
+/// The text of a call. `parameters` is an object. Throws BadDataException when a string in it is
+/// not UTF-8.
+std::string encodeCall(std::string_view method, const json::Value& parameters);
+
+/// The text of a good answer, and of an error.
+std::string encodeReply(const json::Value& parameters);
+std::string encodeError(std::string_view error, const json::Value& parameters);
+
+/// The parameters of an answer, an empty object when it has none. Throws IPCException: kErrorAnswer
+/// with the error's name and its parameter "message" for an error, kBadMessage for what is no
+/// answer.
+json::Document decodeReply(std::string_view text);
+
+}  // namespace tolk

@@ -1,0 +1,170 @@
+// A client's session with the agent daemon.
+#include "tolk/rpc/local_rpc_session.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <boost/make_shared.hpp>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <utility>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/handle.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/rpc/daemon_protocol.h"
+#include "tolk/rpc/wire_object.h"
+
+namespace tolk {
+namespace {
+
+[[noreturn]] void throwUnreachable(const std::string& path, int error) {
+  throw IOException("Cannot reach velkd at " + path + ": " + std::generic_category().message(error),
+                    error);
+}
+
+sockaddr_un addressOf(const std::string& path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  if (path.size() >= sizeof address.sun_path) throwUnreachable(path, ENAMETOOLONG);
+  std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+  return address;
+}
+
+// A connected socket or errno. Non-blocking from the start: with a full queue of waiting clients
+// connect(2) would wait without limit, so it says EAGAIN.
+int tryConnect(const sockaddr_un& address, UniqueFd& socket) {
+  socket.reset(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  if (!socket) return errno;
+  const int rc = ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address),
+                           static_cast<socklen_t>(sizeof address));
+  return rc == 0 ? 0 : errno;
+}
+
+bool mayBeStarting(int error) {
+  return error == ENOENT || error == ECONNREFUSED || error == EAGAIN || error == EINTR;
+}
+
+UniqueFd connectTo(const std::string& path, bool waitForDaemon, std::chrono::milliseconds limit) {
+  constexpr int kPauseMs = 50;
+  const sockaddr_un address = addressOf(path);
+  const WireDeadline deadline = std::chrono::steady_clock::now() + limit;
+  UniqueFd socket;
+  for (;;) {
+    const int error = tryConnect(address, socket);
+    if (error == 0) return socket;
+    const bool again = waitForDaemon && mayBeStarting(error);
+    if (!again || std::chrono::steady_clock::now() >= deadline) throwUnreachable(path, error);
+    (void)::poll(nullptr, 0, kPauseMs);
+  }
+}
+
+// Whoever can place a socket where the daemon's should be must not be able to answer for it.
+void checkPeer(int fd, const std::string& path) {
+  ucred peer{};
+  socklen_t length = sizeof peer;
+  if (::getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &length) != 0) throwUnreachable(path, errno);
+  if (peer.uid != 0 && peer.uid != ::geteuid()) {
+    throw IPCException("The process behind " + path + " runs as user " + std::to_string(peer.uid) +
+                           ", not as root",
+                       IpcError::kForeignDaemon);
+  }
+}
+
+std::string describe(std::string_view method, const IPCException& e,
+                     std::chrono::milliseconds limit) {
+  std::string text = "velkd, " + std::string(method) + ": " + e.what();
+  if (e.code() == IpcError::kTimeout) {
+    text += " (" + std::string(PN::VELKD_RPC_TIMEOUT.key) + ", " + std::to_string(limit.count()) +
+            " ms)";
+  }
+  return text;
+}
+
+// The parameters of a call while they are put together.
+struct Parameters {
+  json::Document value{rapidjson::kObjectType};
+
+  json::Allocator& memory() { return value.GetAllocator(); }
+  void add(const char* name, json::Value member) {
+    value.AddMember(rapidjson::StringRef(name), member, memory());
+  }
+};
+
+}  // namespace
+
+LocalRpcSession::LocalRpcSession(const std::string& directory, bool waitForDaemon,
+                                 bool authenticate)
+    : limit_(Props().getLimitMs(PN::VELKD_RPC_TIMEOUT)) {
+  const std::string path = directory + "/" + std::string(kDaemonSocketName);
+  UniqueFd socket = connectTo(path, waitForDaemon, limit_);
+  checkPeer(socket.get(), path);
+  stream_ = std::make_unique<VarlinkStream>(std::move(socket));
+  if (authenticate) authenticateProcess();
+}
+
+void LocalRpcSession::call(std::string_view method, const json::Value& parameters,
+                           const std::function<void(const json::Value&)>& take) {
+  try {
+    if (!stream_) throw IPCException("The session was closed by a failure", IpcError::kFailed);
+    const WireDeadline deadline = std::chrono::steady_clock::now() + limit_;
+    stream_->send(encodeCall(method, parameters), deadline);
+    take(decodeReply(stream_->receive(deadline)));
+  } catch (const IPCException& e) {
+    // What comes later on this connection could be the answer to this call.
+    if (e.code() != IpcError::kErrorAnswer) stream_.reset();
+    throw IPCException(describe(method, e, limit_), e.code());
+  } catch (const BadDataException& e) {
+    stream_.reset();
+    throw IPCException("velkd, " + std::string(method) + ": " + e.what(), IpcError::kBadMessage);
+  }
+}
+
+void LocalRpcSession::authenticateProcess() {
+  call(daemon_method::kAuthenticate, Parameters().value,
+       [](const json::Value& reply) { (void)json::integerMember(reply, "uid"); });
+}
+
+boost::shared_ptr<ADObject> LocalRpcSession::ldapFetch(const std::string& server,
+                                                       const std::string& dn,
+                                                       const std::vector<std::string>& attributes,
+                                                       bool fresh) {
+  Parameters parameters;
+  parameters.add("server", json::makeString(server, parameters.memory()));
+  parameters.add("dn", json::makeString(dn, parameters.memory()));
+  json::Value names(rapidjson::kArrayType);
+  for (const std::string& name : attributes) {
+    names.PushBack(json::makeString(name, parameters.memory()), parameters.memory());
+  }
+  parameters.add("attributes", std::move(names));
+  parameters.add("fresh", json::Value(fresh));
+
+  boost::shared_ptr<ADObject> object;
+  call(daemon_method::kFetchObject, parameters.value, [&object](const json::Value& reply) {
+    const json::Value* found = json::findMember(reply, "object");
+    if (found != nullptr) object = boost::make_shared<ADObject>(objectFromJson(*found));
+  });
+  return object;
+}
+
+std::string LocalRpcSession::getCurrentDC() {
+  std::string host;
+  call(daemon_method::kGetCurrentDC, Parameters().value,
+       [&host](const json::Value& reply) { host = json::stringMember(reply, "host"); });
+  return host;
+}
+
+std::string LocalRpcSession::getSystemInfo(std::uint32_t modules) {
+  Parameters parameters;
+  parameters.add("modules", json::Value(modules));
+  std::string text;
+  call(daemon_method::kGetSystemInfo, parameters.value,
+       [&text](const json::Value& reply) { text = json::stringMember(reply, "text"); });
+  return text;
+}
+
+}  // namespace tolk

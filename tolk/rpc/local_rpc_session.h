@@ -1,0 +1,57 @@
+// A client's session with the agent daemon over its local socket.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tolk/ldap/ad_object.h"
+#include "tolk/rpc/json.h"
+#include "tolk/rpc/varlink_wire.h"
+
+namespace tolk {
+
+/// One connection, closed with the object. Each call waits at most PN::VELKD_RPC_TIMEOUT. A call
+/// that fails throws IPCException with a code of IpcError; after any but kErrorAnswer the session
+/// is of no more use and later calls throw at once. Not for use from several threads.
+class LocalRpcSession {
+ public:
+  /// Connects to the socket "velkd.sock" in `directory`. With `waitForDaemon` a daemon that is just
+  /// starting is tried again until the limit has passed, else the first refusal counts; with
+  /// `authenticate` the session starts with authenticateProcess(). Throws IOException with errno
+  /// when the daemon cannot be reached (no socket, nobody listening, no permission, too many
+  /// waiting), and IPCException kForeignDaemon when the process behind the socket is neither root's
+  /// nor this user's.
+  LocalRpcSession(const std::string& directory, bool waitForDaemon, bool authenticate);
+
+  /// Has the daemon identify this process by the credentials that the kernel keeps for the socket
+  /// (unix(7), SO_PEERCRED).
+  void authenticateProcess();
+
+  /// Reads one directory object through the daemon: its cache, or with `fresh` the directory.
+  /// `server` "" leaves the choice of the controller to the daemon; no `attributes` means all.
+  /// Empty when the object does not exist.
+  boost::shared_ptr<ADObject> ldapFetch(const std::string& server, const std::string& dn,
+                                        const std::vector<std::string>& attributes, bool fresh);
+
+  /// Host name of the controller that the daemon works with, "" when it has none.
+  std::string getCurrentDC();
+
+  /// The daemon's dump of the modules whose bits are set.
+  std::string getSystemInfo(std::uint32_t modules);
+
+ private:
+  // Sends a call and hands the parameters of its answer to `take`.
+  void call(std::string_view method, const json::Value& parameters,
+            const std::function<void(const json::Value&)>& take);
+
+  std::chrono::milliseconds limit_;
+  std::unique_ptr<VarlinkStream> stream_;  // null after a failure
+};
+
+}  // namespace tolk
