@@ -16,8 +16,8 @@
 
 namespace tolk {
 
-/// Drives its operations; nothing happens outside runUntil(). Must outlive every operation made on
-/// it.
+/// Drives its operations; nothing happens outside runUntil() and runOnce(). Must outlive every
+/// operation made on it.
 class EventLoop {
  public:
   using Clock = Operation::Clock;
@@ -33,6 +33,10 @@ class EventLoop {
   bool runUntil(const std::function<bool()>& condition,
                 Clock::time_point deadline = Clock::time_point::max());
 
+  /// Waits for the next event, at most until `wake`, and lets the operations that it concerns go
+  /// on. Returns at once from an interrupted wait.
+  void runOnce(Clock::time_point wake);
+
  private:
   friend class Operation;
   struct Watched {
@@ -40,6 +44,7 @@ class EventLoop {
     std::size_t first;     // its descriptors in descriptors_
     std::size_t count;
     Clock::time_point wakeAt;
+    Clock::time_point deadline;
   };
 
   void add(Operation* operation) { operations_.push_back(operation); }

@@ -50,7 +50,7 @@ class Operation {
 
  private:
   friend class EventLoop;
-  void step(std::span<const pollfd> ready, Clock::time_point now) noexcept;
+  void step(std::span<const pollfd> ready, bool woken, bool expired) noexcept;
 
   EventLoop& loop_;
   Clock::time_point deadline_;

@@ -1,0 +1,59 @@
+// One controller on its way from its name to its answer.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tolk/net/dns.h"
+#include "tolk/net/netlogon.h"
+
+namespace tolk {
+
+/// Name, address, netlogon ping and, where pings do not get through, TCP connection of a possible
+/// controller.
+class ControllerCandidate {
+ public:
+  using Clock = EventLoop::Clock;
+
+  ControllerCandidate(HostPort server, std::string site, Clock::time_point startAt);
+
+  std::string site;           ///< of whose records it is one; empty for the domain's
+  Clock::time_point startAt;  ///< when it is to be asked, unless those before it fail earlier
+
+  [[nodiscard]] const std::string& host() const noexcept { return server_.host; }
+  /// With the port for LDAP; nothing before the name is resolved, or when it cannot be.
+  [[nodiscard]] const std::optional<sockaddr_in>& address() const noexcept { return address_; }
+
+  [[nodiscard]] bool started() const noexcept { return started_; }
+  [[nodiscard]] bool active() const noexcept { return started_ && !finished_; }
+  /// The name has no address, or the ping has ended.
+  [[nodiscard]] bool finished() const noexcept { return finished_; }
+  /// The ping was answered, with whatever content.
+  [[nodiscard]] bool answered() const noexcept { return answered_; }
+  [[nodiscard]] bool resolved() const noexcept { return bool(lookup_) && lookup_.done(); }
+
+  void startLookup(EventLoop& loop);
+  /// Once resolved(): starts the ping at the first address, or finishes when there is none.
+  void startPing(EventLoop& loop, const std::string& domain, std::chrono::milliseconds limit);
+  /// The answer, once, when it has come. A failed ping finishes the candidate.
+  std::optional<NetlogonAnswer> takeAnswer();
+
+  /// Connects to the LDAP port, or to `port` when that is not 0.
+  void startConnect(EventLoop& loop, in_port_t port, std::chrono::milliseconds limit);
+  [[nodiscard]] bool connecting() const noexcept { return bool(connect_); }
+  /// Whether the connection has come to stand since the last call.
+  bool takeConnected();
+
+ private:
+  HostPort server_;
+  Pending<std::vector<in_addr>> lookup_;
+  Pending<NetlogonAnswer> ping_;
+  Pending<int> connect_;
+  std::optional<sockaddr_in> address_;
+  bool started_ = false;
+  bool finished_ = false;
+  bool answered_ = false;
+};
+
+}  // namespace tolk

@@ -1,0 +1,213 @@
+#include "tolk/net/dns.h"
+
+#include <arpa/inet.h>
+#include <arpa/nameser.h>
+
+#include <array>
+#include <charconv>
+#include <string_view>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/text.h"
+#include "tolk/net/dns_channel.h"
+#include "tolk/net/dns_records.h"
+#include "tolk/net/host_query.h"
+
+namespace tolk {
+namespace {
+
+// One SRV or PTR query without search domains; what the answers mean differs.
+class RecordTask : public DnsTask<HostPortList> {
+ public:
+  RecordTask(EventLoop& loop, std::string name, int type, std::chrono::milliseconds limit)
+      : DnsTask(loop, limit), name_(std::move(name)), type_(type) {}
+  ~RecordTask() override { abandon(); }
+
+ protected:
+  virtual void judge(int status, const std::string& message) = 0;
+
+  [[nodiscard]] const std::string& name() const noexcept { return name_; }
+
+  void expire() override {
+    throw DNSUnavailableException("DNS did not answer within " + limitText(limit()) + " for " +
+                                      shownName(name_) + " (velkd.dns.response.maxtime)",
+                                  ARES_ETIMEOUT);
+  }
+
+ private:
+  static void onAnswer(void* self, int status, int /*timeouts*/, unsigned char* bytes,
+                       int size) noexcept {
+    auto& task = *static_cast<RecordTask*>(self);
+    task.status_ = status;
+    if (bytes != nullptr) {
+      // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): bytes to bytes
+      task.message_.assign(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size));
+    }
+    task.answered();
+  }
+
+  void ask(ares_channel channel) override {
+    // A C string would end at the NUL and name something else.
+    if (name_.find('\0') != std::string::npos) {
+      status_ = ARES_EBADNAME;
+      return answered();
+    }
+    ares_query(channel, name_.c_str(), ns_c_in, type_, &onAnswer, this);
+  }
+
+  void conclude() final { judge(status_, message_); }
+
+  std::string name_;
+  int type_;
+  int status_ = ARES_SUCCESS;
+  std::string message_;
+};
+
+class ServiceTask final : public RecordTask {
+ public:
+  ServiceTask(EventLoop& loop, std::string name, std::chrono::milliseconds limit)
+      : RecordTask(loop, std::move(name), ns_t_srv, limit) {}
+
+ private:
+  void judge(int status, const std::string& message) override {
+    switch (status) {
+      case ARES_SUCCESS:
+        return finish(readServiceRecords(message));
+      case ARES_ENOTFOUND:
+      case ARES_ENODATA:
+        return finish({});
+      case ARES_EBADNAME:
+        throw BadDataException("\"" + shownName(name()) + "\" is not a DNS name", status);
+      case ARES_ETIMEOUT:
+        return expire();
+      default:  // closed port, SERVFAIL, REFUSED: the library does not tell them apart
+        throw DNSUnavailableException("No DNS server would answer for " + shownName(name()),
+                                      status);
+    }
+  }
+};
+
+class PointerTask final : public RecordTask {
+ public:
+  PointerTask(EventLoop& loop, std::string name, std::chrono::milliseconds limit)
+      : RecordTask(loop, std::move(name), ns_t_ptr, limit) {}
+
+ private:
+  // Only silence is a failure: a server that refuses or cannot answer has no record to give, for a
+  // report that is "not found".
+  void judge(int status, const std::string& message) override {
+    if (status == ARES_ETIMEOUT) return expire();
+    try {
+      finish(status == ARES_SUCCESS ? readPointerRecords(message) : HostPortList());
+    } catch (const BadDataException&) {
+      finish({});
+    }
+  }
+};
+
+// "4.3.2.1.in-addr.arpa" for 1.2.3.4 (RFC 1035, 3.5).
+std::string reverseName(const std::string& address) {
+  in_addr binary{};
+  if (inet_pton(AF_INET, address.c_str(), &binary) != 1) {
+    throw BadDataException("\"" + shownName(address) + "\" is not an IPv4 address");
+  }
+  const std::uint32_t value = ntohl(binary.s_addr);
+  std::string name;
+  for (unsigned shift = 0; shift < 32; shift += 8) {
+    name += std::to_string((value >> shift) & 0xffU) + '.';
+  }
+  return name + "in-addr.arpa";
+}
+
+// Which property names the servers behind a service, and their port where an entry has none.
+struct ConfiguredService {
+  std::string_view prefix;
+  std::string_view key;
+  std::int32_t port;
+};
+constexpr std::array kConfiguredServices{
+    // a longer prefix before the one it starts with
+    ConfiguredService{"_ldap._tcp.dc._msdcs.", "dns.dc.", 389},
+    ConfiguredService{"_ldap._tcp.gc._msdcs.", "dns.gc.", 3268},
+    ConfiguredService{"_ldap._tcp.", "dns.dc.", 389},
+    ConfiguredService{"_gc._tcp.", "dns.gc.", 3268},
+};
+
+HostPort readConfigured(std::string_view word, std::int32_t defaultPort) {
+  HostPort entry{.host = {}, .text = {}, .port = defaultPort};
+  const std::size_t colon = word.rfind(':');
+  if (colon != std::string_view::npos) {
+    std::uint16_t port = 0;
+    const std::string_view digits = word.substr(colon + 1);
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
+    if (error == std::errc() && end == digits.data() + digits.size() && port != 0) {
+      entry.port = port;
+    }
+  }
+  entry.host = toLower(word.substr(0, colon));
+  if (entry.host.ends_with('.')) entry.host.pop_back();
+  return entry;
+}
+
+}  // namespace
+
+Pending<HostPortList> startSrvLookup(EventLoop& loop, const std::string& name,
+                                     std::chrono::milliseconds limit) {
+  return startTask<ServiceTask>(loop, name, limit);
+}
+
+Pending<HostPortList> startPtrLookup(EventLoop& loop, const std::string& address,
+                                     std::chrono::milliseconds limit) {
+  return startTask<PointerTask>(loop, reverseName(address), limit);
+}
+
+HostPortList configuredControllers(const std::string& srvName) {
+  const std::string name = toLower(srvName);
+  for (const ConfiguredService& service : kConfiguredServices) {
+    if (!name.starts_with(service.prefix)) continue;
+    std::string domain = name.substr(service.prefix.size());
+    if (domain.ends_with('.')) domain.pop_back();
+    std::string value = Props().getProperty(std::string(service.key) + domain, "");
+    HostPortList list;
+    constexpr std::string_view kSeparators = " \t,";
+    for (std::size_t at = 0; (at = value.find_first_not_of(kSeparators, at)) != value.npos;) {
+      const std::size_t end = std::min(value.find_first_of(kSeparators, at), value.size());
+      HostPort entry = readConfigured(std::string_view(value).substr(at, end - at), service.port);
+      if (!entry.host.empty()) list.push_back(std::move(entry));
+      at = end;
+    }
+    return list;
+  }
+  return {};
+}
+
+int FindSrvFromDns(const std::string& name, HostPortList& out, int /*reserved1*/, int /*reserved2*/,
+                   int /*reserved3*/) {
+  EventLoop loop;
+  const HostPortList found = startSrvLookup(loop, name).wait();
+  out.insert(out.end(), found.begin(), found.end());
+  return found.empty() ? 0 : 1;
+}
+
+int FindSrv(const std::string& name, HostPortList& out) {
+  std::exception_ptr failure;
+  try {
+    if (FindSrvFromDns(name, out, 0, 0, 0) == 1) return 1;
+  } catch (const Base_Exception&) {
+    failure = std::current_exception();
+  }
+  const HostPortList configured = configuredControllers(name);
+  if (configured.empty() && failure) std::rethrow_exception(failure);
+  out.insert(out.end(), configured.begin(), configured.end());
+  return 0;
+}
+
+int FindPtrFromDns(const std::string& address, HostPortList& out) {
+  EventLoop loop;
+  const HostPortList found = startPtrLookup(loop, address).wait();
+  out.insert(out.end(), found.begin(), found.end());
+  return found.empty() ? -1 : static_cast<int>(found.size());
+}
+
+}  // namespace tolk

@@ -1,0 +1,22 @@
+// The records of a DNS answer, read record by record, so that one with an absurd name does not hide
+// the others.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "tolk/net/host_port.h"
+
+namespace tolk {
+
+/// The SRV (RFC 2782) or PTR (RFC 1035, 3.3.12) records of a whole answer message, sorted as
+/// FindSrv says. Host names are in lower case without final dot; bytes that are special in a name
+/// are written as \. or \DDD. Records of other types, the target "." and damaged ones are skipped.
+/// Throws BadDataException when the message as a whole is no answer.
+HostPortList readServiceRecords(std::string_view message);
+HostPortList readPointerRecords(std::string_view message);
+
+/// By priority, then weight (larger first), then host, then port.
+void sortRecords(HostPortList& list);
+
+}  // namespace tolk
