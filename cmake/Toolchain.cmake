@@ -18,7 +18,9 @@ endif()
 
 add_compile_options(
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wold-style-cast
-  -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough -Wundef)
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wformat=2 -Wimplicit-fallthrough -Wundef
+  # A designated initialiser leaves the other members at their defaults; that is why it is used.
+  -Wno-missing-field-initializers)
 if(JOINSCOPE_WERROR)
   add_compile_options(-Werror)
 endif()
