@@ -30,8 +30,11 @@ cd "$directory" 2>/dev/null || cd "$HOME" 2>/dev/null || cd /
 # the keyboard's signals.
 command=(setpriv --pdeathsig KILL)
 [[ $user == root ]] || command+=(--reuid "$uid" --regid "$gid" --init-groups)
-env --default-signal=INT,QUIT "${command[@]}" -- "$@" <&0 &
+# Standard error is the command's alone: bash would report there that the command crashed.
+exec {commandError}>&2 2>/dev/null
+env --default-signal=INT,QUIT "${command[@]}" -- "$@" <&0 2>&"$commandError" {commandError}>&- &
 child=$!
+exec {commandError}>&-
 
 interrupted=
 passOn() {
