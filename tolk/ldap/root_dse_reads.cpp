@@ -15,8 +15,10 @@ namespace {
 // Connects, asks, and takes the answer in as it comes.
 class RootDseTask final : public Task<ADObject> {
  public:
-  RootDseTask(EventLoop& loop, const HostPort& server)
-      : Task(loop, Clock::time_point::max()), connect_(startLdapConnect(loop, server)) {
+  RootDseTask(EventLoop& loop, const HostPort& server, std::shared_ptr<bool> connected)
+      : Task(loop, Clock::time_point::max()),
+        connected_(std::move(connected)),
+        connect_(startLdapConnect(loop, server)) {
     request_.filter = AD_ALL_OBJECTS;
   }
 
@@ -31,6 +33,7 @@ class RootDseTask final : public Task<ADObject> {
     if (connect_.done()) {
       connection_ = connect_.wait();
       id_ = connection_->send(request_);
+      *connected_ = true;
       answerBy_ = Clock::now() + limit_.time;
     } else if (connection_->poll(id_, request_, result_)) {
       finish(result_.objects.empty() ? ADObject() : std::move(result_.objects.front()));
@@ -40,6 +43,7 @@ class RootDseTask final : public Task<ADObject> {
   }
   void expire() override {}
 
+  std::shared_ptr<bool> connected_;
   Pending<std::shared_ptr<LdapConnection>> connect_;
   std::shared_ptr<LdapConnection> connection_;
   SearchRequest request_;
@@ -68,7 +72,16 @@ RootDseReads::Read& RootDseReads::start(const std::string& server) {
   const auto same = [&server](const Read& read) { return read.server == server; };
   const auto found = std::find_if(reads_.begin(), reads_.end(), same);
   if (found != reads_.end()) return *found;
-  return reads_.emplace_back(server, startTask<RootDseTask>(loop_, parseServer(server)));
+  const auto connected = std::make_shared<bool>(false);
+  reads_.push_back(
+      {server, connected, startTask<RootDseTask>(loop_, parseServer(server), connected)});
+  return reads_.back();
+}
+
+bool RootDseReads::waitConnected(const std::string& hostAndPort) {
+  const Read& read = start(hostAndPort);
+  loop_.runUntil([&read] { return *read.connected || read.pending.done(); });
+  return *read.connected;
 }
 
 ADObject RootDseReads::take(const std::string& hostAndPort) {

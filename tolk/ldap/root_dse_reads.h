@@ -1,6 +1,7 @@
 // Anonymous reads of the root DSEs of several servers, all waits together.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,11 @@ class RootDseReads {
   /// Gives up what is still running.
   ~RootDseReads();
 
+  /// Waits until the connection to that server is open and its root DSE has been asked for: true.
+  /// False when that has failed; take() tells why. Throws LDAPException when `hostAndPort` names no
+  /// server.
+  bool waitConnected(const std::string& hostAndPort);
+
   /// Waits for that server's root DSE and hands it over, with all its attributes; a server that was
   /// not started, or was taken before, is read now. Throws LDAPException, or another of the tolk
   /// family when the host name cannot be looked up.
@@ -30,6 +36,7 @@ class RootDseReads {
  private:
   struct Read {
     std::string server;
+    std::shared_ptr<bool> connected;  ///< shared with the read in progress
     Pending<ADObject> pending;
   };
   Read& start(const std::string& server);

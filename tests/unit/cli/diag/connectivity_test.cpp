@@ -26,7 +26,9 @@ class LocalPort {
     socklen_t size = sizeof address;
     EXPECT_EQ(::bind(socket_.get(), raw, size), 0);
     EXPECT_EQ(::getsockname(socket_.get(), raw, &size), 0);
-    if (listening) EXPECT_EQ(::listen(socket_.get(), 8), 0);
+    if (listening) {
+      EXPECT_EQ(::listen(socket_.get(), 8), 0);
+    }
     number_ = ntohs(address.sin_port);
   }
 
