@@ -20,8 +20,8 @@ struct Options {
   const char* serverName = nullptr;
   bool verbose = false;
   std::uint32_t sysinfoModules = 0;  ///< bit mask, handed to the daemon as it is
-  std::string logBegin;
-  std::string logEnd;
+  std::string logBegin = {};
+  std::string logEnd = {};
   std::int32_t lastHours = 0;  ///< 1 to 999999, 0 when not given
   bool journalSupported = false;
 };

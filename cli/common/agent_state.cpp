@@ -17,12 +17,13 @@
 namespace joinscope {
 namespace {
 
+constexpr char kSettingsDirectory[] = "/var/orvald";
 constexpr char kRpcDirectory[] = "/var/orvald/daemon";
 constexpr char kLockPath[] = "/var/run/velkd.lock";
 constexpr int kAccountDisabled = 0x2;  // ADS_UF_ACCOUNTDISABLE
 
-AgentState computerObjectState(tolk::LocalRpcSession& session) {
-  const tolk::SID sid(tolk::loadSetting(tolk::SETTING_HOSTSID, false, false));
+AgentState computerObjectState(tolk::LocalRpcSession& session, const tolk::JoinSettings& settings) {
+  const tolk::SID sid(settings.load(tolk::SETTING_HOSTSID, false, false));
   const boost::shared_ptr<tolk::ADObject> computer = session.ldapFetch("", sid.toDN(), {}, false);
   if (!computer || computer->empty()) return AgentState::objectDeleted;
   if (!computer->attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return AgentState::connected;
@@ -30,11 +31,11 @@ AgentState computerObjectState(tolk::LocalRpcSession& session) {
   return (flags & kAccountDisabled) != 0 ? AgentState::objectDisabled : AgentState::connected;
 }
 
-AgentState askDaemon(const char* rpcDirectory) {
+AgentState askDaemon(const tolk::JoinSettings& settings, const char* rpcDirectory) {
   tolk::LocalRpcSession session(rpcDirectory, false, false);
   session.authenticateProcess();
   try {
-    return computerObjectState(session);
+    return computerObjectState(session, settings);
   } catch (const tolk::IPCException&) {
     return AgentState::disconnected;
   }
@@ -52,12 +53,13 @@ AgentState lockState(const char* lockPath) noexcept {
 }  // namespace
 
 AgentState agentState() noexcept {
-  return agentStateAt(kRpcDirectory, kLockPath);
+  return agentStateAt(tolk::JoinSettings(kSettingsDirectory), kRpcDirectory, kLockPath);
 }
 
-AgentState agentStateAt(const char* rpcDirectory, const char* lockPath) noexcept {
+AgentState agentStateAt(const tolk::JoinSettings& settings, const char* rpcDirectory,
+                        const char* lockPath) noexcept {
   try {
-    return askDaemon(rpcDirectory);
+    return askDaemon(settings, rpcDirectory);
   } catch (const tolk::IOException&) {
     return lockState(lockPath);
   } catch (const std::exception&) {

@@ -3,6 +3,10 @@
 
 #include <string>
 
+namespace tolk {
+class JoinSettings;
+}
+
 namespace joinscope {
 
 /// The numbers are exit statuses of --mode.
@@ -21,8 +25,9 @@ enum class AgentState : int {
 /// each of the calls and never for the lock. Throws nothing, prints nothing.
 AgentState agentState() noexcept;
 
-/// The same for a daemon at other places.
-AgentState agentStateAt(const char* rpcDirectory, const char* lockPath) noexcept;
+/// The same with other join settings and a daemon at other places.
+AgentState agentStateAt(const tolk::JoinSettings& settings, const char* rpcDirectory,
+                        const char* lockPath) noexcept;
 
 /// The word that reports show; "<unavailable>" for a value that is none of the above.
 std::string agentStateName(AgentState state);
