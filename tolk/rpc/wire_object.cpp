@@ -93,6 +93,7 @@ std::string base64Decode(std::string_view text) {
   // The decoder wants whole groups of bits: padding becomes zero bits, whose bytes are cut off
   // again.
   std::string whole(text.substr(0, length));
+  if (whole.find('=') != std::string::npos) throw BadDataException("Base64 with misplaced padding");
   whole.append(padding, 'A');
   try {
     const std::string_view all(whole);

@@ -1,0 +1,87 @@
+// JSON from a peer that may be broken or hostile.
+#include "tolk/rpc/json.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tolk/base/exceptions.h"
+
+namespace tolk {
+namespace {
+
+using namespace std::string_literals;
+using testing::HasSubstr;
+
+std::string nested(std::size_t depth, const std::string& open, const std::string& close) {
+  std::string text;
+  for (std::size_t i = 0; i < depth; ++i) text += open;
+  text += "1";
+  for (std::size_t i = 0; i < depth; ++i) text += close;
+  return text;
+}
+
+TEST(Json, RefusesWhatIsNoSingleValue) {
+  struct Row {
+    const char* about;
+    std::string text;
+    std::string reason;
+  };
+  const Row rows[] = {
+      {"empty", "", "Bad JSON at byte 0: The document is empty."},
+      {"cut", R"({"a":)", "Bad JSON at byte 5: Invalid value."},
+      {"two values", "{}{}", "Bad JSON at byte 2: "},
+      {"NUL behind the value", "{}\0x"s, "Bad JSON at byte 2: NUL byte."},
+      {"bytes that are not UTF-8", "\"\xC3(\"", "Invalid encoding"},
+      {"half a surrogate pair", R"("\ud800")", "surrogate"},
+      {"number beyond doubles", "1e400", "Number too big"},
+      {"one level too deep", nested(33, "[", "]"), "Nested more than 32 deep."},
+      {"objects too deep", nested(33, R"({"a":)", "}"), "Nested more than 32 deep."},
+      {"two million brackets", std::string(2'000'000, '['), "Nested more than 32 deep."},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.about);
+    try {
+      (void)json::parse(row.text);
+      ADD_FAILURE() << "was accepted";
+    } catch (const BadDataException& e) {
+      EXPECT_THAT(e.what(), HasSubstr(row.reason));
+    }
+  }
+}
+
+TEST(Json, DepthCountsWhatIsOpenNotWhatWasOpened) {
+  EXPECT_TRUE(json::parse(nested(32, "[", "]")).IsArray());
+  std::string wide = "[";
+  for (int i = 0; i < 1000; ++i) wide += R"([{}],)";
+  EXPECT_EQ(json::parse(wide + "1]").Size(), 1001U);
+}
+
+TEST(Json, TextsKeepEveryByte) {
+  const json::Document value = json::parse(R"({"a":"x\u0000y\u20AC","a":"second"})");
+  const std::string expected = "x\0y\u20AC"s;
+  EXPECT_EQ(json::stringMember(value, "a"), expected);
+  json::Document out;
+  out = json::parse("[]");
+  out.PushBack(json::makeString(expected, out.GetAllocator()), out.GetAllocator());
+  EXPECT_EQ(json::write(out), "[\"x\\u0000y\u20AC\"]");
+}
+
+TEST(Json, WrongUseThrowsInsteadOfReadingOtherMemory) {
+  const json::Document value = json::parse(R"({"n":1,"s":"x","z":null})");
+  EXPECT_THROW((void)value["absent"], BadDataException);
+  EXPECT_THROW((void)value["n"].GetString(), BadDataException);
+  EXPECT_THROW((void)json::stringMember(value, "n"), BadDataException);
+  EXPECT_THROW((void)json::integerMember(value, "s"), BadDataException);
+  EXPECT_THROW((void)json::stringMember(value, "z"), BadDataException);
+  EXPECT_EQ(json::findMember(value, "z"), nullptr);
+  EXPECT_EQ(json::findMember(value["n"], "n"), nullptr);
+}
+
+TEST(Json, TextThatIsNotUtf8IsNotWritten) {
+  json::Document out(rapidjson::kArrayType);
+  out.PushBack(json::makeString("\xFF", out.GetAllocator()), out.GetAllocator());
+  EXPECT_THROW((void)json::write(out), BadDataException);
+}
+
+}  // namespace
+}  // namespace tolk
