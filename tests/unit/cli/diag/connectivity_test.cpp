@@ -27,7 +27,7 @@ class LocalPort {
     EXPECT_EQ(::bind(socket_.get(), raw, size), 0);
     EXPECT_EQ(::getsockname(socket_.get(), raw, &size), 0);
     if (listening) {
-      EXPECT_EQ(::listen(socket_.get(), 8), 0);
+      EXPECT_EQ(::listen(socket_.get(), SOMAXCONN), 0);
     }
     number_ = ntohs(address.sin_port);
   }
