@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "tolk/base/stack_scrub.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/krb5_handles.h"
 
@@ -42,6 +43,7 @@ krb5_error_code getCredentials(krb5_context context, krb5_principal principal,
                                char* /*unused*/, int* /*unused*/, const char* realm, int lifetime,
                                krb5_keyblock* replyKey) {
   krb5_error_code code = requestCredentials(context, principal, password, out, realm, lifetime);
+  scrubStack();
   if (code == 0 && replyKey != nullptr)
     code = krb5_copy_keyblock_contents(context, &out->keyblock, replyKey);
   if (code != 0) error = krb5Message(context, code);

@@ -24,8 +24,9 @@ bool looksLikeRealm(const std::string& suffix) {
 }
 
 struct PrincipalParts {
-  std::string text;  ///< for the library's parser, with realm
-  int flags = 0;
+  std::string name;
+  std::string realm;
+  bool enterprise = false;
 };
 
 PrincipalParts partsOf(const std::string& user, const std::string& domain) {
@@ -34,24 +35,34 @@ PrincipalParts partsOf(const std::string& user, const std::string& domain) {
   if (slash != std::string::npos) {
     const std::string prefix = user.substr(0, slash);
     const bool dnsName = prefix.find('.') != std::string::npos;
-    return {escaped(user.substr(slash + 1)) + "@" + (dnsName ? toUpper(prefix) : domainRealm)};
+    return {user.substr(slash + 1), dnsName ? toUpper(prefix) : domainRealm};
   }
   const std::size_t at = user.rfind('@');
-  if (at == std::string::npos) return {escaped(user) + "@" + domainRealm};
+  if (at == std::string::npos) return {user, domainRealm};
   const std::string suffix = user.substr(at + 1);
   if (equalsIgnoringCase(suffix, domain) || looksLikeRealm(suffix))
-    return {escaped(user.substr(0, at)) + "@" + toUpper(suffix)};
-  return {escaped(user) + "@" + domainRealm, KRB5_PRINCIPAL_PARSE_ENTERPRISE};
+    return {user.substr(0, at), toUpper(suffix)};
+  return {user, domainRealm, true};
+}
+
+krb5_error_code makePrincipal(krb5_context context, const PrincipalParts& parts,
+                              krb5_principal* out) {
+  if (!parts.enterprise)
+    return krb5_parse_name(context, (escaped(parts.name) + "@" + parts.realm).c_str(), out);
+  // One component, with the "@" in it.
+  const krb5_error_code code =
+      krb5_build_principal(context, out, static_cast<unsigned>(parts.realm.size()),
+                           parts.realm.c_str(), parts.name.c_str(), nullptr);
+  if (code == 0) (*out)->type = KRB5_NT_ENTERPRISE_PRINCIPAL;
+  return code;
 }
 
 }  // namespace
 
 Krb5Principal userPrincipal(krb5_context context, const std::string& user,
                             const std::string& domain) {
-  PrincipalParts parts = partsOf(user, domain);
   Krb5Principal principal(context);
-  throwIfKrb5(context,
-              krb5_parse_name_flags(context, parts.text.c_str(), parts.flags, principal.out()),
+  throwIfKrb5(context, makePrincipal(context, partsOf(user, domain), principal.out()),
               "parsing user name \"" + printable(user) + "\"");
   return principal;
 }
