@@ -18,6 +18,7 @@
 #include "tolk/krb5/binding_tickets.h"
 #include "tolk/krb5/kdc_locator.h"
 #include "tolk/krb5/krb5_error.h"
+#include "tolk/krb5/user_principal.h"
 
 namespace tolk {
 namespace {
@@ -169,10 +170,12 @@ CallbackData markedPassword() {
 TEST_F(Tickets, NoCopyOfThePasswordStaysBehind) {
   const ScriptedKdc kdc(refusing(kPreauthFailed));
   knownKdcs = {kdc.address()};
+  const Krb5Principal alice = userPrincipal(kerberos.get(), "alice", "test.realm");
   CallbackData data = markedPassword();
   ASSERT_GE(occurrences(), 1) << "the search itself does not work";
-  EXPECT_EQ(passwordFailure({gic_with_password_callback, data, nullptr, nullptr}),
-            BindError::kInvalidCredentials);
+  Krb5CredsContents credentials(kerberos.get());
+  EXPECT_EQ(gic_with_password_callback(kerberos.get(), credentials.get(), alice.get(), data.get()),
+            static_cast<krb5_error_code>(KRB5KDC_ERR_PREAUTH_FAILED));
   EXPECT_EQ(kdc.requests(), 2);
   data.reset();
   EXPECT_EQ(occurrences(), 0);
