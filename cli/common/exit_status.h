@@ -5,20 +5,17 @@
 namespace joinscope::exit_status {
 
 inline constexpr int kSuccess = 0;
-inline constexpr int kUnknownTask = 2;    ///< the task has no handler
-inline constexpr int kInternalError = 3;  ///< a failure of the agent library that no report catches
-inline constexpr int kMiscError = 6;      ///< anything else that went wrong
-inline constexpr int kUsageError = 7;     ///< wrong command line, or no domain to work on
-inline constexpr int kNotRoot = 9;        ///< the task is for root only
-inline constexpr int kNotJoined = 10;  ///< the task needs a joined host, or the value is not known
-inline constexpr int kOtherDomain = 12;  ///< the computer account belongs to another domain
-inline constexpr int kInvalidCredentials =
-    19;                                    ///< wrong user or password, or no usable credentials
-inline constexpr int kClockSkew = 28;      ///< this host's clock is too far from the controller's
-inline constexpr int kTicketRevoked = 56;  ///< a read-only controller revoked the ticket
-inline constexpr int kPasswordChanged =
-    156;  ///< the computer account's password is not that of the keytab
-inline constexpr int kMalformedKrb5Conf =
-    157;  ///< the Kerberos configuration is malformed and stays in place
+inline constexpr int kUnknownTask = 2;          ///< the task has no handler
+inline constexpr int kInternalError = 3;        ///< an agent library failure that no report catches
+inline constexpr int kMiscError = 6;            ///< anything else that went wrong
+inline constexpr int kUsageError = 7;           ///< wrong command line, or no domain to work on
+inline constexpr int kNotRoot = 9;              ///< the task is for root only
+inline constexpr int kNotJoined = 10;           ///< not joined, or the value is not known
+inline constexpr int kOtherDomain = 12;         ///< the computer is joined to another domain
+inline constexpr int kInvalidCredentials = 19;  ///< wrong user or password, or none to use
+inline constexpr int kClockSkew = 28;           ///< the clock is too far from the controller's
+inline constexpr int kTicketRevoked = 56;       ///< a read-only controller revoked the ticket
+inline constexpr int kPasswordChanged = 156;    ///< the keytab does not hold the account's password
+inline constexpr int kMalformedKrb5Conf = 157;  ///< malformed krb5.conf, not to be moved aside
 
 }  // namespace joinscope::exit_status

@@ -1,0 +1,69 @@
+// The suite version file in the states that a damaged installation leaves it in.
+#include "cli/common/version.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+#include "tests/unit/tolk/base/scratch_directory.h"
+#include "tolk/base/exceptions.h"
+
+namespace joinscope {
+namespace {
+
+// "KIND CODE TEXT" of what is thrown, or the line.
+std::string outcome(const std::string& path) {
+  try {
+    return readSuiteVersionFrom(path.c_str());
+  } catch (const tolk::IOException& error) {
+    return "IO " + std::to_string(error.code()) + ' ' + error.what();
+  } catch (const tolk::BadDataException& error) {
+    return "data " + std::to_string(error.code()) + ' ' + error.what();
+  }
+}
+
+std::string code(int value) {
+  return std::to_string(value);
+}
+
+TEST(SuiteVersion, TrimsTheFile) {
+  const ScratchDirectory directory;
+  const std::string path = directory.write("version", "\n \t Suite 1.2 \xff\r\n\n");
+  EXPECT_EQ(outcome(path), "Suite 1.2 \xff");
+  directory.write("version", std::string("Suite\0 1.2", 10));
+  EXPECT_EQ(outcome(path), "Suite");
+}
+
+TEST(SuiteVersion, NamesWhatIsWrong) {
+  const ScratchDirectory directory;
+  const std::string blank = directory.write("blank", " \n\n ");
+  const std::string fifo = directory.path("fifo");
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const std::string huge = directory.write("huge", "Suite");
+  ASSERT_EQ(::truncate(huge.c_str(), off_t{1} << 40), 0);
+  const std::string missing = directory.path("missing");
+  EXPECT_EQ(outcome(missing),
+            "IO " + code(ENOENT) + " Cannot open file " + missing + ": No such file or directory");
+  EXPECT_EQ(outcome(directory.path()),
+            "IO " + code(EISDIR) + " Cannot read file " + directory.path() + ": Is a directory");
+  // Files of sysfs announce a page and give less; those of procfs announce nothing.
+  EXPECT_EQ(outcome("/sys/kernel/mm/transparent_hugepage/enabled").substr(0, 37),
+            "IO -1 Cannot read all data in file /s");
+  EXPECT_EQ(outcome(huge), "IO -1 Cannot read all data in file " + huge);
+  for (const std::string& path :
+       {blank, fifo, std::string("/proc/version"), directory.write("e", "")}) {
+    EXPECT_EQ(outcome(path), "data -1 Data in file " + path + " is incorrect.");
+  }
+}
+
+TEST(SuiteVersion, TextsAreCutAt511Bytes) {
+  std::string path;
+  for (int i = 0; i < 300; ++i) path += "/x";
+  EXPECT_EQ(outcome(path), "IO " + code(ENOENT) + (" Cannot open file " + path).substr(0, 512));
+}
+
+}  // namespace
+}  // namespace joinscope
