@@ -109,7 +109,7 @@ bool JoinSettings::joined() const {
 }
 
 std::string JoinSettings::preW2KHostName() const {
-  const std::string recorded = load(SETTING_PREW2K_HOST_NAME, false, false);
+  std::string recorded = load(SETTING_PREW2K_HOST_NAME, false, false);
   if (!recorded.empty()) return recorded;
   std::string host = load(SETTING_HOST_NAME, false, false);
   if (host.empty()) host = systemHostName();

@@ -1,3 +1,4 @@
+// Traces of secrets outside the memory made for them.
 #include "tolk/base/stack_scrub.h"
 
 #include <cstddef>
@@ -6,7 +7,7 @@
 namespace tolk {
 namespace {
 
-constexpr std::size_t kDepthBytes = 128 * 1024;
+constexpr std::size_t kDepthBytes = std::size_t{128} << 10U;
 
 /// The vector registers in which string functions move bytes. First of all, or the call that wipes
 /// the stack would itself have them written below.
