@@ -6,29 +6,18 @@ dcStart() {
   spawnInNode dc1 "$state/nodes/dc1/chronyd.log" chronyd -d -x -u root -f "$ROOT/lab/data/chrony.conf"
 }
 
-# dcReady [SECONDS]: returns 0 when every service answers, 1 when one does not within the time (default 30).
-dcReady() { inNode dc1 bash "$ROOT/lab/lib/dc_ready.sh" "$dcAddress" "$domain" "${1:-30}" 2>/dev/null; }
+# dcReady SECONDS: returns 0 when every service answers, 1 when one does not within the time.
+dcReady() { inNode dc1 bash "$ROOT/lab/lib/dc_ready.sh" "$dcAddress" "$domain" "$1" 2>/dev/null; }
 
 # dcStarted: dcReady, or the end of the lab with what samba said.
 dcStarted() {
-  dcReady && return 0
+  ! dcReady 30 || return 0
   tail -n 5 "$state/nodes/dc1/samba.log" >&2
   die "the domain controller does not answer; its log is $state/nodes/dc1/samba.log"
 }
 
 # dcStop: ends both in an orderly way, so that the databases on disk are whole.
-dcStop() {
-  inNode dc1 bash -c '
-    for file in /run/samba/samba.pid /run/chronyd.pid; do
-      { read -r pid <"$file"; } 2>/dev/null && kill "$pid" 2>/dev/null || continue
-      for ((i = 0; i < 200; i++)); do kill -0 "$pid" 2>/dev/null || break; sleep .05; done
-    done
-    for ((i = 0; i < 200; i++)); do
-      pgrep samba || pgrep smbd || pgrep winbindd || pgrep chronyd || exit 0
-      sleep .05
-    done
-    exit 1' >/dev/null || die "the domain controller's services do not end"
-}
+dcStop() { inNode dc1 bash "$ROOT/lab/lib/dc_stop.sh" || die "the domain controller's services do not end"; }
 
 # dcDatabase PROGRAM [ARGUMENT...]: runs a Python program of lab/data with samba's modules on the controller.
 dcDatabase() { inNode dc1 /usr/bin/python3 "$ROOT/lab/data/$1" "${@:2}"; }

@@ -26,6 +26,6 @@ END
 # forestJoin: host1 becomes a member, and gets the agent's join settings from what the domain says about it.
 forestJoin() {
   local log=$state/nodes/host1/join.log
-  inNode host1 bash "$ROOT/lab/data/join.sh" "$domain" dc1.$domain "$adminPassword" &>"$log" ||
+  inNode host1 bash "$ROOT/lab/data/join.sh" "$domain" "dc1.$domain" "$adminPassword" &>"$log" ||
     { tail -n 5 "$log" >&2; die "host1 could not join; its log is $log"; }
 }

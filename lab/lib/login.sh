@@ -37,6 +37,7 @@ child=$!
 exec {commandError}>&-
 
 interrupted=
+# shellcheck disable=SC2317  # called by the traps
 passOn() {
   interrupted=yes
   kill -"$1" "$child" 2>/dev/null || true

@@ -55,7 +55,7 @@ onSwitch() {
 nodeUp() {
   local name=$1 address=$2 dir=$state/nodes/$1 pid line
   [[ $name =~ ^[a-z][a-z0-9-]{0,11}$ ]] || die "'$name' is no node name: up to 12 of a-z, 0-9 and -"
-  [[ $address =~ ^10\.99\.0\.([1-9][0-9]{0,2})$ ]] && ((BASH_REMATCH[1] < 255)) ||
+  [[ $address =~ ^10\.99\.0\.([1-9]|[1-9][0-9]|1[0-9][0-9]|2[0-4][0-9]|25[0-4])$ ]] ||
     die "'$address' is not an address of the lab (10.99.0.1 to 10.99.0.254)"
   ! nodePid "$name" >/dev/null || die "a node '$name' is up already"
   needNode .switch >/dev/null
@@ -75,9 +75,9 @@ nodeUp() {
 # nodeLink NODE ADDRESS PID: the cable. Addresses of network cards follow from the IP address: a node that is
 # restarted would otherwise be hidden behind the neighbours' stale ARP entries.
 nodeLink() {
-  local card
-  # shellcheck disable=SC2046  # four words
-  card=$(printf '02:00:%02x:%02x:%02x:%02x' $(tr . ' ' <<<"$2"))
+  local card bytes
+  IFS=. read -r -a bytes <<<"$2"
+  printf -v card '02:00:%02x:%02x:%02x:%02x' "${bytes[@]}"
   onSwitch link del "v$1" 2>/dev/null || true
   onSwitch -batch - <<<"link add v$1 type veth peer name eth0 address $card netns $3
 link set v$1 master br0 up"

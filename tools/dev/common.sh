@@ -32,3 +32,6 @@ labObstacle() {
     echo "samba is missing (run ./dev setup)"
   fi
 }
+
+# verb NAME ARGUMENT...: another verb, in a process of its own.
+verb() { "$ROOT/dev" "$@"; }

@@ -52,7 +52,7 @@ run() {
     [[ -n $quiet ]] || say "setup: every package is there"
     return 0
   fi
-  say "setup: missing:" $missing
+  say "setup: missing: ${missing//$'\n'/ }"
   ((EUID == 0)) || die "setup: installing them needs root: run 'sudo ./dev setup'"
   log=$(mktemp)
   timed "setup: read the package lists" apt update
@@ -60,5 +60,5 @@ run() {
   timed "setup: install $(wc -w <<<"$missing") packages" withoutServices apt install -y --no-install-recommends $missing
   rm -f "$log"
   missing=$(missingPackages)
-  [[ -z $missing ]] || die "setup: still missing:" $missing
+  [[ -z $missing ]] || die "setup: still missing: ${missing//$'\n'/ }"
 }

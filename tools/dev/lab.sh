@@ -1,0 +1,5 @@
+# ./dev lab COMMAND...: the disposable forest; lab/lab does the work.
+run() {
+  [[ " $* " != *" up "* ]] || verb setup --quiet
+  exec "$ROOT/lab/lab" "$@"
+}

@@ -1,0 +1,46 @@
+# ./dev lint: formatting, static checks of C++ and shell, manual pages, sizes of files, layers. Runs every check and
+# fails when one did.
+. "$ROOT/tools/dev/build.sh"
+
+# tracked PATTERN...: the tracked files that match and are still there, one a line.
+tracked() {
+  local file
+  git -C "$ROOT" ls-files -- "$@" | while IFS= read -r file; do
+    [[ ! -f $ROOT/$file ]] || echo "$file"
+  done
+}
+
+# shellFiles: the tracked files that bash runs.
+shellFiles() { { tracked '*.sh'; tracked dev lab tools bench .ci | xargs -r grep -lIE -m1 '^#!.*\bbash'; } | sort -u; }
+
+checkFormat() { tracked '*.cpp' '*.h' | xargs -r clang-format-16 --dry-run --Werror; }
+
+checkShell() { shellFiles | xargs -r shellcheck --shell=bash --external-sources --source-path="$ROOT"; }
+
+checkManuals() { tracked '*.[1-8]' | xargs -r -n 1 mandoc -T lint -W warning; }
+
+checkLayers() { "$ROOT/tools/check-layers"; }
+
+# checkSizes: a long file asks to be two.
+checkSizes() {
+  {
+    tracked '*.cpp' '*.h' | xargs -r wc -l | awk '$2 != "total" && $1 > 500 { print $2 ": " $1 " lines, 500 at most" }'
+    shellFiles | xargs -r wc -l | awk '$2 != "total" && $1 > 200 { print $2 ": " $1 " lines, 200 at most" }'
+  } | { ! grep .; }
+}
+
+# checkTidy: clang-tidy over every tracked source of the dev preset; what has passed once is not looked at again.
+checkTidy() {
+  configurePreset dev
+  tracked '*.cpp' | xargs -r -P "$(nproc)" -n 1 "$ROOT/tools/tidy-file"
+}
+
+run() {
+  local check failed=()
+  verb setup --quiet
+  cd "$ROOT" || die "the project folder is gone"
+  for check in Format Shell Manuals Layers Sizes Tidy; do
+    timed "lint: ${check,}" "check$check" || failed+=("${check,}")
+  done
+  ((${#failed[@]} == 0)) || die "lint: failed: ${failed[*]}"
+}

@@ -1,0 +1,35 @@
+# ./dev test [NAME...]: sets up, builds and runs the tests whose names match; without a name, all of them.
+# Unit tests run on the asan build, end-to-end tests on the release build, which is what gets installed.
+. "$ROOT/tools/dev/build.sh"
+
+# chosen PRESET LABELS...: how many tests the names choose there.
+chosen() {
+  (cd "$ROOT/build/$1" && ctest --show-only "${@:2}" "${names[@]}") | sed -n 's/^Total Tests: //p'
+}
+
+# runTests PRESET LABELS...: runs them; ctest prints the closing line.
+runTests() {
+  local preset=$1
+  shift
+  [[ $(chosen "$preset" "$@") != 0 ]] || return 0
+  found=yes
+  timed "test $preset" ctest --test-dir "$ROOT/build/$preset" --output-on-failure --timeout 600 \
+    --parallel "$(nproc)" "$@" "${names[@]}"
+}
+
+run() {
+  local names=() found='' status=0 obstacle
+  (($# == 0)) || names=(--tests-regex "$(IFS='|'; echo "$*")")
+  verb setup --quiet
+  obstacle=$(labObstacle)
+  if [[ -n $obstacle ]]; then
+    [[ ${CI:-} != true ]] || die "test: the end-to-end tests cannot run here: $obstacle"
+    say "test: the end-to-end tests are skipped: $obstacle"
+  fi
+  buildPreset asan
+  [[ -n $obstacle ]] || buildPreset release
+  runTests asan --label-exclude 'e2e' || status=$?
+  [[ -n $obstacle ]] || runTests release --label-regex 'e2e' || status=$?
+  [[ -n $found ]] || die "test: no test matches ${names[1]:-}"
+  return "$status"
+}
