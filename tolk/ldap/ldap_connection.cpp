@@ -15,6 +15,7 @@
 #include "tolk/base/text.h"
 #include "tolk/ldap/ldap_entry.h"
 #include "tolk/ldap/ldap_error.h"
+#include "tolk/ldap/ldap_socket.h"
 #include "tolk/net/limits.h"
 
 namespace tolk {
@@ -48,11 +49,12 @@ void setOptions(LDAP* ld) {
   // At least signing, at most what the mechanism can; the buffer size is the library's default.
   ldap_set_option(ld, LDAP_OPT_X_SASL_SECPROPS,
                   "noplain,noanonymous,minssf=1,maxssf=2147483647,maxbufsize=65536");
-  Sockbuf* buffer = nullptr;
-  ber_len_t most = kMaxMessageBytes;
-  if (ldap_get_option(ld, LDAP_OPT_SOCKBUF, &buffer) == LDAP_OPT_SUCCESS && buffer != nullptr) {
-    ber_sockbuf_ctrl(buffer, LBER_SB_OPT_SET_MAX_INCOMING, &most);
-  }
+}
+
+Sockbuf* streamOf(LDAP* ld) {
+  Sockbuf* stream = nullptr;
+  ldap_get_option(ld, LDAP_OPT_SOCKBUF, &stream);
+  return stream;
 }
 
 // Many small requests are sent without waiting for answers; holding them back would cost a round
@@ -112,9 +114,16 @@ LdapConnection::LdapConnection(UniqueFd socket, HostPort server)
   sendAtOnce(socket.get());
   LDAP* ld = nullptr;
   const std::string url = "ldap://" + serverName_;
-  throwIfLdap(ldap_init_fd(socket.get(), LDAP_PROTO_TCP, url.c_str(), &ld), nullptr, serverName_);
+  throwIfLdap(ldap_init_fd(socket.get(), LDAP_PROTO_EXT, url.c_str(), &ld), nullptr, serverName_);
   ld_.reset(ld);
+  Sockbuf* stream = streamOf(ld);
+  if (stream == nullptr ||
+      ber_sockbuf_add_io(stream, socketCalls(), LBER_SBIOD_LEVEL_PROVIDER, nullptr) != 0) {
+    throwIfLdap(LDAP_NO_MEMORY, nullptr, serverName_);
+  }
   static_cast<void>(socket.release());
+  ber_len_t most = kMaxMessageBytes;
+  ber_sockbuf_ctrl(stream, LBER_SB_OPT_SET_MAX_INCOMING, &most);
   setOptions(ld);
 }
 

@@ -1,0 +1,78 @@
+#include "tolk/ldap/dn.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/ldap/ldap_binding.h"
+
+namespace tolk {
+namespace {
+
+TEST(DN, DomainAndCanonicalForm) {
+  struct Row {
+    const char* dn;
+    const char* domain;
+    const char* canonical;
+  };
+  const Row rows[] = {
+      {"DC=lab,DC=test", "lab.test", "lab.test/"},
+      {"dc=lab , dc=test", "lab.test", "lab.test/"},
+      {"CN=zone1,OU=Zones,DC=lab,DC=test", "lab.test", "lab.test/Zones/zone1"},
+      {"CN=Jo\\, Senior,OU=R\\+D,DC=lab,DC=test", "lab.test", "lab.test/R+D/Jo, Senior"},
+      {"CN=a/b,OU=c\\\\d,DC=lab,DC=test", "lab.test", "lab.test/c\\\\d/a\\/b"},
+      {"CN=M\\C3\\BCller,DC=lab,DC=test", "lab.test", "lab.test/M\xC3\xBCller"},
+      {"CN=M\xC3\xBCller,DC=lab,DC=test", "lab.test", "lab.test/M\xC3\xBCller"},
+      {"CN=x\\0ACNF:1,DC=lab,DC=test", "lab.test", "lab.test/x\nCNF:1"},
+      // a DNS record's name holds DC components of its own
+      {"DC=dc1,DC=lab.test,CN=MicrosoftDNS,DC=DomainDnsZones,DC=lab,DC=test",
+       "DomainDnsZones.lab.test", "DomainDnsZones.lab.test/MicrosoftDNS/lab.test/dc1"},
+      {"DC=lab,CN=x", "", "/x/lab"},
+      {"CN=x", "", "/x"},
+      {"", "", ""},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.dn);
+    EXPECT_EQ(DN::domainFromDN(row.dn), row.domain);
+    EXPECT_EQ(DN::canonicalFromDN(row.dn), row.canonical);
+  }
+}
+
+TEST(DN, TextThatIsNoNameIsRefused) {
+  const std::string rows[] = {"lab.test",    "CN=x,",          "=x",
+                              "CN=#zz,DC=x", "<SID=S-1-5-32>", std::string("DC=lab\0,DC=test", 15),
+                              "CN=x\\"};
+  for (const std::string& row : rows) {
+    SCOPED_TRACE(row);
+    EXPECT_THROW(static_cast<void>(DN::domainFromDN(row)), SystemException);
+    EXPECT_THROW(static_cast<void>(DN::canonicalFromDN(row)), SystemException);
+  }
+}
+
+TEST(DN, FilterValuesCannotLeaveTheirPlace) {
+  EXPECT_EQ(DN::escapeLDAPFilter("HOST1"), "HOST1");
+  EXPECT_EQ(DN::escapeLDAPFilter("*)(cn=*"), "\\2a\\29\\28cn=\\2a");
+  EXPECT_EQ(DN::escapeLDAPFilter(std::string("a\\\0b", 4)), "a\\5c\\00b");
+  EXPECT_EQ(DN::escapeLDAPFilter("\xC3\xBC\x7f\n"), "\\c3\\bc\\7f\\0a");
+}
+
+TEST(DN, EscapedValuesReadBackAsTheyWere) {
+  for (const std::string value : {"a,b", " x ", "#1", "a+b=c;d<e>f\"g\\h", "\xC3\xBC", " ", "1#"}) {
+    SCOPED_TRACE(value);
+    std::string canonical = value;
+    for (std::size_t at = 0; (at = canonical.find('\\', at)) != std::string::npos; at += 2) {
+      canonical.insert(at, 1, '\\');
+    }
+    EXPECT_EQ(DN::canonicalFromDN("OU=" + DN::escapeValue(value) + ",DC=lab"), "lab/" + canonical);
+  }
+}
+
+TEST(DN, ADnsNameBecomesItsDomainObject) {
+  EXPECT_EQ(LDAPBinding::DNSNameToDN("child.lab.test"), "DC=child,DC=lab,DC=test");
+  EXPECT_EQ(LDAPBinding::DNSNameToDN(""), "");
+  EXPECT_EQ(DN::domainFromDN(LDAPBinding::DNSNameToDN("a,b.test")), "a,b.test");
+}
+
+}  // namespace
+}  // namespace tolk
