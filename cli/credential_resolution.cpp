@@ -17,6 +17,8 @@ namespace {
 
 void useOwnCache(UserCredentials& credentials, Options& options) {
   const uid_t uid = ::getuid();
+  // Root's tickets are shown and never used; without --verbose there is nothing to look for.
+  if (uid == 0 && !options.verbose) return;
   credentials.ccacheName = tolk::Krb5CredentialsCache::GetCCache().findUserCCache(uid, true);
   if (credentials.ccacheName.empty() || uid == 0) return;
   options.credentials = &credentials;
