@@ -12,6 +12,7 @@
 #include "cli/options.h"
 #include "cli/usage.h"
 #include "cli/verbose_dump.h"
+#include "tolk/base/stack_scrub.h"
 
 namespace joinscope {
 namespace {
@@ -42,6 +43,7 @@ int tell(const Refusal& refusal) {
 
 int ParseCommandLineOpts(int argc, char** argv, UserCredentials& credentials, Options& options) {
   const std::optional<Refusal> refusal = parse(argc, argv, credentials, options);
+  tolk::scrubStack();  // a password may have passed through it
   return refusal ? tell(*refusal) : exit_status::kSuccess;
 }
 

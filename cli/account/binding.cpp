@@ -4,8 +4,10 @@
 
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
+#include "cli/common/user_credentials.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/logger.h"
+#include "tolk/base/stack_scrub.h"
 #include "tolk/base/text.h"
 #include "tolk/krb5/kerberos_context.h"
 #include "tolk/krb5/kerberos_paths.h"
@@ -38,6 +40,7 @@ void noteFailure(TaskContext& context, const tolk::KerberosException& failure) {
     context.errorMessage = "Kerberos format error reading " + tolk::kerberosConfigPath() +
                            "\nRename or remove this file and try again";
     context.errorCode = exit_status::kMalformedKrb5Conf;
+    if (context.credentials != nullptr) context.credentials->password.wipe();
     return;
   }
   context.errorMessage =
@@ -58,6 +61,7 @@ boost::shared_ptr<tolk::ADBinding> getBinding(TaskContext& context, const char* 
     context.errorMessage = std::string("Unexpected Exception: ") + failure.what();
     context.errorCode = exit_status::kMiscError;
   }
+  tolk::scrubStack();
   return context.binding;
 }
 

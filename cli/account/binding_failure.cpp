@@ -37,7 +37,9 @@ constexpr bool (*kLdap)(const std::exception&) = is<tolk::LDAPException>;
 constexpr bool (*kBase)(const std::exception&) = is<tolk::BaseException>;
 constexpr bool (*kNotFound)(const std::exception&) = is<tolk::NotFoundException>;
 constexpr bool (*kKerberos)(const std::exception&) = is<tolk::KerberosException>;
-bool any(const std::exception& /*failure*/) { return true; }
+bool any(const std::exception& /*failure*/) {
+  return true;
+}
 
 constexpr char kInvalidUser[] = "Invalid username or password for user \"%s\"";
 constexpr char kKerberosError[] = "Kerberos error: rc=%s %s";

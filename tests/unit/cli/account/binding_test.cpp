@@ -1,0 +1,165 @@
+// Bindings that end before any server is asked: refusals, failures on the way, and what they leave
+// in the context.
+#include "cli/account/binding.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "cli/common/task_context.h"
+#include "cli/common/user_credentials.h"
+#include "fake_network_state.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/krb5/kerberos_context.h"
+#include "tolk/krb5/scoped_variable.h"
+#include "tolk/ldap/ad_binding.h"
+
+namespace joinscope {
+namespace {
+
+namespace fs = std::filesystem;
+
+using test::discovery;
+
+constexpr char kNotJoined[] =
+    "Machine is not yet joined.\nProvide a valid username and password to bind to Active Directory";
+constexpr char kNotRoot[] =
+    "Provide a valid username and password or run joinscope as root to bind using machine "
+    "credentials";
+
+class BindingTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/binding-XXXXXX";
+    ASSERT_NE(::mkdtemp(pattern), nullptr);
+    folder = pattern;
+    config = folder / "krb5.conf";
+    variable.emplace("KRB5_CONFIG", config.string());
+    tolk::Props().set(tolk::PN::KRB5_CONFFILE_NAME, config);
+    discovery() = {};
+    record.user = "alice";
+    record.passwordGiven = true;
+    record.password = tolk::Shredder("secret");
+  }
+  void TearDown() override {
+    tolk::Props().set(tolk::PN::KRB5_CONFFILE_NAME, "/etc/krb5.conf");
+    fs::remove_all(folder);
+  }
+
+  /// A run on a host without a join.
+  std::unique_ptr<TaskContext> unjoined(UserCredentials* credentials, const char* domain) {
+    auto context = std::make_unique<TaskContext>(credentials, domain, nullptr);
+    context->joined = false;
+    return context;
+  }
+
+  /// A run on a joined host, for its own domain.
+  std::unique_ptr<TaskContext> joined(UserCredentials* credentials) {
+    auto context = std::make_unique<TaskContext>(credentials, nullptr, nullptr);
+    context->joined = true;
+    context->domain = context->joinedDomain = "lab.test";
+    return context;
+  }
+
+  fs::path folder, config;
+  std::optional<tolk::ScopedVariable> variable;
+  UserCredentials record;
+};
+
+TEST_F(BindingTest, AnEmptyDomainIsNoFailure) {
+  const auto context = unjoined(&record, "");
+  EXPECT_FALSE(getBinding(*context, nullptr, nullptr));
+  EXPECT_EQ(context->errorMessage, "");
+  EXPECT_EQ(context->errorCode, 0);
+  EXPECT_FALSE(context->bindFailed);
+  EXPECT_FALSE(record.password.empty());
+}
+
+TEST_F(BindingTest, ARefusalIsRemembered) {
+  discovery().site = "Here";
+  const auto context = unjoined(nullptr, "lab.test");
+  EXPECT_FALSE(getBinding(*context, "dc1.lab.test", nullptr));
+  EXPECT_EQ(context->errorMessage, kNotJoined);
+  EXPECT_EQ(context->errorCode, 19);
+  EXPECT_EQ(context->site, "Here");
+  EXPECT_FALSE(getBinding(*context, "dc1.lab.test", nullptr));
+  EXPECT_EQ(discovery().asked, std::vector<std::string>{"site by dc1.lab.test"});
+}
+
+/// What a joined host's run without credentials is told, when it is not root's.
+std::string refusalOf(TaskContext& context) {
+  if (::getuid() == 0 && ::setuid(65534) != 0) return "still root";
+  return getBinding(context, nullptr, nullptr) ? "bound" : context.errorMessage;
+}
+
+TEST_F(BindingTest, OnlyRootMayUseTheComputerAccount) {
+  discovery().controller = "dc1.lab.test";
+  fs::permissions(folder, fs::perms::others_exec, fs::perm_options::add);
+  const auto context = joined(nullptr);
+  EXPECT_EXIT(::_exit(refusalOf(*context) == kNotRoot ? context->errorCode : 1),
+              testing::ExitedWithCode(19), "");
+}
+
+TEST_F(BindingTest, TheControllerOfTheJoinIsTakenWhenNothingIsNamed) {
+  discovery().controller = "dc1.lab.test";
+  const auto own = joined(&record);
+  record.ccacheName = "MEMORY:empty";
+  getBinding(*own, nullptr, nullptr);
+  EXPECT_EQ(discovery().asked[0], "controller of lab.test");
+  EXPECT_EQ(discovery().asked[1], "site by dc1.lab.test");
+
+  discovery() = {};
+  const auto other = unjoined(nullptr, "other.test");
+  getBinding(*other, nullptr, nullptr);
+  EXPECT_EQ(discovery().asked, std::vector<std::string>{"site in other.test"});
+}
+
+TEST_F(BindingTest, AFailedDiscoveryIsAFailureLikeAnyOther) {
+  const auto context = joined(&record);
+  EXPECT_FALSE(getBinding(*context, nullptr, nullptr));
+  EXPECT_EQ(context->errorMessage, "Unexpected Exception: no controller answers");
+  EXPECT_EQ(context->errorCode, 6);
+  EXPECT_TRUE(context->bindFailed);
+  EXPECT_TRUE(record.password.empty());
+}
+
+TEST_F(BindingTest, AMalformedConfigurationThatStaysInPlaceEndsTheRun) {
+  std::ofstream(config) << "[libdefaults]\n no equals sign here\n";
+  fs::create_directories(config.string() + ".bad/in the way");
+  const auto context = unjoined(&record, "lab.test");
+  EXPECT_FALSE(getBinding(*context, nullptr, nullptr));
+  EXPECT_EQ(context->errorMessage, "Kerberos format error reading " + config.string() +
+                                       "\nRename or remove this file and try again");
+  EXPECT_EQ(context->errorCode, 157);
+  EXPECT_TRUE(context->bindFailed);
+  EXPECT_TRUE(record.password.empty());
+}
+
+TEST_F(BindingTest, AnotherKerberosFailureIsTriedAgain) {
+  std::ofstream(config) << "include /nowhere/at/all\n";
+  const auto context = unjoined(nullptr, "lab.test");
+  EXPECT_FALSE(getBinding(*context, nullptr, nullptr));
+  EXPECT_EQ(context->errorMessage.rfind("Kerberos error: rc=-1429577697 init context: ", 0), 0U)
+      << context->errorMessage;
+  EXPECT_EQ(context->errorCode, 6);
+  EXPECT_FALSE(context->bindFailed);
+
+  std::ofstream(config) << "";
+  EXPECT_FALSE(getBinding(*context, nullptr, nullptr));
+  EXPECT_EQ(context->errorMessage, kNotJoined);
+}
+
+TEST_F(BindingTest, WithoutADomainBindingThereIsNoCatalogAndOneMessage) {
+  const auto context = unjoined(nullptr, "lab.test");
+  testing::internal::CaptureStdout();
+  EXPECT_FALSE(getGCBinding(*context));
+  EXPECT_FALSE(getGCBinding(*context));
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(kNotJoined) + "\n");
+  EXPECT_TRUE(context->gcBindFailed);
+}
+
+}  // namespace
+}  // namespace joinscope
