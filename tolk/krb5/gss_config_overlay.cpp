@@ -27,6 +27,7 @@ std::string configuration(const std::string& realm, const std::string& host) {
       "[libdefaults]\n"
       "dns_canonicalize_hostname = false\n"
       "rdns = false\n"
+      "qualify_shortname = \"\"\n"
       "dns_lookup_kdc = false\n"
       "dns_lookup_realm = false\n";
   if (!isPlainName(realm)) return text;

@@ -29,54 +29,45 @@ std::string bytes(const berval& value) {
   return {value.bv_val, value.bv_len};
 }
 
-// Reads one "(attribute=value)" at the decoder's place into the request.
-bool readEquality(BerElement* ber, CldapRequest& out) {
+// Reads one "(attribute=value)" or "(attribute=*)" at the decoder's place into the request.
+bool readItem(BerElement* ber, ber_tag_t tag, CldapRequest& out) {
   berval name{};
   berval value{};
-  if (ber_scanf(ber, "{mm}", &name, &value) == LBER_ERROR) return false;
+  if (tag == LDAP_FILTER_PRESENT && out.present.empty()) {
+    if (ber_scanf(ber, "m", &name) == LBER_ERROR) return false;
+    out.present = bytes(name);
+    return true;
+  }
+  if (tag != LDAP_FILTER_EQUALITY || ber_scanf(ber, "{mm}", &name, &value) == LBER_ERROR) {
+    return false;
+  }
   out.equalities.emplace_back(bytes(name), bytes(value));
   return true;
 }
 
-bool readConjunction(BerElement* ber, CldapRequest& out) {
+bool readItems(BerElement* ber, CldapRequest& out) {
   ber_len_t length = 0;
   char* end = nullptr;
   for (ber_tag_t tag = ber_first_element(ber, &length, &end); tag != LBER_DEFAULT;
        tag = ber_next_element(ber, &length, end)) {
-    if (tag != LDAP_FILTER_EQUALITY || !readEquality(ber, out)) return false;
+    if (!readItem(ber, tag, out)) return false;
   }
-  return !out.equalities.empty();
+  return out.present.empty() != out.equalities.empty();
 }
 
-bool readFilter(BerElement* ber, CldapRequest& out) {
-  ber_len_t length = 0;
-  switch (ber_peek_tag(ber, &length)) {
-    case LDAP_FILTER_PRESENT: {
-      berval name{};
-      if (ber_scanf(ber, "m", &name) == LBER_ERROR) return false;
-      out.present = bytes(name);
-      return true;
-    }
-    case LDAP_FILTER_EQUALITY:
-      return readEquality(ber, out);
-    case LDAP_FILTER_AND:
-      return readConjunction(ber, out);
-    default:
-      return false;
-  }
-}
-
-// The library parses the text; what connectionless LDAP can ask is then read back from its
-// encoding.
+// One presence test, or equalities that must all hold: what controllers answer without a
+// connection. The library parses only lists of such items by themselves (RFC 3876), so an AND is
+// handed to it as the list that it holds, and the items are read back from their encoding.
 void parseFilter(const std::string& filter, CldapRequest& out) {
+  const std::string list = filter.starts_with("(&") ? "(" + filter.substr(2) : filter;
   const Ber encoder(ber_alloc_t(LBER_USE_DER));
   berval encoded{};
   bool good = encoder != nullptr && filter.find('\0') == std::string::npos &&
-              ldap_put_vrFilter(encoder.get(), filter.c_str()) == 0 &&
+              ldap_put_vrFilter(encoder.get(), list.c_str()) == 0 &&
               ber_flatten2(encoder.get(), &encoded, 0) == 0;
   if (good) {
     const Ber decoder(ber_init(&encoded));
-    good = decoder != nullptr && readFilter(decoder.get(), out);
+    good = decoder != nullptr && readItems(decoder.get(), out);
   }
   if (!good) {
     throw LDAPException(ldapMessage(LDAP_FILTER_ERROR, "", "'" + printable(filter) + "'"),
