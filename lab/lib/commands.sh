@@ -28,7 +28,7 @@ cmd-up() {
   fi
   [[ ! -e $state/nodes ]] || say "is not whole; replacing it"
   endAll
-  rm -rf "$state/nodes" "$state/complete"
+  rm -rf "${state:?}"/*
   trap 'endAll' EXIT
   switchUp
   nodeUp dc1 "$dcAddress"
