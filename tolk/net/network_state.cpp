@@ -134,8 +134,10 @@ DCInfo find(const DiscoveryRequest& request) {
   DiscoveryRequest plain = request;
   plain.type = ServiceType::domainController;
   plain.writable = false;
-  const auto other = Memory::instance().search(plain);
-  if (other && other->info.found && hasRoles(request, other->info.roles)) return other->info;
+  if (const auto other = Memory::instance().search(plain)) {
+    if (!other->failure.empty()) throw TOLKException(other->failure);
+    if (other->info.found && hasRoles(request, other->info.roles)) return other->info;
+  }
   return search(request);
 }
 

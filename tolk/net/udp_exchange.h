@@ -55,11 +55,11 @@ class UdpExchange : public Task<T> {
     if (Clock::now() >= nextSend_) send();
   }
 
-  // The timer of the poll loop, not this, waits: a datagram that the kernel cannot take now is one
-  // that was lost.
+  // What the kernel cannot take now, or this host's own firewall drops (EPERM), is one more
+  // datagram that was lost.
   void send() {
-    if (::send(socket_.get(), request_.data(), request_.size(), MSG_NOSIGNAL) < 0 &&
-        errno != EAGAIN && errno != EINTR && errno != ENOBUFS) {
+    const bool lost = ::send(socket_.get(), request_.data(), request_.size(), MSG_NOSIGNAL) < 0;
+    if (lost && errno != EAGAIN && errno != EINTR && errno != ENOBUFS && errno != EPERM) {
       throwUnreachable(addressText(address_), errno);
     }
     nextSend_ = Clock::now() + kRepeat;

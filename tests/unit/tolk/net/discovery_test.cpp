@@ -1,0 +1,322 @@
+#include "tolk/net/discovery.h"
+
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "tests/unit/tolk/net/cldap_messages.h"
+#include "tests/unit/tolk/net/dns_zone.h"
+#include "tests/unit/tolk/net/sandbox.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
+#include "tolk/net/interfaces.h"
+#include "tolk/net/netlogon.h"
+
+namespace tolk {
+namespace {
+
+constexpr const char* kDomainRecord = "_ldap._tcp.dc._msdcs.lab.test";
+constexpr const char* kNearRecord = "_ldap._tcp.Near._sites.dc._msdcs.lab.test";
+
+enum class Udp { answers, silent, closed, foreign };
+enum class Tcp { closed, open };
+
+// One controller of the scene; its host is NAME.lab.test.
+struct Controller {
+  const char* name;
+  Udp udp = Udp::answers;
+  test::NetlogonFields says = {};
+  std::vector<std::string> records = {kDomainRecord};
+  std::uint16_t priority = 0;
+  Tcp tcp = Tcp::closed;
+  bool resolvable = true;
+};
+
+test::NetlogonFields inSite(const char* dcSite, const char* clientSite = "Near",
+                            std::uint32_t flags = 0x137d) {
+  test::NetlogonFields fields;
+  fields.flags = flags;
+  fields.dcSite = dcSite;
+  fields.clientSite = clientSite;
+  return fields;
+}
+
+class DiscoveryScene : public test::Sandbox {
+ protected:
+  void SetUp() override {
+    Sandbox::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    write("/etc/resolv.conf", "nameserver 127.0.0.1\n");
+    write("/etc/hosts", "");
+    write("/var/orvald/kset.domain", "");
+    // So long that a test which ends has not waited for them.
+    Props().set(PN::VELKD_DNS_RESPONSE_MAXTIME, "3600");
+    Props().set(PN::NET_DISCOVERY_TIMEOUT, "3600");
+  }
+
+  void setUp(const std::vector<Controller>& controllers) {
+    server_ = std::make_unique<test::LoopbackServer>();
+    for (const Controller& controller : controllers) add(controller);
+    zone_.serve(*server_);
+    server_->start();
+  }
+
+  // The host that is found, or why none is.
+  static std::string find(const DiscoveryRequest& request) {
+    try {
+      const DCInfo info = discoverController(request);
+      return info.host + (info.flags == DCInfo::kUnverified ? " (unverified)" : "");
+    } catch (const TOLKException& failure) {
+      return failure.what();
+    }
+  }
+
+  test::DnsZone zone_;
+  std::unique_ptr<test::LoopbackServer> server_;
+  std::atomic<int> pings_ = 0;
+
+ private:
+  void add(const Controller& controller) {
+    const std::string address = "127.0.1." + std::to_string(++last_);
+    const std::string host = std::string(controller.name) + ".lab.test";
+    if (controller.resolvable) zone_.a(host, address);
+    for (const std::string& record : controller.records) {
+      zone_.srv(toLower(record), controller.priority, 100, 389, host);
+    }
+    if (controller.udp != Udp::closed) {
+      server_->udp(
+          [this, controller](const std::string& request) { return ping(controller, request); },
+          address, 389);
+    }
+    if (controller.tcp == Tcp::open) {
+      server_->tcp([](const std::string&) { return std::nullopt; }, address, 389);
+    }
+  }
+
+  std::vector<std::string> ping(const Controller& controller, const std::string& request) {
+    ++pings_;
+    if (controller.udp == Udp::silent) return {};
+    if (controller.udp == Udp::foreign) return {test::doneMessage(test::messageIdOf(request))};
+    return {test::netlogonReply(request, controller.says)};
+  }
+
+  int last_ = 0;
+};
+
+DiscoveryRequest labRequest() {
+  DiscoveryRequest request;
+  request.domain = "lab.test";
+  return request;
+}
+
+TEST_F(DiscoveryScene, SilentControllersDoNotHoldUpTheLiveOne) {
+  std::vector<Controller> controllers;
+  for (const char* name : {"a1", "a2", "a3", "a4", "a5", "a6", "a7", "a8", "a9"}) {
+    controllers.push_back({.name = name, .udp = Udp::silent});
+  }
+  controllers.push_back({.name = "live"});
+  setUp(controllers);
+  EXPECT_EQ(find(labRequest()), "live.lab.test");
+}
+
+struct Row {
+  const char* what;
+  std::vector<Controller> controllers;
+  std::string found;
+  ServiceType::Enum type = ServiceType::domainController;
+  bool writable = false;
+  std::string site = {};
+};
+
+class DiscoveryRows : public DiscoveryScene {
+ protected:
+  void check(const std::vector<Row>& rows) {
+    for (const Row& row : rows) {
+      SCOPED_TRACE(row.what);
+      zone_.clear();
+      setUp(row.controllers);
+      DiscoveryRequest request = labRequest();
+      request.type = row.type;
+      request.writable = row.writable;
+      request.site = row.site;
+      EXPECT_EQ(find(request), row.found);
+      server_.reset();
+    }
+  }
+};
+
+TEST_F(DiscoveryRows, TheRightControllerWins) {
+  check({
+      {"one of the client's site, known only by the site's records",
+       {{.name = "far", .says = inSite("Far")},
+        {.name = "near", .says = inSite("Near"), .records = {kNearRecord}}},
+       "near.lab.test"},
+      {"of another site, where the client's has no records",
+       {{.name = "far", .says = inSite("Far")}},
+       "far.lab.test"},
+      {"of another site, where the client's own are dead",
+       {{.name = "far", .says = inSite("Far")},
+        {.name = "near", .udp = Udp::silent, .records = {kNearRecord}}},
+       "far.lab.test"},
+      {"any, where the client is in no site",
+       {{.name = "far", .says = inSite("Far", "")}},
+       "far.lab.test"},
+      {"one that says that it is the closest",
+       {{.name = "far", .says = inSite("Far", "Near", 0x13fd)}},
+       "far.lab.test"},
+      {"of the site asked for",
+       {{.name = "far", .says = inSite("Far", "Far")},
+        {.name = "near", .says = inSite("Near", "Far"), .records = {kNearRecord}}},
+       "near.lab.test",
+       ServiceType::domainController,
+       false,
+       "Near"},
+      {"a global catalog",
+       {{.name = "plain", .says = inSite("Near", "Near", 0x1378)}, {.name = "gc"}},
+       "gc.lab.test",
+       ServiceType::globalCatalog},
+      {"a writable one",
+       {{.name = "rodc", .says = inSite("Near", "Near", 0xafc)}, {.name = "full"}},
+       "full.lab.test",
+       ServiceType::domainController,
+       true},
+      {"a key distribution center",
+       {{.name = "nokdc", .says = inSite("Near", "Near", 0x13dd)}, {.name = "kdc"}},
+       "kdc.lab.test",
+       ServiceType::kdc},
+      {"the better priority, although both answer",
+       {{.name = "a-spare", .priority = 10}, {.name = "b-main"}},
+       "b-main.lab.test"},
+      {"the worse priority, where the better ones are closed",
+       {{.name = "a-spare", .priority = 10}, {.name = "b-main", .udp = Udp::closed}},
+       "a-spare.lab.test"},
+      {"one that holds the domain",
+       {{.name = "foreign", .udp = Udp::foreign}, {.name = "own"}},
+       "own.lab.test"},
+      {"one that has an address",
+       {{.name = "lost", .resolvable = false}, {.name = "own"}},
+       "own.lab.test"},
+      {"by the plain record alone",
+       {{.name = "own", .records = {"_ldap._tcp.lab.test"}}},
+       "own.lab.test"},
+      {"unverified, where only TCP gets through",
+       {{.name = "closed", .udp = Udp::closed},
+        {.name = "tcp", .udp = Udp::closed, .tcp = Tcp::open}},
+       "tcp.lab.test (unverified)"},
+  });
+}
+
+TEST_F(DiscoveryRows, EveryFailureNamesItsReason) {
+  check({
+      {"no records", {}, "DNS has no controller of lab.test"},
+      {"no addresses",
+       {{.name = "lost", .resolvable = false}, {.name = "gone", .resolvable = false}},
+       "no controller of lab.test has an address (2 tried)"},
+      {"a role that none has",
+       {{.name = "plain", .says = inSite("Near", "Near", 0x1378)},
+        {.name = "closed", .udp = Udp::closed}},
+       "no controller of lab.test has the wanted role (1 answered, 2 tried)",
+       ServiceType::globalCatalog},
+  });
+  Props().set(PN::NET_DISCOVERY_TIMEOUT, "0.3");
+  check({{"silence",
+          {{.name = "a", .udp = Udp::silent}, {.name = "b", .udp = Udp::silent}},
+          "no controller of lab.test answered within 0.3 s (2 tried; net.discovery.timeout)"}});
+}
+
+TEST_F(DiscoveryScene, UnansweredPingsLeadToTcpBeforeTheLimit) {
+  Props().set(PN::NET_DISCOVERY_TIMEOUT, "0.6");
+  setUp({{.name = "a", .udp = Udp::silent}, {.name = "b", .udp = Udp::silent, .tcp = Tcp::open}});
+  EXPECT_EQ(find(labRequest()), "b.lab.test (unverified)");
+}
+
+TEST_F(DiscoveryScene, ADeadResolverLeavesTheConfiguration) {
+  setUp({{.name = "dc1", .records = {}}});
+  zone_.misbehave(kDomainRecord, test::DnsZone::kRefused);
+  EXPECT_EQ(find(labRequest()), "No DNS server would answer for _ldap._tcp.dc._msdcs.lab.test");
+  Props().set("dns.dc.lab.test", "127.0.1.1");
+  EXPECT_EQ(find(labRequest()), "127.0.1.1");
+  Props().set("dns.dc.lab.test", "");
+}
+
+// What NetworkState remembers stays for the life of the process, so each test has a domain of its
+// own.
+TEST_F(DiscoveryScene, ResultsAreRememberedUntilRediscovery) {
+  test::NetlogonFields says = inSite("Near", "Near", 0x13fd);
+  says.domain = says.forest = "memory.test";
+  setUp({{.name = "dc1", .says = says, .records = {"_ldap._tcp.dc._msdcs.memory.test"}}});
+  const auto find = [](bool rediscover) {
+    return NetworkState::getDCForDomain("Memory.Test.", ServiceType::domainController, false, "",
+                                        rediscover);
+  };
+  EXPECT_EQ(NetworkState::getDCForDomain("", ServiceType::domainController, false, "", true), "");
+  EXPECT_EQ(find(false), "dc1.lab.test");
+  EXPECT_EQ(find(false), "dc1.lab.test");
+  EXPECT_EQ(NetworkState::getDCForDomain("memory.test", ServiceType::kdc, true, "", false),
+            "dc1.lab.test");
+  EXPECT_EQ(NetworkState::getSubnetSite("memory.test"), "Near");
+  EXPECT_EQ(NetworkState::getDCInfo("DC1.lab.test", false)->clientSite, "Near");
+  EXPECT_EQ(pings_, 1);
+  EXPECT_EQ(find(true), "dc1.lab.test");
+  EXPECT_EQ(pings_, 2);
+  const auto info = NetworkState::getDCInfo("DC1.lab.test", true);
+  EXPECT_EQ(pings_, 3);
+  EXPECT_TRUE(info->found);
+  EXPECT_EQ(info->flags, 0);
+  EXPECT_EQ(info->forest, "memory.test");
+  server_.reset();
+  EXPECT_EQ(find(false), "dc1.lab.test");
+  EXPECT_THROW(find(true), TOLKException);
+  EXPECT_THROW(find(false), TOLKException);  // that there is none is remembered too
+}
+
+TEST_F(DiscoveryScene, AServerThatDoesNotAnswerHasNoInformation) {
+  setUp({{.name = "closed", .udp = Udp::closed}});
+  for (const char* server : {"closed.lab.test", "absent.lab.test", ""}) {
+    EXPECT_THROW(NetworkState::getDCInfo(server, true), TOLKException) << server;
+  }
+}
+
+TEST_F(DiscoveryScene, TheRecordedSiteOfTheJoinedDomainIsAskedFirst) {
+  write("/var/orvald/kset.domain", "joined.test\n");
+  write("/var/orvald/kset.hostname", "host1.joined.test\n");
+  write("/var/orvald/kset.site", "Near\n");
+  write("/var/orvald/kset.domaincontroller", "dc7.joined.test\n");
+  write("/var/orvald/kset.globalcatalog", "gc7.joined.test\n");
+  test::NetlogonFields says = inSite("Near");
+  says.domain = "joined.test";
+  // Only the site's records name a controller; those of the domain are never answered.
+  setUp({{.name = "near",
+          .says = says,
+          .records = {"_ldap._tcp.near._sites.dc._msdcs.joined.test"}}});
+  zone_.misbehave("_ldap._tcp.dc._msdcs.joined.test", test::DnsZone::kSilent);
+  EXPECT_EQ(NetworkState::getSubnetSite("joined.test"), "Near");
+  const auto recorded = [](const char* domain, ServiceType::Enum type) {
+    return NetworkState::getDCFromKset(domain, type, false, true);
+  };
+  EXPECT_EQ(recorded("JOINED.test", ServiceType::domainController), "dc7.joined.test");
+  EXPECT_EQ(recorded("joined.test", ServiceType::globalCatalog), "gc7.joined.test");
+  EXPECT_EQ(recorded("other.test", ServiceType::domainController), "");
+}
+
+TEST_F(DiscoveryScene, TheDiscoveredKdcComesFirstAndOnce) {
+  test::NetlogonFields says;
+  says.domain = "realm.test";
+  setUp({{.name = "live", .says = says, .records = {"_ldap._tcp.dc._msdcs.realm.test"}}});
+  zone_.a("dead.lab.test", "127.0.1.99");
+  zone_.srv("_kerberos._tcp.realm.test", 0, 200, 88, "dead.lab.test");
+  zone_.srv("_kerberos._tcp.realm.test", 0, 100, 88, "live.lab.test");
+  zone_.srv("_kerberos._tcp.realm.test", 5, 100, 1088, "dead.lab.test");
+  std::vector<std::string> shown;
+  for (const sockaddr_in& kdc : NetworkState::getKdcs("REALM.TEST")) {
+    shown.push_back(InetNToA(kdc.sin_addr.s_addr) + ":" + std::to_string(ntohs(kdc.sin_port)));
+  }
+  EXPECT_THAT(shown, testing::ElementsAre("127.0.1.1:88", "127.0.1.99:88", "127.0.1.99:1088"));
+}
+
+}  // namespace
+}  // namespace tolk

@@ -1,0 +1,269 @@
+#include "tolk/net/dns.h"
+
+#include <arpa/inet.h>
+#include <arpa/nameser.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "tests/unit/tolk/net/dns_zone.h"
+#include "tests/unit/tolk/net/sandbox.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/properties.h"
+#include "tolk/net/interfaces.h"
+
+namespace tolk {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<std::string> shown(const HostPortList& list) {
+  std::vector<std::string> lines;
+  for (const HostPort& entry : list) {
+    lines.push_back(entry.host + ":" + std::to_string(entry.port));
+  }
+  return lines;
+}
+
+class Dns : public test::Sandbox {
+ protected:
+  void SetUp() override {
+    Sandbox::SetUp();
+    if (IsSkipped() || HasFatalFailure()) return;
+    write("/etc/resolv.conf", "nameserver 127.0.0.1\nsearch lab.test\n");
+    write("/etc/hosts", "127.0.0.1 localhost\n10.0.0.7 known.lab.test known\n");
+    Props().set(PN::VELKD_DNS_RESPONSE_MAXTIME, "3600");
+    zone_.srv("_ldap._tcp.lab.test", 0, 100, 389, "DC1.lab.test");
+    zone_.a("dc1.lab.test", "10.0.0.1");
+    zone_.a("dc1.lab.test", "10.0.0.2");
+    zone_.add("six.lab.test", ns_t_aaaa, std::string(16, '\1'));
+    zone_.ptr("1.0.0.10.in-addr.arpa", "dc1.lab.test");
+    zone_.ptr("1.0.0.10.in-addr.arpa", "also.lab.test");
+    for (const char* name : {"refused.test", "failing.test", "silent.test"}) {
+      const std::string text = name;
+      const int fault = text == "refused.test"   ? test::DnsZone::kRefused
+                        : text == "failing.test" ? test::DnsZone::kServFail
+                                                 : test::DnsZone::kSilent;
+      zone_.misbehave("_ldap._tcp." + text, fault);
+      zone_.misbehave("host." + text, fault);
+    }
+    zone_.misbehave("5.0.0.10.in-addr.arpa", test::DnsZone::kRefused);
+    zone_.misbehave("6.0.0.10.in-addr.arpa", test::DnsZone::kServFail);
+    zone_.misbehave("7.0.0.10.in-addr.arpa", test::DnsZone::kSilent);
+    zone_.serve(server_);
+    server_.start();
+  }
+
+  test::DnsZone zone_;
+
+ private:
+  test::LoopbackServer server_;
+};
+
+TEST_F(Dns, RecordsAreAppendedAndNoRecordIsNoFailure) {
+  HostPortList list{{.host = "before", .text = {}, .port = 1}};
+  EXPECT_EQ(FindSrv("_ldap._tcp.lab.test", list), 1);
+  EXPECT_THAT(shown(list), ElementsAre("before:1", "dc1.lab.test:389"));
+  EXPECT_EQ(FindSrvFromDns("_ldap._tcp.none.test", list, 0, 0, 0), 0);  // no such name
+  EXPECT_EQ(FindSrv("dc1.lab.test", list), 0);                          // no such record
+  EXPECT_EQ(list.size(), 2U);
+}
+
+TEST_F(Dns, ManyRecordsComeOverTcp) {
+  for (int i = 0; i < 300; ++i) {
+    zone_.srv("_gc._tcp.lab.test", 0, 0, 3268, "catalog-" + std::to_string(i) + ".lab.test");
+  }
+  HostPortList list;
+  EXPECT_EQ(FindSrv("_gc._tcp.lab.test", list), 1);
+  EXPECT_EQ(list.size(), 300U);
+}
+
+TEST_F(Dns, AFailingResolverIsUnavailableUnlessTheConfigurationNamesControllers) {
+  for (const char* domain : {"refused.test", "failing.test", "silent.test"}) {
+    SCOPED_TRACE(domain);
+    const bool silent = std::string(domain) == "silent.test";
+    Props().set(PN::VELKD_DNS_RESPONSE_MAXTIME, silent ? "0.2" : "3600");
+    const std::string name = std::string("_ldap._tcp.") + domain;
+    HostPortList list;
+    EXPECT_THROW(FindSrvFromDns(name, list, 0, 0, 0), DNSUnavailableException);
+    EXPECT_THROW(FindSrv(name, list), DNSUnavailableException);
+    EXPECT_THAT(list, IsEmpty());
+    Props().set(std::string("dns.dc.") + domain, "DC9.x.test, 10.0.0.9:1389\tdc8.x.test.:0,,");
+    EXPECT_EQ(FindSrv(name, list), 0);
+    EXPECT_THAT(shown(list), ElementsAre("dc9.x.test:389", "10.0.0.9:1389", "dc8.x.test:389"));
+  }
+}
+
+TEST_F(Dns, ASilenceIsNamedWithItsLimit) {
+  Props().set(PN::VELKD_DNS_RESPONSE_MAXTIME, "0.25");
+  HostPortList list;
+  try {
+    FindSrv("_ldap._tcp.silent.test.unconfigured", list);
+    zone_.misbehave("_gc._tcp.silent.test", test::DnsZone::kSilent);
+    FindSrv("_gc._tcp.silent.test", list);
+    FAIL();
+  } catch (const DNSUnavailableException& failure) {
+    EXPECT_STREQ(failure.what(),
+                 "DNS did not answer within 0.25 s for _gc._tcp.silent.test "
+                 "(velkd.dns.response.maxtime)");
+  }
+}
+
+TEST_F(Dns, TheConfigurationIsAskedWhereDnsHasNothing) {
+  Props().set("dns.dc.empty.test", "a.empty.test");
+  Props().set("dns.gc.empty.test", "b.empty.test b2.empty.test:99999");
+  const std::vector<std::pair<const char*, std::vector<std::string>>> rows{
+      {"_ldap._tcp.Empty.test.", {"a.empty.test:389"}},
+      {"_ldap._tcp.dc._msdcs.empty.test", {"a.empty.test:389"}},
+      {"_gc._tcp.empty.test", {"b.empty.test:3268", "b2.empty.test:3268"}},
+      {"_kerberos._tcp.empty.test", {}},
+      {"_ldap._tcp.other.test", {}},
+  };
+  for (const auto& [name, expected] : rows) {
+    HostPortList list;
+    EXPECT_EQ(FindSrv(name, list), 0) << name;
+    EXPECT_EQ(shown(list), expected) << name;
+  }
+}
+
+TEST_F(Dns, AbsurdNamesAreRefusedAndNeverAsked) {
+  HostPortList list;
+  for (const std::string& name :
+       {std::string("_ldap._tcp..test"), "_ldap._tcp." + std::string(64, 'x') + ".test",
+        std::string(100000, 'y'), std::string("_ldap._tcp.lab.test\0.evil", 25)}) {
+    SCOPED_TRACE(name.substr(0, 80));
+    try {
+      FindSrv(name, list);
+      ADD_FAILURE();
+    } catch (const BadDataException& failure) {
+      EXPECT_LT(std::string(failure.what()).size(), 300U);
+    }
+  }
+}
+
+TEST_F(Dns, OnlySilenceFailsAReverseLookup) {
+  const auto find = [](const char* address, HostPortList& out) {
+    return FindPtrFromDns(address, out);
+  };
+  HostPortList list;
+  EXPECT_EQ(find("10.0.0.1", list), 2);
+  EXPECT_THAT(shown(list), ElementsAre("also.lab.test:-1", "dc1.lab.test:-1"));
+  for (const char* address : {"10.0.0.4", "10.0.0.5", "10.0.0.6"}) {  // absent, refused, failing
+    EXPECT_EQ(find(address, list), -1) << address;
+  }
+  Props().set(PN::VELKD_DNS_RESPONSE_MAXTIME, "0.2");
+  EXPECT_THROW(find("10.0.0.7", list), DNSUnavailableException);
+  EXPECT_THROW(find("10.0.0", list), BadDataException);
+  EXPECT_EQ(list.size(), 2U);
+}
+
+TEST_F(Dns, ASilentFirstServerLeavesTimeForTheSecond) {
+  write("/etc/resolv.conf", "nameserver 127.0.0.9\nnameserver 127.0.0.1\n");
+  test::LoopbackServer silent;
+  silent.udp([](const std::string&) { return std::vector<std::string>(); }, "127.0.0.9", 53);
+  silent.start();
+  Props().set(PN::VELKD_DNS_RESPONSE_MAXTIME, "3");
+  HostPortList list;
+  EXPECT_EQ(FindSrv("_ldap._tcp.lab.test", list), 1);
+}
+
+struct HostRow {
+  const char* name;
+  std::string canonical;
+  std::vector<std::string> addresses;
+  int error;
+};
+
+TEST_F(Dns, HostsComeFromTheFileThenFromDnsWithItsSearchDomains) {
+  const std::vector<HostRow> rows{
+      {"known.lab.test", "known.lab.test", {"10.0.0.7"}, 0},
+      {"known", "known.lab.test", {"10.0.0.7"}, 0},
+      {"dc1.lab.test", "dc1.lab.test", {"10.0.0.1", "10.0.0.2"}, 0},
+      {"dc1", "dc1.lab.test", {"10.0.0.1", "10.0.0.2"}, 0},
+      {"192.0.2.1", "192.0.2.1", {"192.0.2.1"}, 0},
+      {"absent.lab.test", "", {}, HOST_NOT_FOUND},
+      {"six.lab.test", "", {}, NO_DATA},
+      {"host.refused.test", "", {}, TRY_AGAIN},
+      {"", "", {}, HOST_NOT_FOUND},
+      {"a..b", "", {}, NO_RECOVERY},
+  };
+  for (const HostRow& row : rows) {
+    SCOPED_TRACE(row.name);
+    hostent entry{};
+    std::array<char, 8196> buffer;
+    int error = -2;
+    const hostent* found =
+        tolk_gethostbyname_r(row.name, &entry, buffer.data(), buffer.size(), &error);
+    EXPECT_EQ(found != nullptr, row.error == 0);
+    EXPECT_EQ(error, row.error);
+    if (found == nullptr) continue;
+    EXPECT_EQ(found, &entry);
+    EXPECT_EQ(found->h_name, row.canonical);
+    EXPECT_EQ(found->h_addrtype, AF_INET);
+    EXPECT_EQ(*found->h_aliases, nullptr);
+    std::vector<std::string> addresses;
+    for (char** address = found->h_addr_list; *address != nullptr; ++address) {
+      in_addr binary{};
+      std::memcpy(&binary, *address, sizeof binary);
+      addresses.push_back(InetNToA(binary.s_addr));
+    }
+    EXPECT_THAT(addresses, testing::UnorderedElementsAreArray(row.addresses));
+  }
+}
+
+TEST_F(Dns, ABufferThatIsTooSmallIsNeverOverrun) {
+  hostent entry{};
+  int error = 0;
+  for (std::size_t size = 0; size < 64; ++size) {
+    std::vector<char> buffer(size);  // sanitizers watch its end
+    errno = 0;
+    if (tolk_gethostbyname_r("dc1", &entry, buffer.data(), size, &error) != nullptr) continue;
+    EXPECT_EQ(error, NETDB_INTERNAL);
+    EXPECT_EQ(errno, ERANGE);
+  }
+  EXPECT_EQ(error, 0);  // the largest was enough
+}
+
+TEST_F(Dns, ASilentResolverMeansTryAgain) {
+  Props().set(PN::VELKD_DNS_RESPONSE_MAXTIME, "0.2");
+  hostent entry{};
+  std::array<char, 8196> buffer;
+  int error = 0;
+  EXPECT_EQ(tolk_gethostbyname_r("host.silent.test", &entry, buffer.data(), buffer.size(), &error),
+            nullptr);
+  EXPECT_EQ(error, TRY_AGAIN);
+  EventLoop loop;
+  EXPECT_THAT(startHostLookup(loop, "host.silent.test").wait(), IsEmpty());
+}
+
+TEST_F(Dns, LocalNamesAreQualifiedWithoutWaitingForDns) {
+  const std::vector<std::array<const char*, 3>> rows{
+      {"known", "known", "known.lab.test"},       // by /etc/hosts
+      {"dc1", "dc1", "dc1.lab.test"},             // by DNS
+      {"host7.x.test", "host7", "host7.x.test"},  // as it is
+      {"nowhere", "nowhere", "nowhere"},          // not to be had
+  };
+  for (const auto& [name, shortName, longName] : rows) {
+    setHostName(name);
+    EXPECT_EQ(shortLocalHostName(), shortName);
+    EXPECT_EQ(longLocalHostName(), longName);
+  }
+}
+
+TEST_F(Dns, TheLoopbackIsListedOnlyWhenAskedFor) {
+  std::list<InterfaceDescription> list{{}};
+  GetIpAddresses(list, 1, false);
+  EXPECT_TRUE(list.empty());
+  GetIpAddresses(list, 1, true);
+  ASSERT_EQ(list.size(), 1U);
+  EXPECT_EQ(list.front().name, "lo");
+  EXPECT_EQ(InetNToA(list.front().address), "127.0.0.1");
+  EXPECT_EQ(InetNToA(list.front().netmask), "255.0.0.0");
+}
+
+}  // namespace
+}  // namespace tolk

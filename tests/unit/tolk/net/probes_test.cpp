@@ -1,0 +1,199 @@
+#include "tolk/net/probes.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+#include "tests/unit/tolk/net/cldap_messages.h"
+#include "tests/unit/tolk/net/loopback_server.h"
+#include "tolk/base/exceptions.h"
+
+namespace tolk {
+namespace {
+
+using namespace std::chrono_literals;
+using test::fromHex;
+
+TEST(ConnectProbe, TellsOpenRefusedAndSilentApart) {
+  test::LoopbackServer server;
+  const sockaddr_in open = server.tcp([](const std::string&) { return std::nullopt; });
+  server.start();
+  const test::SilentPort silent;
+  sockaddr_in multicast = open;
+  multicast.sin_addr.s_addr = htonl(0xe0000001);  // no TCP there, known at once
+  EventLoop loop;
+  auto toSilent = startConnectProbe(loop, silent.address(), 300ms);
+  auto toOpen = startConnectProbe(loop, open, 1h);
+  auto toClosed = startConnectProbe(loop, test::closedAddress(), 1h);
+  auto toNowhere = startConnectProbe(loop, multicast, 1h);
+  EXPECT_EQ(toOpen.wait(), ConnectResult::kConnected);
+  EXPECT_EQ(toClosed.wait(), ConnectResult::kRefused);
+  EXPECT_EQ(toNowhere.wait(), ConnectResult::kTimeout);
+  EXPECT_EQ(toSilent.wait(), ConnectResult::kTimeout);
+}
+
+TEST(TcpConnect, TakesTheFirstAddressThatAccepts) {
+  test::LoopbackServer server;
+  const sockaddr_in open = server.tcp([](const std::string&) { return std::nullopt; });
+  server.start();
+  const test::SilentPort silent;
+  EventLoop loop;
+  const UniqueFd fd =
+      startTcpConnect(loop, {test::closedAddress(), silent.address(), open}, 1h).wait();
+  sockaddr_in peer{};
+  socklen_t size = sizeof peer;
+  ASSERT_EQ(::getpeername(fd.get(), reinterpret_cast<sockaddr*>(&peer), &size), 0);
+  EXPECT_EQ(peer.sin_port, open.sin_port);
+}
+
+TEST(TcpConnect, FailsWithTheReason) {
+  const test::SilentPort silent;
+  EventLoop loop;
+  EXPECT_THROW(startTcpConnect(loop, {silent.address()}, 50ms).wait(), TimeoutException);
+  const std::vector<std::pair<std::vector<sockaddr_in>, int>> rows{
+      {{}, EDESTADDRREQ},
+      {{test::closedAddress()}, ECONNREFUSED},
+      {{test::closedAddress(), test::closedAddress()}, ECONNREFUSED},
+  };
+  for (const auto& [addresses, code] : rows) {
+    try {
+      startTcpConnect(loop, addresses, 1h).wait();
+      ADD_FAILURE() << code;
+    } catch (const IOException& failure) {
+      EXPECT_EQ(failure.code(), code);
+    }
+  }
+}
+
+// The start of a negotiate response for dialect 3.1.1, as far as it is looked at (MS-SMB2 2.2.4).
+std::string smbAnswer() {
+  return fromHex("000000f8 fe534d42 4000 0000 00000000 0000 0100 01000000 00000000") +
+         std::string(40, '\0') + fromHex("4100 0100 1103 0200") + std::string(64, '\0');
+}
+
+std::string changed(std::size_t at, char value) {
+  std::string answer = smbAnswer();
+  answer[at] = value;
+  return answer;
+}
+
+TEST(SmbProbe, OnlyAProperNegotiateAnswerIsGood) {
+  struct Row {
+    const char* what;
+    std::optional<std::string> answer;
+    int result;
+  };
+  const std::vector<Row> rows{
+      {"an SMB 2 server", smbAnswer(), 0},
+      {"hangs up", "", ECONNRESET},
+      {"says nothing", std::nullopt, ETIME},
+      {"half of the header", smbAnswer().substr(0, 40), ETIME},
+      {"an HTTP server", "HTTP/1.0 400 Bad Request\r\n\r\n", EPROTO},
+      {"SMB 1", changed(4, '\xff'), EPROTO},
+      {"not a session message", changed(0, '\x83'), EPROTO},
+      {"an error status", changed(4 + 8, '\x0d'), EPROTO},
+      {"another command", changed(4 + 12, '\x01'), EPROTO},
+      {"a request", changed(4 + 16, '\x00'), EPROTO},
+      {"another structure", changed(4 + 64, '\x09'), EPROTO},
+  };
+  for (const Row& row : rows) {
+    test::LoopbackServer server;
+    const sockaddr_in address = server.tcp([&row](const std::string&) { return row.answer; });
+    server.start();
+    EventLoop loop;
+    const auto limit = row.result == ETIME ? 50ms : std::chrono::milliseconds(1h);
+    EXPECT_EQ(startSmbProbe(loop, address, limit).wait(), row.result) << row.what;
+  }
+}
+
+TEST(SmbProbe, AsksForEveryDialectWithOneWholeFrame) {
+  std::string request;
+  {
+    test::LoopbackServer server;
+    const sockaddr_in address = server.tcp([&request](const std::string& received) {
+      request = received;
+      return smbAnswer();
+    });
+    server.start();
+    EventLoop loop;
+    ASSERT_EQ(startSmbProbe(loop, address, 1h).wait(), 0);
+  }
+  ASSERT_EQ(request.size(), 4U + 158U);
+  EXPECT_EQ(request.substr(0, 8), fromHex("0000009e fe534d42"));
+  EXPECT_EQ(request.substr(4 + 64, 6), fromHex("2400 0500 0100"));
+  EXPECT_EQ(request.substr(4 + 100, 12), fromHex("0202 1002 0003 0203 1103 0000"));
+  EXPECT_EQ(request.substr(4 + 112, 14), fromHex("0100 2600 00000000 0100 2000 0100"));
+}
+
+TEST(SmbProbe, AClosedPortIsRefusedInWords) {
+  sockaddr_in address = test::closedAddress();
+  std::string message;
+  EXPECT_EQ(TestSmbPort(address, message), ECONNREFUSED);
+  EXPECT_NE(message.find("Connection refused"), std::string::npos) << message;
+}
+
+// 2026-01-01 00:00:00, and 2036-02-07 06:28:17 in the next era (RFC 4330, 3).
+const std::string kStamp2026 = fromHex("ed003780 00000000");
+const std::string kStampNextEra = fromHex("00000001 00000000");
+
+std::string ntpAnswer(const std::string& request, char stratum, const std::string& stamp) {
+  std::string answer = '\x24' + std::string(1, stratum) + std::string(22, '\0');
+  return answer + request.substr(40, 8) + stamp + stamp;
+}
+
+std::time_t ask(const std::function<std::string(const std::string&)>& script) {
+  test::LoopbackServer server;
+  const sockaddr_in address =
+      server.udp([&script](const std::string& request) { return std::vector{script(request)}; });
+  server.start();
+  EventLoop loop;
+  return startNtpQuery(loop, address, 50ms).wait();
+}
+
+TEST(NtpQuery, ReadsTheTransmitStampInItsEra) {
+  EXPECT_EQ(ask([](const std::string& request) { return ntpAnswer(request, 5, kStamp2026); }),
+            1767225600);
+  EXPECT_EQ(ask([](const std::string& request) { return ntpAnswer(request, 1, kStampNextEra); }),
+            2085978497);
+}
+
+TEST(NtpQuery, WhatIsNoAnswerToTheQuestionIsIgnoredUntilTheLimit) {
+  const std::vector<std::pair<const char*, std::function<std::string(const std::string&)>>> rows{
+      {"the question itself", [](const std::string& request) { return request; }},
+      {"another stamp",
+       [](const std::string& request) {
+         std::string answer = ntpAnswer(request, 5, kStamp2026);
+         answer[30] = static_cast<char>(answer[30] ^ 1);
+         return answer;
+       }},
+      {"broadcast mode",
+       [](const std::string& request) {
+         return '\x25' + ntpAnswer(request, 5, kStamp2026).substr(1);
+       }},
+      {"too short",
+       [](const std::string& request) { return ntpAnswer(request, 5, kStamp2026).substr(0, 47); }},
+  };
+  for (const auto& [what, script] : rows) {
+    EXPECT_THROW(ask(script), TimeoutException) << what;
+  }
+}
+
+TEST(NtpQuery, AServerWithoutTimeIsAFailureThatNamesItsCode) {
+  try {
+    ask([](const std::string& request) {
+      return ntpAnswer(request, 0, kStamp2026).replace(12, 4, "RATE");
+    });
+    FAIL();
+  } catch (const IOException& failure) {
+    EXPECT_NE(std::string(failure.what()).find("(RATE)"), std::string::npos) << failure.what();
+  }
+  EXPECT_THROW(ask([](const std::string& r) { return ntpAnswer(r, 5, std::string(8, '\0')); }),
+               IOException);
+  EXPECT_THROW(ask([](const std::string& r) { return ntpAnswer(r, 16, kStamp2026); }), IOException);
+  EventLoop loop;
+  EXPECT_THROW(startNtpQuery(loop, test::closedAddress(), 1h).wait(), IOException);
+}
+
+}  // namespace
+}  // namespace tolk
