@@ -88,6 +88,10 @@ TEST(Shredder, WipesOnEveryWayOut) {
   const Shredder source("third");
   EXPECT_TRUE(wipedBeforeUnmap(replaced, [&] { replaced = source; }));
   EXPECT_EQ(replaced.view(), source.view());
+
+  Shredder moved("fourth");  // the replaced pages may not live on in it
+  EXPECT_TRUE(wipedBeforeUnmap(replaced, [&] { replaced = std::move(moved); }));
+  EXPECT_EQ(replaced.view(), "fourth");
 }
 
 TEST(Shredder, WipeZeroesInPlace) {

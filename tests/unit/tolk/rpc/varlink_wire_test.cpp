@@ -116,6 +116,16 @@ TEST_F(Wire, PeerThatDoesNotReadEndsTheSendAtItsDeadline) {
             IpcError::kTimeout);
 }
 
+TEST_F(Wire, DeadlineEndsTheWaitThoughBytesKeepComing) {
+  int ends[2];
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+  VarlinkStream client{UniqueFd(ends[0])};
+  peer_.reset(ends[1]);
+  peerSends(std::string(100'000, 'x') + '\0');  // more than one read takes
+  EXPECT_EQ(errorOf([&] { (void)client.receive(in(-1ms)); }), IpcError::kTimeout);
+  EXPECT_EQ(client.receive(in(kAmple)).size(), 100'000U);
+}
+
 TEST_F(Wire, BytesThatDripInDoNotOutrunTheDeadline) {
   int ends[2];
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
