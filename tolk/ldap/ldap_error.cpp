@@ -27,7 +27,7 @@ std::string ldapMessage(int rc, const std::string& server, const std::string& de
   return text;
 }
 
-void throwIfLdap(int rc, ldap* ld, const std::string& server, std::source_location where) {
+void throwIfLdap(int rc, ldap* ld, const std::string& server, SourceLocation where) {
   if (rc != LDAP_SUCCESS) {
     throw LDAPException(ldapMessage(rc, server, ldapDiagnostic(ld)), rc, where);
   }

@@ -1,8 +1,9 @@
 // The one place where results of the LDAP library become exceptions.
 #pragma once
 
-#include <source_location>
 #include <string>
+
+#include "tolk/base/source_location.h"
 
 struct ldap;
 
@@ -12,7 +13,7 @@ namespace tolk {
 /// (SERVER): DIAGNOSTIC": the library's text for the code, `server` ("dc1.lab.test:389", "" leaves
 /// the parentheses out), and what the server or the library added, if anything. `ld` may be null.
 void throwIfLdap(int rc, ldap* ld, const std::string& server,
-                 std::source_location where = std::source_location::current());
+                 SourceLocation where = SourceLocation::current());
 
 /// "MEANING (SERVER): DETAIL"; an empty server or detail is left out.
 [[nodiscard]] std::string ldapMessage(int rc, const std::string& server, const std::string& detail);
