@@ -7,7 +7,7 @@ healthy() {
   for node in .switch dc1 host1 guest1; do
     nodePid "$node" >/dev/null || return 1
   done
-  dcReady 1
+  dcReady dc1 1
 }
 
 # endAll: ends every process of this lab, also those that no file tells of.
@@ -35,7 +35,7 @@ cmd-up() {
   nodeUp host1 "$hostAddress"
   fillNodes "$(snapshotPath)"
   nodeUp guest1 "$guestAddress"
-  dcStarted
+  dcStarted dc1
   : >"$state/complete"
   trap - EXIT
   say "up from $origin in $(elapsed "$start") s"
@@ -55,7 +55,7 @@ fillNodes() {
   fi
   exec 8<&-
   [[ $origin == nothing ]] || snapshotRestore "$1"
-  dcStart
+  dcStart dc1
 }
 
 cmd-down() {
@@ -100,11 +100,13 @@ cmd-node-down() {
 }
 
 cmd-dc() {
+  local name=${2:-dc1}
+  [[ $# -le 2 && $name == dc* ]] || die "usage: lab dc stop|start [dc1|dc2]"
   takeLock
   case ${1:-} in
-    start) dcStart; dcStarted ;;
-    stop) dcStop ;;
-    *) die "usage: lab dc stop|start" ;;
+    start) dcStart "$name"; dcStarted "$name" ;;
+    stop) dcStop "$name" ;;
+    *) die "usage: lab dc stop|start [dc1|dc2]" ;;
   esac
 }
 

@@ -17,11 +17,11 @@ snapshotMake() {
   local path=$1 part
   part=$(mktemp -d "$labRoot/part-XXXXXX")
   forestProvision
-  dcStart
-  dcStarted
+  dcStart dc1
+  dcStarted dc1
   forestNames
   forestJoin
-  dcStop
+  dcStop dc1
   snapshotPack dc1 "$part/dc1.tar" etc/samba var/lib/samba
   snapshotPack host1 "$part/host1.tar" etc/krb5.conf etc/krb5.keytab etc/orvald var/orvald usr/share/orvald
   rm -rf "$path"

@@ -5,8 +5,8 @@
 scenario() {
   local subnets=${1:?big-sites needs the number of subnets} sites=${2:?big-sites needs the number of sites}
   local configuration=CN=Sites,CN=Configuration,DC=lab,DC=test number
-  [[ $subnets =~ ^[0-9]+$ && $sites =~ ^[1-9][0-9]*$ ]] && ((subnets <= 25000)) ||
-    die "big-sites takes up to 25000 subnets and at least one site"
+  [[ $subnets =~ ^[0-9]{1,4}$|^1[0-9]{4}$ && $sites =~ ^[1-9][0-9]{0,3}$ ]] ||
+    die "big-sites takes up to 19999 subnets and 1 to 9999 sites"
   {
     for ((number = 1; number <= sites; number++)); do
       printf 'dn: CN=Big%d,%s\nobjectClass: site\n\n' "$number" "$configuration"

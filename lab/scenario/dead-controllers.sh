@@ -17,7 +17,7 @@ deadRecords() {
 
 scenario() {
   local count=${1:?dead-controllers needs a number} record=$state/dead-controllers before number
-  [[ $count =~ ^[0-9]+$ ]] && ((count <= 50)) || die "dead-controllers takes a number from 0 to 50"
+  [[ $count =~ ^([0-9]|[1-4][0-9]|50)$ ]] || die "dead-controllers takes a number from 0 to 50"
   before=$(cat "$record" 2>/dev/null || echo 0)
   # First of all, so that a broken run can be taken back.
   echo "$((count > before ? count : before))" >"$record"

@@ -46,7 +46,7 @@ longWire() {
 
 scenario() {
   local delay=${1:?delay needs milliseconds}
-  [[ $delay =~ ^[0-9]+$ ]] && ((delay <= 5000)) || die "delay takes 0 to 5000 milliseconds"
+  [[ $delay =~ ^[0-9]{1,3}$ ]] || die "delay takes 0 to 999 milliseconds"
   plainWire
   if ((delay == 0)); then
     say "no delay"
