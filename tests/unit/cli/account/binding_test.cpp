@@ -97,7 +97,7 @@ std::string refusalOf(TaskContext& context) {
 
 TEST_F(BindingTest, OnlyRootMayUseTheComputerAccount) {
   discovery().controller = "dc1.lab.test";
-  fs::permissions(folder, fs::perms::others_exec, fs::perm_options::add);
+  fs::permissions(folder, fs::perms::group_exec | fs::perms::others_exec, fs::perm_options::add);
   const auto context = joined(nullptr);
   EXPECT_EXIT(::_exit(refusalOf(*context) == kNotRoot ? context->errorCode : 1),
               testing::ExitedWithCode(19), "");
