@@ -28,7 +28,10 @@ function(joinscope_fuzzer name)
   target_link_libraries(${name} PRIVATE ${ARG_USES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_options(${name} PRIVATE -fsanitize=fuzzer)
+  # libFuzzer writes what it finds into the first folder; the corpus in the source tree is only read.
+  set(found ${CMAKE_CURRENT_BINARY_DIR}/found/${name})
+  file(MAKE_DIRECTORY ${found})
   add_test(NAME ${name} COMMAND ${name} -runs=20000 -max_total_time=20
-           ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
+           ${found} ${PROJECT_SOURCE_DIR}/fuzz/corpus/${name})
   set_tests_properties(${name} PROPERTIES LABELS fuzz TIMEOUT 120)
 endfunction()
