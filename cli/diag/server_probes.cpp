@@ -67,7 +67,7 @@ ProbeVerdict ProbeRun::waitFor(const std::optional<ProbeVerdict>& answer) {
     }
     return answer.has_value();
   });
-  return *answer;
+  return answer.value_or(ProbeVerdict{});
 }
 
 bool ProbeRun::write(std::ostream& out, std::size_t index, std::ostream* diag) {
