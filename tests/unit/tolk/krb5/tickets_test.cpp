@@ -18,6 +18,7 @@
 #include "tolk/krb5/binding_tickets.h"
 #include "tolk/krb5/kdc_locator.h"
 #include "tolk/krb5/krb5_error.h"
+#include "tolk/krb5/scoped_variable.h"
 #include "tolk/krb5/user_principal.h"
 
 namespace tolk {
@@ -60,6 +61,24 @@ test::KdcScript answering(int code) {
   return [code](const Bytes&) -> std::optional<Bytes> { return krbError(code); };
 }
 
+/// A configuration that names KDCs of its own, which must not be asked.
+class ForeignConfiguration {
+ public:
+  ForeignConfiguration()
+      : path_(testing::TempDir() + "tickets-" + std::to_string(::getpid()) + ".conf"),
+        variable_("KRB5_CONFIG", path_) {
+    std::ofstream(path_) << "[realms]\n TEST.REALM = {\n  kdc = 127.0.0.1:1\n"
+                            "  master_kdc = 127.0.0.1:1\n  primary_kdc = 127.0.0.1:1\n }\n";
+  }
+  ForeignConfiguration(const ForeignConfiguration&) = delete;
+  ForeignConfiguration& operator=(const ForeignConfiguration&) = delete;
+  ~ForeignConfiguration() { ::unlink(path_.c_str()); }
+
+ private:
+  std::string path_;
+  ScopedVariable variable_;
+};
+
 class Tickets : public testing::Test {
  protected:
   void SetUp() override {
@@ -95,6 +114,7 @@ class Tickets : public testing::Test {
     return std::string("MEMORY:") + krb5_cc_get_name(kerberos.get(), cache->get());
   }
 
+  ForeignConfiguration configuration;
   KerberosContext kerberos;
   std::unique_ptr<Krb5OwnCache> cache;
   std::string text;
