@@ -3,6 +3,7 @@
 
 #include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/socket.h>
 
 #include <sstream>
@@ -11,6 +12,8 @@
 #include "cli/diag/server_probes.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 
 namespace joinscope {
 namespace {
@@ -35,10 +38,26 @@ class LocalPort {
   [[nodiscard]] tolk::HostPort entry(const char* host = "127.0.0.1") const {
     return {.host = host, .text = {}, .port = number_, .priority = 0, .weight = 0};
   }
+  /// Lets no further connection in: the queue holds one, which this fills. Packets of others are
+  /// dropped.
+  void fallSilent() {
+    EXPECT_EQ(::listen(socket_.get(), 0), 0);
+    filler_.reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(number_));
+    EXPECT_EQ(::connect(filler_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  }
+  [[nodiscard]] bool hasCaller() const {
+    pollfd descriptor{.fd = socket_.get(), .events = POLLIN, .revents = 0};
+    return ::poll(&descriptor, 1, 0) == 1;
+  }
   [[nodiscard]] std::string number() const { return std::to_string(number_); }
 
  private:
   tolk::UniqueFd socket_;
+  tolk::UniqueFd filler_;
   std::int32_t number_ = 0;
 };
 
@@ -59,6 +78,23 @@ TEST(ProbeRun, MoreServersThanTheWindowComeInOrder) {
   std::ostringstream out;
   for (std::size_t i = 0; i < kServers; ++i) EXPECT_EQ(run.write(out, i, nullptr), i % 3 != 0);
   EXPECT_EQ(out.str(), expected);
+}
+
+TEST(ProbeRun, LaterServersAreAskedWhileASilentOneIsWaitedFor) {
+  const std::string limit = tolk::Props().getProperty(tolk::PN::NET_CONNECT_TIMEOUT);
+  tolk::Props().set(tolk::PN::NET_CONNECT_TIMEOUT, "0.2");
+  LocalPort silent(true);
+  silent.fallSilent();
+  const LocalPort open(true);
+  ProbeRun run({{&kGlobalCatalog, silent.entry()}, {&kGlobalCatalog, open.entry()}});
+  std::ostringstream out;
+  std::ostringstream diag;
+  EXPECT_FALSE(run.write(out, 0, &diag));
+  EXPECT_TRUE(open.hasCaller());
+  EXPECT_NE(out.str().find("/tcp - timeout\n"), std::string::npos) << out.str();
+  EXPECT_EQ(diag.str(), "  ... limit of 0.2 s (net.connect.timeout) reached\n");
+  EXPECT_TRUE(run.write(out, 1, &diag));
+  tolk::Props().set(tolk::PN::NET_CONNECT_TIMEOUT, limit);
 }
 
 TEST(Connectivity, ListsKeepReachableServersInOrder) {
