@@ -6,8 +6,14 @@ dcStart() {
   spawnInNode "$1" "$state/nodes/$1/chronyd.log" chronyd -d -x -u root -f "$ROOT/lab/data/chrony.conf"
 }
 
-# dcReady NODE SECONDS: returns 0 when every service answers, 1 when one does not within the time.
-dcReady() { inNode "$1" bash "$ROOT/lab/lib/dc_ready.sh" "$1.$domain" "$2" 2>/dev/null; }
+# dcReady NODE SECONDS: returns 0 when every service answers, 1 when one does not within about that time.
+dcReady() {
+  local deadline=$((SECONDS + $2))
+  until inNode "$1" timeout --kill-after=1 5 bash "$ROOT/lab/lib/dc_answers.sh" "$1.$domain" &>/dev/null; do
+    ((SECONDS < deadline)) || return 1
+    sleep 0.05
+  done
+}
 
 # dcStarted NODE: waits for dcReady, or ends with what samba said.
 dcStarted() {

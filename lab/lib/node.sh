@@ -18,13 +18,11 @@ inNode() {
   nsenter --target "$pid" --net --uts --mount --ipc --pid --wdns=/ -- env -i "${nodeEnvironment[@]}" HOME=/root "${@:2}" 9<&-
 }
 
-# spawnInNode NODE LOG COMMAND...: the same in the background, detached, with its output in the file LOG.
+# spawnInNode NODE LOG COMMAND...: the same in the background, with its output in the file LOG. The command becomes a
+# child of the node's PID 1: with a parent outside, which a test may happen to stop, the node could not end.
 spawnInNode() {
-  local pid
-  pid=$(needNode "$1") || return
-  setsid nsenter --target "$pid" --net --uts --mount --ipc --pid --wdns=/ -- \
-    env -i "${nodeEnvironment[@]}" HOME=/root "${@:3}" </dev/null &>"$2" 8<&- 9<&- &
-  disown
+  # shellcheck disable=SC2016  # for the shell in the node
+  inNode "$1" bash -c 'setsid "$@" </dev/null &>"$0" &' "${@:2}" 8<&-
 }
 
 # switchUp: the switch, a network namespace that holds nothing but a bridge.
