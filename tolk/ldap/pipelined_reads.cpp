@@ -3,6 +3,7 @@
 #include <cassert>
 #include <utility>
 
+#include "tolk/base/exceptions.h"
 #include "tolk/ldap/ldap_connection.h"
 
 namespace tolk {
@@ -25,9 +26,9 @@ std::size_t PipelinedReads::add(const std::string& filter, const std::string& ba
 
 void PipelinedReads::fillWindow() {
   while (outstanding_.size() < kWindow && !waiting_.empty()) {
-    Outstanding read{.id = -1, .error = nullptr};
+    Outstanding read{.id = -1, .error = silence_};
     try {
-      read.id = connection_->send(waiting_.front());
+      if (!silence_) read.id = connection_->send(waiting_.front());
     } catch (...) {
       read.error = std::current_exception();
     }
@@ -40,18 +41,25 @@ ADObjectList PipelinedReads::next() {
   assert(pending() > 0);
   const Outstanding read = std::move(outstanding_.front());
   outstanding_.pop_front();
-  if (read.error) {
-    fillWindow();
-    std::rethrow_exception(read.error);
-  }
-  // Answers to the later reads that come meanwhile stay with the library until their turn.
   try {
+    if (read.error) std::rethrow_exception(read.error);
+    // Answers to the later reads that come meanwhile stay with the library until their turn.
     SearchResult result = connection_->receive(read.id, SearchRequest());
     fillWindow();
     return std::move(result.objects);
-  } catch (...) {
+  } catch (const LDAPException& failure) {
+    if (failure.code() == LDAP_TIMEOUT) giveUp();
     fillWindow();
     throw;
+  }
+}
+
+// The server was silent for a whole limit, and owes the later reads an answer for as long.
+void PipelinedReads::giveUp() {
+  silence_ = std::current_exception();
+  for (Outstanding& read : outstanding_) {
+    if (!read.error) connection_->abandon(read.id);
+    read.error = silence_;
   }
 }
 

@@ -47,13 +47,14 @@ class PipelinedReads {
  private:
   struct Outstanding {
     int id;                    ///< of the request on the wire
-    std::exception_ptr error;  ///< why it could not be sent
+    std::exception_ptr error;  ///< why it has no answer to wait for
   };
   void fillWindow();
+  void giveUp();
 
   std::shared_ptr<LdapConnection> connection_;
-
   std::size_t added_ = 0;
+  std::exception_ptr silence_;  ///< set once a read has timed out: no later one is waited for
   std::deque<Outstanding> outstanding_;
   std::deque<SearchRequest> waiting_;
 };

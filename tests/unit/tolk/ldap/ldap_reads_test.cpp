@@ -224,6 +224,21 @@ TEST_F(LdapReads, AFrozenServerEndsEachReadByItsLimit) {
   EXPECT_TRUE(used.fetch(personDn(1), kSn, AD_ALL_OBJECTS, true));
 }
 
+TEST(PipelinedReads, AMuteServerCostsOneLimit) {
+  const Listener mute;
+  LDAPBinding binding;
+  binding.connectToServer(mute.address());
+  PipelinedReads reads(binding);
+  for (int i = 0; i < 100; ++i) reads.add(AD_ALL_OBJECTS, "", kSn, SearchScope::base);
+  Props().set(PN::LDAP_BIND_TIMEOUT, "0.2");
+  EXPECT_EQ(failureOf([&] { static_cast<void>(reads.next()); }).first, LDAP_TIMEOUT);
+  // Each of these would wait for this if the pipeline forgot that the server is silent.
+  Props().set(PN::LDAP_BIND_TIMEOUT, "3600");
+  while (reads.pending() > 0) {
+    EXPECT_EQ(failureOf([&] { static_cast<void>(reads.next()); }).first, LDAP_TIMEOUT);
+  }
+}
+
 TEST_F(LdapReads, ALostConnectionFailsWhatIsUnderWayAndIsOpenedAgain) {
   auto other = std::make_unique<Slapd>();
   LDAPBinding binding;
