@@ -1,8 +1,10 @@
 #include "tolk/net/controller_candidate.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "tolk/base/exceptions.h"
+#include "tolk/base/text.h"
 #include "tolk/net/probes.h"
 #include "tolk/net/sockets.h"
 
@@ -20,9 +22,13 @@ in_port_t ldapPort(const HostPort& server) {
 
 }  // namespace
 
-ControllerCandidate::ControllerCandidate(HostPort server, std::string ofSite,
-                                         Clock::time_point start)
-    : site(std::move(ofSite)), startAt(start), server_(std::move(server)) {}
+ControllerCandidate::ControllerCandidate(HostPort server, Clock::time_point start)
+    : startAt(start), server_(std::move(server)) {}
+
+bool ControllerCandidate::inSite(const std::string& site) const {
+  return std::any_of(sites_.begin(), sites_.end(),
+                     [&site](const std::string& known) { return equalsIgnoringCase(known, site); });
+}
 
 void ControllerCandidate::startLookup(EventLoop& loop) {
   started_ = true;

@@ -16,12 +16,14 @@ class ControllerCandidate {
  public:
   using Clock = EventLoop::Clock;
 
-  ControllerCandidate(HostPort server, std::string site, Clock::time_point startAt);
+  ControllerCandidate(HostPort server, Clock::time_point startAt);
 
-  std::string site;           ///< of whose records it is one; empty for the domain's
   Clock::time_point startAt;  ///< when it is to be asked, unless those before it fail earlier
 
   [[nodiscard]] const std::string& host() const noexcept { return server_.host; }
+  /// The sites among whose records it is; it may be in those of several.
+  void addSite(const std::string& site) { sites_.push_back(site); }
+  [[nodiscard]] bool inSite(const std::string& site) const;
   /// With the port for LDAP; nothing before the name is resolved, or when it cannot be.
   [[nodiscard]] const std::optional<sockaddr_in>& address() const noexcept { return address_; }
 
@@ -47,6 +49,7 @@ class ControllerCandidate {
 
  private:
   HostPort server_;
+  std::vector<std::string> sites_;
   Pending<std::vector<in_addr>> lookup_;
   Pending<NetlogonAnswer> ping_;
   Pending<int> connect_;

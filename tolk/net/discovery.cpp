@@ -18,8 +18,9 @@ namespace {
 using Clock = EventLoop::Clock;
 using std::chrono::milliseconds;
 
-// How long a good answer from another site waits for controllers of the client's own.
-constexpr milliseconds kSiteGrace{1000};
+// How long a good answer from another site waits for controllers of the client's own: long enough
+// for one lost ping, which is repeated after a second.
+constexpr milliseconds kSiteGrace{1500};
 // How far controllers of one priority are asked before the next ones, and those of the known site
 // before the domain's.
 constexpr milliseconds kHeadStart{200};
@@ -142,13 +143,14 @@ void Discovery::addCandidates(const NamedControllers& named) {
 
 void Discovery::addCandidate(const HostPort& server, const std::string& site,
                              Clock::time_point startAt) {
-  for (ControllerCandidate& known : candidates_) {
-    if (known.host() != server.host) continue;
-    if (known.site.empty()) known.site = site;
-    known.startAt = std::min(known.startAt, startAt);
-    return;
+  auto candidate =
+      std::find_if(candidates_.begin(), candidates_.end(),
+                   [&server](const auto& known) { return known.host() == server.host; });
+  if (candidate == candidates_.end()) {
+    candidate = candidates_.emplace(candidate, server, startAt);
   }
-  candidates_.emplace_back(server, site, startAt);
+  candidate->startAt = std::min(candidate->startAt, startAt);
+  candidate->addSite(site);
 }
 
 // When nothing is under way any more, the next ones need not wait for their time.
@@ -210,10 +212,10 @@ bool Discovery::holdsDomain(const NetlogonAnswer& answer) const {
 
 bool Discovery::siteExhausted() const {
   return !records_.pending(wantedSite_) &&
-         std::none_of(
-             candidates_.begin(), candidates_.end(), [this](const ControllerCandidate& candidate) {
-               return !candidate.finished() && equalsIgnoringCase(candidate.site, wantedSite_);
-             });
+         std::none_of(candidates_.begin(), candidates_.end(),
+                      [this](const ControllerCandidate& candidate) {
+                        return !candidate.finished() && candidate.inSite(wantedSite_);
+                      });
 }
 
 bool Discovery::pingsOver() const {

@@ -42,7 +42,7 @@ class NetworkState {
   /// The host name of a controller of `domain` that answers and has the role; "" for an empty
   /// domain. All controllers are asked together and the first good answer wins; one in this host's
   /// site is preferred: `site`, else the join settings, else what the first answer says, for whose
-  /// site's controllers it waits up to a second. Where no ping gets through (UDP 389 filtered), the
+  /// site's controllers it waits up to 1.5 s. Where no ping gets through (UDP 389 filtered), the
   /// first controller whose TCP port accepts is taken unverified. `rediscover` searches again in
   /// any case. Throws TOLKException naming domain and reason.
   static std::string getDCForDomain(const std::string& domain, const ServiceType::Enum& type,

@@ -22,7 +22,7 @@ namespace {
 constexpr const char* kDomainRecord = "_ldap._tcp.dc._msdcs.lab.test";
 constexpr const char* kNearRecord = "_ldap._tcp.Near._sites.dc._msdcs.lab.test";
 
-enum class Udp { answers, silent, closed, foreign };
+enum class Udp { answers, answersLate, silent, closed, foreign };
 enum class Tcp { closed, open };
 
 // One controller of the scene; its host is NAME.lab.test.
@@ -98,7 +98,8 @@ class DiscoveryScene : public test::Sandbox {
   }
 
   std::vector<std::string> ping(const Controller& controller, const std::string& request) {
-    ++pings_;
+    const int number = ++pings_;
+    if (controller.udp == Udp::answersLate && number <= 2) return {};  // the first to each of two
     if (controller.udp == Udp::silent) return {};
     if (controller.udp == Udp::foreign) return {test::doneMessage(test::messageIdOf(request))};
     return {test::netlogonReply(request, controller.says)};
@@ -121,6 +122,18 @@ TEST_F(DiscoveryScene, SilentControllersDoNotHoldUpTheLiveOne) {
   controllers.push_back({.name = "live"});
   setUp(controllers);
   EXPECT_EQ(find(labRequest()), "live.lab.test");
+}
+
+TEST_F(DiscoveryScene, AnAnswerFromAfarWaitsForAControllerOfSeveralSites) {
+  setUp({{.name = "far",
+          .says = inSite("Far"),
+          .records = {"_ldap._tcp.far._sites.dc._msdcs.lab.test"}},
+         {.name = "near",
+          .udp = Udp::answersLate,
+          .records = {"_ldap._tcp.far._sites.dc._msdcs.lab.test", kNearRecord}}});
+  DiscoveryRequest request = labRequest();
+  request.preferredSite = "Far";
+  EXPECT_EQ(find(request), "near.lab.test");
 }
 
 struct Row {
