@@ -32,6 +32,7 @@ checkSizes() {
 # checkTidy: clang-tidy over every tracked source of the dev preset; what has passed once is not looked at again.
 checkTidy() {
   configurePreset dev
+  find "${XDG_CACHE_HOME:-$HOME/.cache}/joinscope/tidy" -type f -mtime +30 -delete 2>/dev/null || true
   tracked '*.cpp' | xargs -r -P "$(nproc)" -n 1 "$ROOT/tools/tidy-file"
 }
 
