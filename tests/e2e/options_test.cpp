@@ -205,6 +205,16 @@ TEST(Output, WhatCannotBeWrittenIsAFailure) {
   EXPECT_EQ(shell("{ \"$1\" -v; echo $?; } <&- 2>&-"), "joinscope (Orvald 5.7.0-207)\n0\n");
 }
 
+TEST(Output, NothingElseTakesTheNumberOfAClosedStandardOutput) {
+  if (!isRoot()) GTEST_SKIP() << "only root may look at a process that forbids it";
+  // Looks at the process while it waits for a password.
+  EXPECT_EQ(shell("d=$(mktemp -d) && mkfifo $d/p && exec 4<>$d/p && : >$d/e || exit; "
+                  "setsid \"$1\" -v -u x <&4 >&- 2>>$d/e & "
+                  "until grep -q password $d/e; do kill -0 $! || exit; done; "
+                  "readlink /proc/$!/fd/1; echo >&4; wait $!; echo $?; rm -r $d"),
+            "/dev/null\n6\n");
+}
+
 TEST(Output, ReaderThatHasGoneIsNoCrash) {
   // A FIFO whose only reader closes before the command starts.
   EXPECT_EQ(shell("d=$(mktemp -d) && mkfifo $d/p && exec 4<>$d/p 5>$d/p 4<&- && rm -r $d; "
