@@ -14,4 +14,4 @@ for port in 389 3268 88 445 464 53; do
   { : >"/dev/tcp/$address/$port"; } 2>/dev/null || exit 1
 done
 rootDse "ldap://$address" && rootDse "ldap://$address:3268" && inDns _gc._tcp && inDns _kerberos._udp &&
-  [[ -e /run/chronyd.pid ]] && kill -0 "$(</run/chronyd.pid)"
+  [[ -e /run/chrony/chronyd.pid ]] && kill -0 "$(</run/chrony/chronyd.pid)"

@@ -30,6 +30,19 @@ withoutServices() {
   return "$status"
 }
 
+# keepQuiet PACKAGE...: what these packages would start at the next boot stays off; the lab starts its own.
+keepQuiet() {
+  local package
+  [[ -d /run/systemd/system ]] || return 0
+  for package in "$@"; do
+    case $package in
+      samba) systemctl --quiet disable smbd nmbd ;;
+      samba-ad-dc) systemctl --quiet disable samba-ad-dc ;;
+      winbind | squid | apache2) systemctl --quiet disable "$package" ;;
+    esac 2>/dev/null || true
+  done
+}
+
 # apt COMMAND...: apt-get that asks nothing and waits for another one to finish.
 apt() {
   DEBIAN_FRONTEND=noninteractive apt-get -q -o DPkg::Lock::Timeout=300 -o Dpkg::Use-Pty=0 \
@@ -59,6 +72,8 @@ run() {
   # shellcheck disable=SC2086  # one word a package
   timed "setup: install $(wc -w <<<"$missing") packages" withoutServices apt install -y --no-install-recommends $missing
   rm -f "$log"
+  # shellcheck disable=SC2086  # one word a package
+  keepQuiet $missing
   missing=$(missingPackages)
   [[ -z $missing ]] || die "setup: still missing: ${missing//$'\n'/ }"
 }
