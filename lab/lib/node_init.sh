@@ -11,7 +11,7 @@ mountRoot() {
   mount -t tmpfs -o mode=755 tmpfs "$mountPoint"
   cd "$mountPoint"
   mkdir up work root
-  mount -t overlay overlay -o "lowerdir=/,upperdir=$PWD/up,workdir=$PWD/work" root
+  mount -t overlay overlay -o lowerdir=/,upperdir=up,workdir=work root
   mount -t proc proc root/proc
   mount -t sysfs -o ro sysfs root/sys
   mount -t tmpfs -o mode=755 tmpfs root/run

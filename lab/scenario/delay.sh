@@ -39,7 +39,8 @@ longWire() {
     wireReady "$side" || die "vde_switch did not make its port"
     onSwitch link set "tap$side" master "br$side" up
   done
-  onSwitchNet wirefilter -v "$state/wire/0:$state/wire/1" -d "LR$oneWay" -d "RL$(($1 - oneWay))" -c 4000000 \
+  # Relative, as a colon in the path would end it.
+  onSwitchNet env -C "$state/wire" wirefilter -v 0:1 -d "LR$oneWay" -d "RL$(($1 - oneWay))" -c 4000000 \
     --daemon --pidfile "$state/wire/wire.pid" </dev/null
   onSwitch link set vdc1 master br1
 }
