@@ -2,10 +2,12 @@
 #include "tolk/base/logger.h"
 
 #define SPDLOG_PREVENT_CHILD_FD  // the log file is not inherited by commands that the reports run
+#include <spdlog/details/null_mutex.h>
 #include <spdlog/logger.h>
 #include <spdlog/pattern_formatter.h>
+#include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/basic_file_sink.h>
-#include <spdlog/sinks/syslog_sink.h>
+#include <syslog.h>
 
 #include <array>
 #include <atomic>
@@ -17,6 +19,7 @@
 
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/syslog_socket.h"
 #include "tolk/base/text.h"
 
 namespace tolk {
@@ -59,6 +62,36 @@ spdlog::level::level_enum severity(LogLevel level) noexcept {
   return spdlog::level::err;
 }
 
+// Guarded by Output's lock.
+class SyslogSink : public spdlog::sinks::base_sink<spdlog::details::null_mutex> {
+ public:
+  explicit SyslogSink(const std::string& identity) : socket_(identity, "/dev/log") {}
+
+ private:
+  static int severityOf(spdlog::level::level_enum level) noexcept {
+    switch (level) {
+      case spdlog::level::info:
+        return LOG_INFO;
+      case spdlog::level::warn:
+        return LOG_WARNING;
+      case spdlog::level::err:
+      case spdlog::level::critical:
+        return LOG_ERR;
+      default:
+        return LOG_DEBUG;
+    }
+  }
+
+  void sink_it_(const spdlog::details::log_msg& record) override {
+    spdlog::memory_buf_t text;
+    formatter_->format(record, text);
+    socket_.send(severityOf(record.level), {text.data(), text.size()});
+  }
+  void flush_() override {}
+
+  SyslogSocket socket_;
+};
+
 // The sink that was chosen, and the spdlog logger over it once a record was written.
 class Output {
  public:
@@ -98,9 +131,7 @@ class Output {
           std::make_unique<spdlog::pattern_formatter>("%Y-%m-%d %H:%M:%S.%e %P %l %v"));
       return sink;
     }
-    constexpr bool kUsePattern = true;
-    auto sink =
-        std::make_shared<spdlog::sinks::syslog_sink_mt>(target_, LOG_PID, LOG_USER, kUsePattern);
+    auto sink = std::make_shared<SyslogSink>(target_);
     sink->set_formatter(std::make_unique<spdlog::pattern_formatter>(
         "%l %v", spdlog::pattern_time_type::local, std::string()));
     return sink;

@@ -41,6 +41,9 @@ inline constexpr Property NET_NTP_TIMEOUT{"NET_NTP_TIMEOUT", "net.ntp.timeout", 
 inline constexpr Property NET_DISCOVERY_TIMEOUT{
     "NET_DISCOVERY_TIMEOUT", "net.discovery.timeout", "5", "seconds",
     "Limit of one search for a domain controller, all of its netlogon pings together."};
+inline constexpr Property SMB_SESSION_TIMEOUT{
+    "SMB_SESSION_TIMEOUT", "smb.session.timeout", "10", "seconds",
+    "Limit of each step of a logon over SMB, from the request to its answer."};
 inline constexpr Property LDAP_CONNECT_TIMEOUT{"LDAP_CONNECT_TIMEOUT", "ldap.connect.timeout", "5",
                                                "seconds", "Limit of opening one LDAP connection."};
 inline constexpr Property LDAP_BIND_TIMEOUT{"LDAP_BIND_TIMEOUT", "ldap.bind.timeout", "10",
@@ -69,11 +72,12 @@ inline constexpr Property VELKD_RPC_TIMEOUT{"VELKD_RPC_TIMEOUT", "velkd.rpc.time
 
 /// All properties, in the order of the manual page.
 inline constexpr std::array kProperties{
-    &PN::ROOT_LOGGER_NAME,           &PN::TOLKD_CACHE_DISABLE,    &PN::TOLKD_PAGED_SEARCH_MAX,
-    &PN::VELKD_DNS_RESPONSE_MAXTIME, &PN::NET_CONNECT_TIMEOUT,    &PN::NET_NTP_TIMEOUT,
-    &PN::NET_DISCOVERY_TIMEOUT,      &PN::LDAP_CONNECT_TIMEOUT,   &PN::LDAP_BIND_TIMEOUT,
-    &PN::LDAP_SEARCH_TIMEOUT,        &PN::KRB5_KDC_TIMEOUT,       &PN::KRB5_CONFFILE_NAME,
-    &PN::KRB5_KEYTAB_NAME,           &PN::KRB5_ALLOW_WEAK_CRYPTO, &PN::VELKD_RPC_TIMEOUT,
+    &PN::ROOT_LOGGER_NAME,           &PN::TOLKD_CACHE_DISABLE, &PN::TOLKD_PAGED_SEARCH_MAX,
+    &PN::VELKD_DNS_RESPONSE_MAXTIME, &PN::NET_CONNECT_TIMEOUT, &PN::NET_NTP_TIMEOUT,
+    &PN::NET_DISCOVERY_TIMEOUT,      &PN::SMB_SESSION_TIMEOUT, &PN::LDAP_CONNECT_TIMEOUT,
+    &PN::LDAP_BIND_TIMEOUT,          &PN::LDAP_SEARCH_TIMEOUT, &PN::KRB5_KDC_TIMEOUT,
+    &PN::KRB5_CONFFILE_NAME,         &PN::KRB5_KEYTAB_NAME,    &PN::KRB5_ALLOW_WEAK_CRYPTO,
+    &PN::VELKD_RPC_TIMEOUT,
 };
 
 }  // namespace tolk
