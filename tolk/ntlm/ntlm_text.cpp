@@ -1,0 +1,85 @@
+#include "tolk/ntlm/ntlm_text.h"
+
+#include <locale.h>
+#include <wctype.h>
+
+#include <cassert>
+#include <memory>
+#include <type_traits>
+
+#include <boost/locale/utf.hpp>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/handle.h"
+#include "tolk/base/text.h"
+
+namespace tolk {
+namespace {
+
+using Utf8 = boost::locale::utf::utf_traits<char>;
+using Utf16 = boost::locale::utf::utf_traits<char16_t>;
+using LocaleHandle = std::unique_ptr<std::remove_pointer_t<locale_t>, Releaser<::freelocale>>;
+
+// Calls `use` with each code point.
+template <typename Use>
+void forEachCharacter(std::string_view text, const Use& use) {
+  if (!isUtf8(text)) throw TOLKException("A name or password for NTLM is not UTF-8 text");
+  const char* const end = text.data() + text.size();
+  for (const char* at = text.data(); at != end;) use(Utf8::decode(at, end));
+}
+
+locale_t unicodeLocale() {
+  static const LocaleHandle locale(::newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr));
+  return locale.get();
+}
+
+// Like the table of Windows, which never makes an ASCII letter of another one: the C library turns
+// the dotless i and the long s into I and S.
+char32_t upperCase(char32_t character) {
+  if (character < 0x80) return character >= 'a' && character <= 'z' ? character - 32 : character;
+  if (unicodeLocale() == nullptr) {
+    throw TOLKException("The locale C.UTF-8, needed for names that are not ASCII, is missing");
+  }
+  const auto upper = static_cast<char32_t>(::towupper_l(character, unicodeLocale()));
+  return upper < 0x80 ? character : upper;
+}
+
+}  // namespace
+
+std::size_t toUtf16(std::string_view text, std::span<char> out) {
+  assert(out.size() >= 2 * text.size());
+  std::size_t used = 0;
+  forEachCharacter(text, [&](char32_t character) {
+    char16_t units[2] = {};
+    const char16_t* const end = Utf16::encode(character, +units);
+    for (const char16_t* unit = units; unit != end; ++unit) {
+      out[used++] = static_cast<char>(*unit & 0xff);
+      out[used++] = static_cast<char>(*unit >> 8);
+    }
+  });
+  return used;
+}
+
+std::string toUtf16(std::string_view text) {
+  std::string out(2 * text.size(), '\0');
+  out.resize(toUtf16(text, out));
+  return out;
+}
+
+std::string ntlmUpperCase(std::string_view text) {
+  std::string out;
+  forEachCharacter(text, [&out](char32_t character) {
+    Utf8::encode(upperCase(character), std::back_inserter(out));
+  });
+  return out;
+}
+
+AccountName splitAccountName(const std::string& account, const std::string& defaultDomain) {
+  if (const auto slash = account.find('\\'); slash != std::string::npos) {
+    return {account.substr(0, slash), account.substr(slash + 1)};
+  }
+  if (account.find('@') != std::string::npos) return {{}, account};
+  return {defaultDomain, account};
+}
+
+}  // namespace tolk

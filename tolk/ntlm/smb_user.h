@@ -1,0 +1,50 @@
+// A user's session with an SMB 2 or 3 server, logged on with bare NTLM messages (MS-SMB2 3.2.4.2).
+#pragma once
+
+#include <netinet/in.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "tolk/ntlm/smb_exchange.h"
+
+namespace tolk {
+
+/// One connection and one session. Nothing is asked of the server but to check the logon: no share
+/// is opened. Every failure to talk is a TOLKException that names server and step. The connection
+/// may take net.connect.timeout, each request smb.session.timeout.
+class SmbUser {
+ public:
+  SmbUser() = default;
+  SmbUser(const SmbUser&) = delete;
+  SmbUser& operator=(const SmbUser&) = delete;
+  ~SmbUser() { disconnect(); }
+
+  /// Connects to the first of the addresses that accepts and negotiates the dialect. `server` is
+  /// the name for messages.
+  void connect(const std::string& server, const std::vector<sockaddr_in>& addresses);
+
+  /// Sends the first security message and returns the server's.
+  std::string startSession(const std::string& token);
+
+  /// Sends the second one. Returns 0 when the server has logged the user on, else the NT status
+  /// with which it refuses; `out` becomes what it sent along with a success, usually nothing. A
+  /// session as guest or anonymous is a failure: the password was not checked.
+  int finishSession(const std::string& token, std::string& out);
+
+  /// Ends the session and closes the connection. Does not wait for the server.
+  void disconnect() noexcept;
+
+  [[nodiscard]] const std::string& server() const noexcept { return server_; }
+
+ private:
+  struct Answer;
+  Answer exchange(const char* step, std::uint16_t command, const std::string& request);
+
+  std::string server_;
+  SmbStream stream_;
+  std::uint64_t sessionId_ = 0;
+};
+
+}  // namespace tolk
