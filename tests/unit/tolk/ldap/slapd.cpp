@@ -137,6 +137,7 @@ Slapd::~Slapd() {
 
 void Slapd::freeze() const {
   ::kill(pid_, SIGSTOP);
+  ::waitpid(pid_, nullptr, WUNTRACED);  // until all of its threads have stopped
 }
 void Slapd::thaw() const {
   ::kill(pid_, SIGCONT);
