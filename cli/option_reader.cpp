@@ -35,6 +35,7 @@ std::string shortOptions() {
 
 std::vector<option> longOptions() {
   std::vector<option> rows;
+  rows.reserve(kOptions.size() + 1);
   for (const OptionEntry& row : kOptions) {
     rows.push_back({row.longName, row.argument, nullptr, row.shortName});
   }

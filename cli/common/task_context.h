@@ -25,6 +25,8 @@ inline constexpr char kUnavailable[] = "<unavailable>";
 
 /// Made once before the task runs and released at the end of the run. getBinding() of cli/account
 /// fills the binding members.
+/// There is one of them: members that belong together stay together, whatever the padding.
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding)
 struct TaskContext {
   /// Reads the join settings of this host. Nothing is thrown for a setting that is missing or
   /// cannot be read: it is "<unavailable>" (the domain of a host that has none is empty), and a
