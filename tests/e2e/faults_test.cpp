@@ -29,9 +29,21 @@ HostChange filtered(const Host& dc, const std::string& rule) {
                     "nft delete table inet e2e");
 }
 
+/// Limits of one second, so that what waits for them does not wait long.
+constexpr const char* kShortLimits =
+    "mkdir -p /etc/orvald; touch /etc/orvald/orvald.conf; cp /etc/orvald/orvald.conf "
+    "/root/conf.e2e; "
+    "printf '%s: 1\\n' velkd.dns.response.maxtime net.connect.timeout net.ntp.timeout "
+    "net.discovery.timeout ldap.connect.timeout ldap.search.timeout krb5.kdc.timeout "
+    "> /etc/orvald/orvald.conf";
+
 class FaultsTest : public testing::Test {
  protected:
+  static constexpr const char* kUndoLimits = "cp /root/conf.e2e /etc/orvald/orvald.conf";
+
   Lab lab;
+  HostChange memberLimits{lab.member, kShortLimits, kUndoLimits};
+  HostChange guestLimits{lab.guest, kShortLimits, kUndoLimits};
 };
 
 TEST_F(FaultsTest, DeadResolverOnTheJoinedHostEndsTheReportWithItsReason) {
@@ -77,8 +89,8 @@ TEST_F(FaultsTest, UnknownDomainGetsTheAdvice) {
 
 TEST_F(FaultsTest, ControllersOfTheConfigurationFileServeWhereDnsHasNone) {
   const CommandResult result = lab.guest.joinscopeAfter(
-      "printf 'dns.dc.conf.test: dc1.lab.test\\n' > /tmp/conf.e2e; mkdir -p /etc/orvald; "
-      "touch /etc/orvald/orvald.conf; mount --bind /tmp/conf.e2e /etc/orvald/orvald.conf",
+      "printf 'dns.dc.conf.test: dc1.lab.test\\n' > /tmp/conf.e2e; "
+      "mount --bind /tmp/conf.e2e /etc/orvald/orvald.conf",
       {"-T", "conf.test"}, kBounded);
   EXPECT_THAT(result.out, HasSubstr("    Domain Controller: dc1.lab.test\n"
                                     "      ldap:      389/tcp - good\n"));
@@ -134,6 +146,45 @@ TEST_F(FaultsTest, ControllerThatIsOpenButMute) {
   EXPECT_THAT(result.out, HasSubstr("  Domain Controller: dc1.lab.test:389\n"
                                     "    Failed to retrieve root object\n"));
   EXPECT_EQ(result.status, 0);
+}
+
+/// Controllers that DNS names and nobody answers for, beside the one that lives.
+class DeadControllers {
+ public:
+  explicit DeadControllers(int count) {
+    Lab::command({"scenario", "dead-controllers", std::to_string(count)});
+  }
+  DeadControllers(const DeadControllers&) = delete;
+  DeadControllers& operator=(const DeadControllers&) = delete;
+  ~DeadControllers() { Lab::command({"scenario", "dead-controllers", "0"}); }
+};
+
+TEST_F(FaultsTest, SilentControllersAreGivenUpAndTheLiveOneIsUsed) {
+  const DeadControllers dead(9);
+  std::string catalogs = "    Global Catalog: dc1.lab.test\n      gc:       3268/tcp - good\n";
+  std::string controllers =
+      "    Domain Controller: dc1.lab.test\n      ldap:      389/tcp - good\n"
+      "      ldap:      389/udp - good\n      smb:       445/tcp - good\n"
+      "      kdc:        88/tcp - good\n      kpasswd:   464/tcp - good\n"
+      "      ntp:       123/udp - good\n";
+  for (char number = '1'; number <= '9'; ++number) {
+    const std::string host = std::string("dead") + number + ".lab.test\n";
+    const std::string givenUp = "      No TCP LDAP response, giving up on " + host;
+    catalogs += "    Global Catalog: " + host + "      gc:       3268/tcp - timeout\n" + givenUp;
+    controllers +=
+        "    Domain Controller: " + host + "      ldap:      389/tcp - timeout\n" + givenUp;
+  }
+  EXPECT_EQ(lab.member.joinscope({"--test"}, kBounded),
+            (CommandResult{0,
+                           "Domain Diagnostics:\n  Domain: lab.test\n"
+                           "    DNS query for: _ldap._tcp.lab.test\n"
+                           "    DNS query for: _gc._tcp.lab.test\n"
+                           "  Testing Active Directory connectivity:\n" +
+                               catalogs + controllers,
+                           ""}));
+  const CommandResult diag = lab.member.joinscope({"--diag"}, kBounded);
+  EXPECT_THAT(diag.out, HasSubstr(controllers));
+  EXPECT_THAT(diag.out, HasSubstr("  Site: Paris\n")) << "the binding found no live controller";
 }
 
 TEST_F(FaultsTest, ClosedOutputEndsTheRun) {
