@@ -46,10 +46,10 @@ inline constexpr Property SMB_SESSION_TIMEOUT{
     "Limit of each step of a logon over SMB, from the request to its answer."};
 inline constexpr Property LDAP_CONNECT_TIMEOUT{"LDAP_CONNECT_TIMEOUT", "ldap.connect.timeout", "5",
                                                "seconds", "Limit of opening one LDAP connection."};
-inline constexpr Property LDAP_BIND_TIMEOUT{"LDAP_BIND_TIMEOUT", "ldap.bind.timeout", "10",
-                                            "seconds",
-                                            "Limit of one LDAP bind and of one connectionless LDAP "
-                                            "query. The port probes set it to 5 for their run."};
+inline constexpr Property LDAP_BIND_TIMEOUT{
+    "LDAP_BIND_TIMEOUT", "ldap.bind.timeout", "5", "seconds",
+    "Limit of one LDAP bind, of the first answer on an anonymous connection, and of one "
+    "connectionless LDAP query. The port probes set it to 5 for their run."};
 inline constexpr Property LDAP_SEARCH_TIMEOUT{
     "LDAP_SEARCH_TIMEOUT", "ldap.search.timeout", "20", "seconds",
     "Limit of the wait for the next answer of one LDAP search."};
