@@ -6,8 +6,8 @@
 
 #include "tolk/base/properties.h"
 #include "tolk/net/cldap.h"
-#include "tolk/net/host_port.h"
 #include "tolk/net/dns_records.h"
+#include "tolk/net/host_port.h"
 
 namespace {
 
