@@ -33,15 +33,23 @@ locale_t unicodeLocale() {
   return locale.get();
 }
 
-// Like the table of Windows, which never makes an ASCII letter of another one: the C library turns
-// the dotless i and the long s into I and S.
+// Windows maps one character to one and, but for the final sigma, only where lower-casing leads
+// back: not the micro sign, the dotless i or the long s, which the C library maps too. Georgian has
+// capitals since Unicode 11 only, long after that table was fixed.
+bool keptByWindows(char32_t character, char32_t upper) {
+  constexpr char32_t kFinalSigma = 0x3c2;
+  const bool georgian = character >= 0x10d0 && character <= 0x10ff;
+  const bool reversible = ::towlower_l(upper, unicodeLocale()) == character;
+  return georgian || (!reversible && character != kFinalSigma);
+}
+
 char32_t upperCase(char32_t character) {
   if (character < 0x80) return character >= 'a' && character <= 'z' ? character - 32 : character;
   if (unicodeLocale() == nullptr) {
     throw TOLKException("The locale C.UTF-8, needed for names that are not ASCII, is missing");
   }
   const auto upper = static_cast<char32_t>(::towupper_l(character, unicodeLocale()));
-  return upper < 0x80 ? character : upper;
+  return keptByWindows(character, upper) ? character : upper;
 }
 
 }  // namespace
