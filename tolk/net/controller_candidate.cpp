@@ -43,7 +43,8 @@ void ControllerCandidate::startPing(EventLoop& loop, const std::string& domain,
     return;
   }
   address_ = socketAddress(addresses.front(), ldapPort(server_));
-  ping_ = startNetlogonPing(loop, *address_, domain, limit);
+  hasAddress_ = true;
+  ping_ = startNetlogonPing(loop, address_, domain, limit);
 }
 
 std::optional<NetlogonAnswer> ControllerCandidate::takeAnswer() {
@@ -63,7 +64,7 @@ std::optional<NetlogonAnswer> ControllerCandidate::takeAnswer() {
 
 void ControllerCandidate::startConnect(EventLoop& loop, in_port_t port,
                                        std::chrono::milliseconds limit) {
-  sockaddr_in target = *address_;
+  sockaddr_in target = address_;
   if (port != 0) target.sin_port = htons(port);
   connect_ = startConnectProbe(loop, target, limit);
 }

@@ -24,8 +24,10 @@ class ControllerCandidate {
   /// The sites among whose records it is; it may be in those of several.
   void addSite(const std::string& site) { sites_.push_back(site); }
   [[nodiscard]] bool inSite(const std::string& site) const;
-  /// With the port for LDAP; nothing before the name is resolved, or when it cannot be.
-  [[nodiscard]] const std::optional<sockaddr_in>& address() const noexcept { return address_; }
+  /// The name is resolved.
+  [[nodiscard]] bool hasAddress() const noexcept { return hasAddress_; }
+  /// With the port for LDAP; meaningful when there is one.
+  [[nodiscard]] const sockaddr_in& address() const noexcept { return address_; }
 
   [[nodiscard]] bool started() const noexcept { return started_; }
   [[nodiscard]] bool active() const noexcept { return started_ && !finished_; }
@@ -53,7 +55,8 @@ class ControllerCandidate {
   Pending<std::vector<in_addr>> lookup_;
   Pending<NetlogonAnswer> ping_;
   Pending<int> connect_;
-  std::optional<sockaddr_in> address_;
+  sockaddr_in address_{};
+  bool hasAddress_ = false;
   bool started_ = false;
   bool finished_ = false;
   bool answered_ = false;

@@ -188,11 +188,11 @@ milliseconds Discovery::pingTime() {
 void Discovery::judge(const ControllerCandidate& candidate, const NetlogonAnswer& answer) {
   if (!hasRoles(request_, answer.flags) || !holdsDomain(answer)) return;
   if (isNear(answer)) {
-    winner_ = makeInfo(answer, candidate.host(), *candidate.address());
+    winner_ = makeInfo(answer, candidate.host(), candidate.address());
     return;
   }
   if (distant_) return;
-  distant_ = makeInfo(answer, candidate.host(), *candidate.address());
+  distant_ = makeInfo(answer, candidate.host(), candidate.address());
   graceEnd_ = Clock::now() + kSiteGrace;
   if (wantedSite_.empty()) wantedSite_ = answer.clientSite;
   records_.askSite(wantedSite_);
@@ -233,7 +233,7 @@ void Discovery::tryConnections() {
   if (!connecting_ && (Clock::now() >= connectAt() || pingsOver())) {
     connecting_ = true;
     for (ControllerCandidate& candidate : candidates_) {
-      if (!candidate.address() || candidate.answered()) continue;
+      if (!candidate.hasAddress() || candidate.answered()) continue;
       candidate.startConnect(loop_, servicePort(request_.type), limit_ / 2);
     }
   }
@@ -243,7 +243,7 @@ void Discovery::tryConnections() {
     winner_->flags = DCInfo::kUnverified;
     winner_->host = candidate.host();
     winner_->domain = request_.domain;
-    winner_->address = *candidate.address();
+    winner_->address = candidate.address();
     return;
   }
 }
@@ -267,7 +267,7 @@ void Discovery::fail() const {
     throw TOLKException(records_.failure().empty() ? "DNS has no controller of " + domain
                                                    : records_.failure());
   }
-  if (count([](Candidate candidate) { return candidate.address().has_value(); }) == "0") {
+  if (count([](Candidate candidate) { return candidate.hasAddress(); }) == "0") {
     throw TOLKException("no controller of " + domain + " has an address (" + tried + " tried)");
   }
   const std::string answered = count([](Candidate candidate) { return candidate.answered(); });

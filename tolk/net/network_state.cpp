@@ -113,7 +113,7 @@ std::string recordedSite(const std::string& domain) {
 DCInfo search(DiscoveryRequest request) {
   request.preferredSite = recordedSite(request.domain);
   try {
-    const DCInfo info = discoverController(request);
+    DCInfo info = discoverController(request);
     Memory::instance().remember(request, {.info = info, .failure = {}});
     return info;
   } catch (const TOLKException& failure) {

@@ -42,17 +42,18 @@ TEST(CldapRequest, IsOneLdapMessage) {
 }
 
 TEST(CldapAnswer, HoldsEntriesAndTheEnd) {
-  const auto answer = decodeCldapAnswer(
+  const auto decoded = decodeCldapAnswer(
       entryMessage(kIdOne, "CN=a",
                    {{"one", {"1"}}, {"many", {"x", "", {"\0y", 2}}}, {"none", {}}}) +
       doneMessage(kIdOne, 32));
-  ASSERT_TRUE(answer);
-  EXPECT_EQ(answer->messageId, 1);
-  EXPECT_TRUE(answer->finished);
-  EXPECT_EQ(answer->resultCode, 32);
-  ASSERT_EQ(answer->entries.size(), 1U);
-  EXPECT_EQ(answer->entries[0].dn, "CN=a");
-  EXPECT_THAT(answer->entries[0].attributes,
+  ASSERT_TRUE(decoded);
+  const CldapAnswer answer = decoded.value_or(CldapAnswer());
+  EXPECT_EQ(answer.messageId, 1);
+  EXPECT_TRUE(answer.finished);
+  EXPECT_EQ(answer.resultCode, 32);
+  ASSERT_EQ(answer.entries.size(), 1U);
+  EXPECT_EQ(answer.entries[0].dn, "CN=a");
+  EXPECT_THAT(answer.entries[0].attributes,
               ElementsAre(Pair("one", ElementsAre("1")),
                           Pair("many", ElementsAre("x", "", std::string("\0y", 2))),
                           Pair("none", ElementsAre())));
@@ -65,7 +66,7 @@ TEST(CldapAnswer, DamageIsNoAnswer) {
       {"text", "HTTP/1.0 400 Bad Request\r\n"},
       {"messages of two requests", entry + doneMessage(kIdTwo)},
       {"something behind the end", doneMessage(kIdOne) + entry},
-      {"another operation", element(0x30, kIdOne + element(0x61, "\x0a\x01\x00"))},
+      {"another operation", element(0x30, kIdOne + element(0x61, fromHex("0a0100")))},
       {"a length beyond the end", fromHex("3084ffffffff020101")},
       {"an indefinite length", fromHex("3080 020101 0000")},
       {"an id that is no number", element(0x30, element(4, "1") + element(0x65, ""))},

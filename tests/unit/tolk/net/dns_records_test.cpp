@@ -25,6 +25,7 @@ std::vector<std::string> shown(const HostPortList& list) {
 
 std::string services(const std::vector<std::string>& data) {
   std::vector<std::pair<int, std::string>> records;
+  records.reserve(data.size());
   for (const std::string& one : data) records.emplace_back(ns_t_srv, one);
   return test::dnsAnswer(test::dnsQuery("_ldap._tcp.lab.test", ns_t_srv), ns_r_noerror, records);
 }

@@ -156,7 +156,7 @@ void LoopbackServer::start() {
 
 sockaddr_in closedAddress() {
   sockaddr_in address = makeAddress("127.0.0.1", 0);
-  boundSocket(SOCK_STREAM, address);  // free again as soon as it is known
+  (void)boundSocket(SOCK_STREAM, address);  // free again as soon as it is known
   return address;
 }
 

@@ -46,7 +46,7 @@ TEST(NetlogonRecord, MaliciousNamesAreBadData) {
   const std::string head = kRecord.substr(0, 24);
   const std::string rest = kRecord.substr(34);
   std::string longName;
-  for (int i = 0; i < 5; ++i) longName += '\x3f' + std::string(63, 'x');
+  for (int i = 0; i < 5; ++i) longName.append(1, '\x3f').append(63, 'x');
   const std::vector<std::pair<const char*, std::string>> rows{
       {"pointer to itself", fromHex("c018")},
       {"pointer ahead", fromHex("c040")},
