@@ -166,7 +166,7 @@ SilentPort::SilentPort() : address_(makeAddress("127.0.0.1", 0)) {
   // A queue of length 0 holds one connection; the kernel drops what does not fit (listen(2)).
   for (int i = 0; i < 4; ++i) {
     UniqueFd& filler = fillers_.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
-    ::connect(filler.get(), reinterpret_cast<sockaddr*>(&address_), sizeof address_);
+    (void)::connect(filler.get(), reinterpret_cast<sockaddr*>(&address_), sizeof address_);
   }
 }
 

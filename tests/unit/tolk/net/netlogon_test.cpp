@@ -57,7 +57,8 @@ TEST(NetlogonRecord, MaliciousNamesAreBadData) {
       {"more than 255 bytes", longName + '\0'},
   };
   for (const auto& [what, name] : rows) {
-    EXPECT_THROW(parseNetlogonAnswer(head + name + rest), BadDataException) << what;
+    const std::string record = std::string(head).append(name).append(rest);
+    EXPECT_THROW(parseNetlogonAnswer(record), BadDataException) << what;
   }
 }
 
