@@ -13,7 +13,9 @@ using testing::HasSubstr;
 using testing::Not;
 
 /// Longer than all documented limits of a report together; a run that reaches it hangs.
-constexpr HostOptions kBounded{.limit = std::chrono::seconds(90)};
+HostOptions bounded() {
+  return {.limit = std::chrono::seconds(90)};
+}
 
 std::string resolver(const std::string& address) {
   return "echo 'nameserver " + address +
@@ -49,7 +51,7 @@ class FaultsTest : public testing::Test {
 TEST_F(FaultsTest, DeadResolverOnTheJoinedHostEndsTheReportWithItsReason) {
   const HostChange dead = filtered(lab.dc, "udp dport 53 drop");
   const HostChange deadTcp(lab.dc, "nft add rule inet e2e in tcp dport 53 drop", "true");
-  const CommandResult diag = lab.member.joinscope({"--diag"}, kBounded);
+  const CommandResult diag = lab.member.joinscope({"--diag"}, bounded());
   EXPECT_THAT(diag.out, HasSubstr("WARNING: DNS timeout error.  Check DNS configuration\nor "
                                   "increase the value of velkd.dns.response.maxtime in "
                                   "pellion.conf.\n"));
@@ -57,7 +59,7 @@ TEST_F(FaultsTest, DeadResolverOnTheJoinedHostEndsTheReportWithItsReason) {
   EXPECT_THAT(diag.err, HasSubstr("lab.test"));
   EXPECT_EQ(diag.status, 3);
 
-  const CommandResult test = lab.member.joinscope({"--test"}, kBounded);
+  const CommandResult test = lab.member.joinscope({"--test"}, bounded());
   EXPECT_EQ(test.out,
             "Domain Diagnostics:\n  Domain: lab.test\n    DNS query for: _ldap._tcp.lab.test\n"
             "    DNS query for: _gc._tcp.lab.test\n");
@@ -69,7 +71,7 @@ TEST_F(FaultsTest, DeadResolverOnTheJoinedHostEndsTheReportWithItsReason) {
 TEST_F(FaultsTest, ResolverThatRefusesEndsAtOnceAndUnjoinedHostsGoOn) {
   const CommandResult result = lab.guest.joinscopeAfter(
       resolver("10.99.0.31"), {"-g", "lab.test", "-u", "alice", "-p", "Alice-Pass1", "-V"},
-      kBounded);
+      bounded());
   EXPECT_THAT(result.out, HasSubstr("  Subnet site: \nWARNING! Unable to locate"));
   EXPECT_THAT(result.out, HasSubstr("    Found no SRV records!\n"));
   EXPECT_THAT(result.err, HasSubstr("    DNS problem: "));
@@ -78,7 +80,7 @@ TEST_F(FaultsTest, ResolverThatRefusesEndsAtOnceAndUnjoinedHostsGoOn) {
 }
 
 TEST_F(FaultsTest, UnknownDomainGetsTheAdvice) {
-  const CommandResult result = lab.guest.joinscope({"-g", "nosuch.test", "-V"}, kBounded);
+  const CommandResult result = lab.guest.joinscope({"-g", "nosuch.test", "-V"}, bounded());
   EXPECT_THAT(result.out, HasSubstr("    DNS query for: _ldap._tcp.nosuch.test\n"));
   EXPECT_THAT(result.out, HasSubstr("DC service records not in DNS.  Checking configuration "
                                     "file:\n    Found no SRV records!\n"));
@@ -91,7 +93,7 @@ TEST_F(FaultsTest, ControllersOfTheConfigurationFileServeWhereDnsHasNone) {
   const CommandResult result = lab.guest.joinscopeAfter(
       "printf 'dns.dc.conf.test: dc1.lab.test\\n' > /tmp/conf.e2e; "
       "mount --bind /tmp/conf.e2e /etc/orvald/orvald.conf",
-      {"-T", "conf.test"}, kBounded);
+      {"-T", "conf.test"}, bounded());
   EXPECT_THAT(result.out, HasSubstr("    Domain Controller: dc1.lab.test\n"
                                     "      ldap:      389/tcp - good\n"));
   EXPECT_THAT(result.out, Not(HasSubstr("Global Catalog:")));
@@ -112,7 +114,7 @@ TEST_F(FaultsTest, ControllerWithoutItsLdapPortIsGivenUp) {
   for (const LdapFault& fault : faults) {
     SCOPED_TRACE(fault.description);
     const HostChange filter = filtered(lab.dc, fault.rule);
-    const CommandResult result = lab.member.joinscope({"--diag"}, kBounded);
+    const CommandResult result = lab.member.joinscope({"--diag"}, bounded());
     EXPECT_THAT(result.out, HasSubstr("    Domain Controller: dc1.lab.test\n"
                                       "      ldap:      389/tcp - " +
                                       std::string(fault.verdict) +
@@ -127,7 +129,7 @@ TEST_F(FaultsTest, OtherPortsThatFailAreReportedAndTheControllerKept) {
       filtered(lab.dc,
                "tcp dport 445 drop; add rule inet e2e in tcp dport 464 reject with tcp reset; add "
                "rule inet e2e in udp dport 389 drop; add rule inet e2e in udp dport 123 drop");
-  const CommandResult result = lab.member.joinscope({"--test"}, kBounded);
+  const CommandResult result = lab.member.joinscope({"--test"}, bounded());
   EXPECT_THAT(result.out, HasSubstr("      ldap:      389/tcp - good\n"
                                     "      ldap:      389/udp - timeout\n"
                                     "      smb:       445/tcp - timeout\n"
@@ -141,7 +143,7 @@ TEST_F(FaultsTest, ControllerThatIsOpenButMute) {
   const std::string listeners =
       "$(ss -Hltnp 'sport = :389' | grep -o 'pid=[0-9]*' | cut -d= -f2 | sort -u)";
   const HostChange mute(lab.dc, "kill -STOP " + listeners, "kill -CONT " + listeners);
-  const CommandResult result = lab.member.joinscope({"--diag", "-V"}, kBounded);
+  const CommandResult result = lab.member.joinscope({"--diag", "-V"}, bounded());
   EXPECT_THAT(result.out, HasSubstr("      ldap:      389/tcp - good\n"));
   EXPECT_THAT(result.out, HasSubstr("  Domain Controller: dc1.lab.test:389\n"
                                     "    Failed to retrieve root object\n"));
@@ -170,11 +172,12 @@ TEST_F(FaultsTest, SilentControllersAreGivenUpAndTheLiveOneIsUsed) {
   for (char number = '1'; number <= '9'; ++number) {
     const std::string host = std::string("dead") + number + ".lab.test\n";
     const std::string givenUp = "      No TCP LDAP response, giving up on " + host;
-    catalogs += "    Global Catalog: " + host + "      gc:       3268/tcp - timeout\n" + givenUp;
-    controllers +=
-        "    Domain Controller: " + host + "      ldap:      389/tcp - timeout\n" + givenUp;
+    catalogs.append("    Global Catalog: " + host);
+    catalogs.append("      gc:       3268/tcp - timeout\n" + givenUp);
+    controllers.append("    Domain Controller: " + host);
+    controllers.append("      ldap:      389/tcp - timeout\n" + givenUp);
   }
-  EXPECT_EQ(lab.member.joinscope({"--test"}, kBounded),
+  EXPECT_EQ(lab.member.joinscope({"--test"}, bounded()),
             (CommandResult{0,
                            "Domain Diagnostics:\n  Domain: lab.test\n"
                            "    DNS query for: _ldap._tcp.lab.test\n"
@@ -182,14 +185,14 @@ TEST_F(FaultsTest, SilentControllersAreGivenUpAndTheLiveOneIsUsed) {
                            "  Testing Active Directory connectivity:\n" +
                                catalogs + controllers,
                            ""}));
-  const CommandResult diag = lab.member.joinscope({"--diag"}, kBounded);
+  const CommandResult diag = lab.member.joinscope({"--diag"}, bounded());
   EXPECT_THAT(diag.out, HasSubstr(controllers));
   EXPECT_THAT(diag.out, HasSubstr("  Site: Paris\n")) << "the binding found no live controller";
 }
 
 TEST_F(FaultsTest, ClosedOutputEndsTheRun) {
   const CommandResult result =
-      lab.member.shell("{ " + joinscopeBinary() + " --diag; echo $? >&2; } | head -n 1", kBounded);
+      lab.member.shell("{ " + joinscopeBinary() + " --diag; echo $? >&2; } | head -n 1", bounded());
   EXPECT_EQ(result.out, "joinscope (Orvald 5.7.0-207)\n");
 }
 
@@ -217,7 +220,7 @@ TEST_F(FaultsTest, AbsurdConfigurationFiles) {
     const CommandResult result = lab.member.joinscopeAfter(
         std::string("rm -rf /tmp/conf.e2e; ") + file.make +
             "; mount -t tmpfs none /etc/orvald; mv /tmp/conf.e2e /etc/orvald/orvald.conf",
-        {"--config"}, kBounded);
+        {"--config"}, bounded());
     EXPECT_THAT(result.out, testing::StartsWith(file.firstLine));
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);

@@ -13,12 +13,13 @@ namespace {
 class LabEnvironment : public testing::Environment {
  public:
   void SetUp() override {
-    if (!labMissing()) return;
+    const std::optional<std::string>& missing = labMissing();
+    if (!missing) return;
     const char* ci = std::getenv("CI");
     if (ci != nullptr && std::string_view(ci) == "true") {
-      FAIL() << "the lab is missing: " << *labMissing();
+      FAIL() << "the lab is missing: " << *missing;
     }
-    GTEST_SKIP() << "the lab is missing: " << *labMissing();
+    GTEST_SKIP() << "the lab is missing: " << *missing;
   }
 };
 
