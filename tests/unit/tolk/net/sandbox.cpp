@@ -41,9 +41,13 @@ std::string enter() {
   if (::geteuid() == 0) {
     if (::unshare(kSpaces) != 0) return failed("unshare");
   } else {
-    const std::string map = "0 " + std::to_string(::geteuid()) + " 1";
+    const std::string uid = std::to_string(::geteuid());
+    const std::string gid = std::to_string(::getegid());
     if (::unshare(kSpaces | CLONE_NEWUSER) != 0) return failed("unshare");
-    std::ofstream("/proc/self/uid_map") << map;
+    // Both ids must be mapped before a file can be made (user_namespaces(7)).
+    std::ofstream("/proc/self/setgroups") << "deny";
+    std::ofstream("/proc/self/uid_map") << "0 " + uid + " 1";
+    std::ofstream("/proc/self/gid_map") << "0 " + gid + " 1";
   }
   if (::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return failed("mount");
   if (!hide("/etc") || !hide("/var")) return failed("mount tmpfs");
