@@ -9,25 +9,16 @@ namespace {
 TEST(OsVersion, QuotesOfTheShell) {
   const std::pair<const char*, const char*> rows[] = {
       {"NAME=Fedora\n", "Fedora"},
-      {"NAME=\"Debian GNU/Linux\"\n", "Debian GNU/Linux"},
       {"NAME='a \"b\" \\c'\n", "a \"b\" \\c"},
       {"NAME=\"a \\\"b\\\" \\$c\"\n", "a \"b\" $c"},
       {"PRETTY_NAME=x\nNAMES=y\n# NAME=z\n", ""},
       {"NAME=one\r\nNAME=two\r\n", "two"},
       {"NAME=\"open", "open"},
       {"NAME=\\", "\\"},
-      {"", ""},
   };
-  for (const auto& [text, expected] : rows)
+  for (const auto& [text, expected] : rows) {
     EXPECT_EQ(osReleaseValue(text, "NAME"), expected) << text;
-}
-
-TEST(OsVersion, NeitherIsEverEmpty) {
-  std::string name;
-  std::string version;
-  OSVersion(name, version);
-  EXPECT_FALSE(name.empty());
-  EXPECT_FALSE(version.empty());
+  }
 }
 
 }  // namespace

@@ -1,0 +1,48 @@
+// A process beside the test, and the record lock that it may hold.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <functional>
+#include <string>
+
+/// Does its work and then waits until it is killed.
+class ChildProcess {
+ public:
+  /// Returns when the work is done.
+  explicit ChildProcess(const std::function<void()>& work) {
+    int ready[2];
+    if (::pipe(ready) != 0) return;
+    pid_ = ::fork();
+    if (pid_ == 0) {
+      work();
+      (void)!::write(ready[1], "x", 1);
+      for (;;) ::pause();
+    }
+    ::close(ready[1]);
+    char byte = 0;
+    (void)!::read(ready[0], &byte, 1);
+    ::close(ready[0]);
+  }
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+  ~ChildProcess() {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
+  [[nodiscard]] pid_t pid() const { return pid_; }
+
+ private:
+  pid_t pid_ = -1;
+};
+
+/// Locks the whole file for as long as the process lives; `command` as in fcntl(2).
+inline void takeRecordLock(const std::string& path, int command = F_SETLK) {
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  if (::fcntl(::open(path.c_str(), O_RDWR), command, &lock) != 0) ::_exit(1);
+}
