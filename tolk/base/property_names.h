@@ -67,17 +67,43 @@ inline constexpr Property KRB5_ALLOW_WEAK_CRYPTO{
     "Whether weak Kerberos encryption types are allowed; they are when this is absent."};
 inline constexpr Property VELKD_RPC_TIMEOUT{"VELKD_RPC_TIMEOUT", "velkd.rpc.timeout", "10",
                                             "seconds", "Limit of one call to the agent daemon."};
+inline constexpr Property JOIN_VELKD_WAIT_TIME{
+    "JOIN_VELKD_WAIT_TIME", "join.velkd.wait.time", "60", "seconds",
+    "Time to wait for the agent daemon to gather the forest's domain identifiers."};
+inline constexpr Property VELKD_IDLE_TIMEOUT{
+    "VELKD_IDLE_TIMEOUT", "velkd.idle.timeout", "60", "seconds",
+    "Time without a call after which velkd closes a connection."};
+inline constexpr Property VELKD_TRANSFER_TIMEOUT{
+    "VELKD_TRANSFER_TIMEOUT", "velkd.transfer.timeout", "10", "seconds",
+    "Limit for a caller of velkd to send one call, and to take one answer."};
+inline constexpr Property VELKD_CACHE_LIFETIME{
+    "VELKD_CACHE_LIFETIME", "velkd.cache.lifetime", "5", "seconds",
+    "Age up to which velkd answers with an object that it has read before."};
+inline constexpr Property VELKD_CHECK_INTERVAL{
+    "VELKD_CHECK_INTERVAL", "velkd.check.interval", "60", "seconds",
+    "Time between two looks of velkd at the computer object."};
+inline constexpr Property VELKD_DIRECTORY_TIMEOUT{"VELKD_DIRECTORY_TIMEOUT",
+                                                  "velkd.directory.timeout", "5", "seconds",
+                                                  "Limit of one directory read by velkd."};
+inline constexpr Property VELKD_RECONNECT_MAXTIME{
+    "VELKD_RECONNECT_MAXTIME", "velkd.reconnect.maxtime", "30", "seconds",
+    "Longest pause of velkd between two attempts to connect to the domain."};
+inline constexpr Property VELKD_IDENTIFIERS_INTERVAL{
+    "VELKD_IDENTIFIERS_INTERVAL", "velkd.identifiers.interval", "3600", "seconds",
+    "Time after which velkd reads the domain identifier ranges of the forest anew."};
 
 }  // namespace PN
 
 /// All properties, in the order of the manual page.
 inline constexpr std::array kProperties{
-    &PN::ROOT_LOGGER_NAME,           &PN::TOLKD_CACHE_DISABLE, &PN::TOLKD_PAGED_SEARCH_MAX,
-    &PN::VELKD_DNS_RESPONSE_MAXTIME, &PN::NET_CONNECT_TIMEOUT, &PN::NET_NTP_TIMEOUT,
-    &PN::NET_DISCOVERY_TIMEOUT,      &PN::SMB_SESSION_TIMEOUT, &PN::LDAP_CONNECT_TIMEOUT,
-    &PN::LDAP_BIND_TIMEOUT,          &PN::LDAP_SEARCH_TIMEOUT, &PN::KRB5_KDC_TIMEOUT,
-    &PN::KRB5_CONFFILE_NAME,         &PN::KRB5_KEYTAB_NAME,    &PN::KRB5_ALLOW_WEAK_CRYPTO,
-    &PN::VELKD_RPC_TIMEOUT,
+    &PN::ROOT_LOGGER_NAME,           &PN::TOLKD_CACHE_DISABLE,     &PN::TOLKD_PAGED_SEARCH_MAX,
+    &PN::VELKD_DNS_RESPONSE_MAXTIME, &PN::NET_CONNECT_TIMEOUT,     &PN::NET_NTP_TIMEOUT,
+    &PN::NET_DISCOVERY_TIMEOUT,      &PN::SMB_SESSION_TIMEOUT,     &PN::LDAP_CONNECT_TIMEOUT,
+    &PN::LDAP_BIND_TIMEOUT,          &PN::LDAP_SEARCH_TIMEOUT,     &PN::KRB5_KDC_TIMEOUT,
+    &PN::KRB5_CONFFILE_NAME,         &PN::KRB5_KEYTAB_NAME,        &PN::KRB5_ALLOW_WEAK_CRYPTO,
+    &PN::VELKD_RPC_TIMEOUT,          &PN::JOIN_VELKD_WAIT_TIME,    &PN::VELKD_IDLE_TIMEOUT,
+    &PN::VELKD_TRANSFER_TIMEOUT,     &PN::VELKD_CACHE_LIFETIME,    &PN::VELKD_CHECK_INTERVAL,
+    &PN::VELKD_DIRECTORY_TIMEOUT,    &PN::VELKD_RECONNECT_MAXTIME, &PN::VELKD_IDENTIFIERS_INTERVAL,
 };
 
 }  // namespace tolk
