@@ -1,0 +1,82 @@
+// The computer accounts whose keys are in a keytab.
+#include "tolk/krb5/keytab_accounts.h"
+
+#include <algorithm>
+#include <optional>
+#include <string_view>
+
+#include "tolk/krb5/kerberos_context.h"
+#include "tolk/krb5/krb5_error.h"
+#include "tolk/krb5/krb5_handles.h"
+
+namespace tolk {
+namespace {
+
+std::string_view textOf(const krb5_data& data) noexcept {
+  return {data.data, data.length};
+}
+
+/// One entry while the scan stands at it; its key is wiped and freed at scope exit.
+class Entry {
+ public:
+  explicit Entry(krb5_context context) noexcept : context_(context) {}
+  Entry(const Entry&) = delete;
+  Entry& operator=(const Entry&) = delete;
+  ~Entry() { (void)krb5_free_keytab_entry_contents(context_, &value_); }
+
+  [[nodiscard]] krb5_keytab_entry* get() noexcept { return &value_; }
+
+ private:
+  krb5_context context_;
+  krb5_keytab_entry value_{};
+};
+
+std::optional<KeytabAccount> accountOf(krb5_context context, const krb5_keytab_entry& entry) {
+  const krb5_const_principal principal = entry.principal;
+  if (principal->length != 1) return std::nullopt;
+  const std::string_view name = textOf(principal->data[0]);
+  if (name.size() < 2 || !name.ends_with('$')) return std::nullopt;
+  return KeytabAccount{
+      .name = std::string(name.substr(0, name.size() - 1)),
+      .realm = std::string(textOf(principal->realm)),
+      .keyVersion = entry.vno,
+      .newest = static_cast<std::time_t>(static_cast<std::uint32_t>(entry.timestamp)),
+      .principal = principalText(context, principal)};
+}
+
+void add(std::vector<KeytabAccount>& accounts, KeytabAccount account) {
+  const auto same = std::find_if(accounts.begin(), accounts.end(), [&](const auto& other) {
+    return other.principal == account.principal;
+  });
+  if (same == accounts.end()) {
+    accounts.push_back(std::move(account));
+    return;
+  }
+  same->keyVersion = std::max(same->keyVersion, account.keyVersion);
+  same->newest = std::max(same->newest, account.newest);
+}
+
+}  // namespace
+
+std::vector<KeytabAccount> machineAccountsInKeytab(KerberosContext& kerberos,
+                                                   const std::string& path) {
+  const krb5_context context = kerberos.get();
+  const std::string what = "reading keytab " + path;
+  Krb5Keytab keytab(context);
+  throwIfKrb5(context, krb5_kt_resolve(context, ("FILE:" + path).c_str(), keytab.out()), what);
+  krb5_kt_cursor cursor = nullptr;
+  throwIfKrb5(context, krb5_kt_start_seq_get(context, keytab.get(), &cursor), what);
+  std::vector<KeytabAccount> accounts;
+  krb5_error_code code = 0;
+  while (code == 0) {
+    Entry entry(context);
+    code = krb5_kt_next_entry(context, keytab.get(), entry.get(), &cursor);
+    if (code != 0) break;
+    if (auto account = accountOf(context, *entry.get())) add(accounts, std::move(*account));
+  }
+  (void)krb5_kt_end_seq_get(context, keytab.get(), &cursor);
+  if (code != KRB5_KT_END) throwIfKrb5(context, code, what);
+  return accounts;
+}
+
+}  // namespace tolk
