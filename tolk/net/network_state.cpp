@@ -50,11 +50,13 @@ class Memory {
     const std::lock_guard lock(mutex_);
     const auto found = searches_.find(key(request));
     if (found == searches_.end() || Clock::now() >= found->second.until) return std::nullopt;
+    ++hits_;
     return found->second;
   }
 
   void remember(const DiscoveryRequest& request, const Remembered& result) {
     const std::lock_guard lock(mutex_);
+    ++misses_;
     searches_[key(request)] = result;
     if (result.failure.empty()) servers_[result.info.host] = result.info;
   }
@@ -62,11 +64,14 @@ class Memory {
   std::optional<DCInfo> server(const std::string& host) {
     const std::lock_guard lock(mutex_);
     const auto found = servers_.find(host);
-    return found == servers_.end() ? std::nullopt : std::optional(found->second);
+    if (found == servers_.end()) return std::nullopt;
+    ++hits_;
+    return found->second;
   }
 
   void remember(const DCInfo& info) {
     const std::lock_guard lock(mutex_);
+    ++misses_;
     servers_[info.host] = info;
   }
 
@@ -74,12 +79,26 @@ class Memory {
     const std::lock_guard lock(mutex_);
     const auto found = kdcs_.find(realm);
     if (found == kdcs_.end() || Clock::now() >= found->second.second) return std::nullopt;
+    ++hits_;
     return found->second.first;
   }
 
   void rememberKdcs(const std::string& realm, const std::vector<sockaddr_in>& addresses) {
     const std::lock_guard lock(mutex_);
+    ++misses_;
     kdcs_[realm] = {addresses, Clock::now() + kFailureLifetime};
+  }
+
+  DiscoveryMemory copy() {
+    const std::lock_guard lock(mutex_);
+    DiscoveryMemory all{.hits = hits_, .misses = misses_};
+    const Clock::time_point now = Clock::now();
+    all.failures = static_cast<std::size_t>(
+        std::count_if(searches_.begin(), searches_.end(), [now](const auto& item) {
+          return !item.second.failure.empty() && now < item.second.until;
+        }));
+    for (const auto& [host, info] : servers_) all.controllers.push_back(info);
+    return all;
   }
 
  private:
@@ -88,6 +107,8 @@ class Memory {
   }
 
   std::mutex mutex_;
+  std::uint64_t hits_ = 0;
+  std::uint64_t misses_ = 0;
   std::map<Key, Remembered> searches_;
   std::map<std::string, DCInfo> servers_;
   std::map<std::string, std::pair<std::vector<sockaddr_in>, Clock::time_point>> kdcs_;
@@ -223,6 +244,10 @@ std::vector<sockaddr_in> NetworkState::getKdcs(const std::string& realm) {
   std::vector<sockaddr_in> addresses = findKdcs(domain);
   Memory::instance().rememberKdcs(domain, addresses);
   return addresses;
+}
+
+DiscoveryMemory NetworkState::memory() {
+  return Memory::instance().copy();
 }
 
 }  // namespace tolk

@@ -5,6 +5,7 @@
 #include <netinet/in.h>
 
 #include <boost/shared_ptr.hpp>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -32,6 +33,14 @@ struct DCInfo {
   std::string
       clientSite;         ///< where the controller places this host; empty when no subnet covers it
   sockaddr_in address{};  ///< port 389
+};
+
+/// What a process has learnt by its searches, and how often that has spared it the network.
+struct DiscoveryMemory {
+  std::uint64_t hits = 0;           ///< questions answered from memory
+  std::uint64_t misses = 0;         ///< questions that went to the network
+  std::size_t failures = 0;         ///< searches without result that are believed for now
+  std::vector<DCInfo> controllers;  ///< in the order of their names
 };
 
 /// Controller discovery. Each search ends within velkd.dns.response.maxtime (once for the records,
@@ -67,6 +76,9 @@ class NetworkState {
   /// the others of the SRV records _kerberos._tcp.REALM in their order. Empty when there are none;
   /// throws nothing of the tolk family.
   static std::vector<sockaddr_in> getKdcs(const std::string& realm);
+
+  /// A copy of what is remembered. No network.
+  static DiscoveryMemory memory();
 };
 
 }  // namespace tolk
