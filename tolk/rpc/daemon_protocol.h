@@ -14,12 +14,18 @@ inline constexpr std::string_view kAuthenticate = "org.orvald.velkd.Authenticate
 inline constexpr std::string_view kFetchObject = "org.orvald.velkd.FetchObject";
 inline constexpr std::string_view kGetCurrentDC = "org.orvald.velkd.GetCurrentDC";
 inline constexpr std::string_view kGetSystemInfo = "org.orvald.velkd.GetSystemInfo";
+inline constexpr std::string_view kGetDomainIdentifiers = "org.orvald.velkd.GetDomainIdentifiers";
+inline constexpr std::string_view kGetCloudInstance = "org.orvald.velkd.GetCloudInstance";
+inline constexpr std::string_view kGetInfo = "org.varlink.service.GetInfo";
+inline constexpr std::string_view kGetInterfaceDescription =
+    "org.varlink.service.GetInterfaceDescription";
 }  // namespace daemon_method
 
 namespace daemon_error {
 inline constexpr std::string_view kPermissionDenied = "org.orvald.velkd.PermissionDenied";
 inline constexpr std::string_view kNotJoined = "org.orvald.velkd.NotJoined";
 inline constexpr std::string_view kDirectoryFailed = "org.orvald.velkd.DirectoryFailed";
+inline constexpr std::string_view kStillGathering = "org.orvald.velkd.StillGathering";
 inline constexpr std::string_view kMethodNotFound = "org.varlink.service.MethodNotFound";
 inline constexpr std::string_view kInterfaceNotFound = "org.varlink.service.InterfaceNotFound";
 inline constexpr std::string_view kInvalidParameter = "org.varlink.service.InvalidParameter";
@@ -36,8 +42,8 @@ std::string encodeReply(const json::Value& parameters);
 std::string encodeError(std::string_view error, const json::Value& parameters);
 
 /// The parameters of an answer, an empty object when it has none. Throws IPCException: kErrorAnswer
-/// with the error's name and its parameter "message" for an error, kBadMessage for what is no
-/// answer.
+/// with the error's name and its parameter "message" for an error (kStillGathering for that one),
+/// kBadMessage for what is no answer.
 json::Document decodeReply(std::string_view text);
 
 }  // namespace tolk

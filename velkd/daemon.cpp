@@ -1,0 +1,136 @@
+// The daemon from start to end.
+#include "velkd/daemon.h"
+
+#include <sys/resource.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <string>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/logger.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "velkd/exit_status.h"
+#include "velkd/listener.h"
+#include "velkd/notify.h"
+#include "velkd/service.h"
+
+namespace velkd {
+namespace {
+
+constexpr const char* kLockFile = "/var/run/velkd.lock";
+constexpr const char* kSocketDirectory = "/var/orvald/daemon";
+constexpr const char* kLogFile = "/var/log/orvald.log";
+constexpr std::size_t kMaxQueuedJobs = 2048;
+
+const tolk::Logger& logger() {
+  return tolk::Logger::GetThreadPrivateLogger("velkd");
+}
+
+/// Signals as a descriptor. Blocked for good in this thread and in those that it starts.
+class Signals {
+ public:
+  Signals() {
+    sigset_t set;
+    ::sigemptyset(&set);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) ::sigaddset(&set, signal);
+    (void)::pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    fd_.reset(::signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
+    if (!fd_) throw tolk::IOException("Cannot wait for signals", errno);
+  }
+  [[nodiscard]] int fd() const noexcept { return fd_.get(); }
+  /// The next one, 0 when there is none.
+  [[nodiscard]] int next() const noexcept {
+    signalfd_siginfo info{};
+    if (::read(fd_.get(), &info, sizeof info) != static_cast<ssize_t>(sizeof info)) return 0;
+    return static_cast<int>(info.ssi_signo);
+  }
+
+ private:
+  tolk::UniqueFd fd_;
+};
+
+// As many descriptors as all connections need, as far as this host allows.
+void allowDescriptors() {
+  constexpr rlim_t kWanted = 4096;
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kWanted) return;
+  limit.rlim_cur = std::min(kWanted, limit.rlim_max);
+  (void)::setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+ServerLimits configuredLimits() {
+  const tolk::Properties& properties = tolk::Props();
+  ServerLimits limits;
+  limits.idle = std::chrono::milliseconds(properties.getLimitMs(tolk::PN::VELKD_IDLE_TIMEOUT));
+  limits.transfer =
+      std::chrono::milliseconds(properties.getLimitMs(tolk::PN::VELKD_TRANSFER_TIMEOUT));
+  return limits;
+}
+
+void reload(Server& server, Worker& worker) {
+  tolk::openLog(tolk::LogSink::file, kLogFile);
+  tolk::Logger::ReconfigureLevels(tolk::Props(true));
+  server.setLimits(configuredLimits());
+  worker.wake();
+  logger().log(tolk::LogLevel::info, "Reread the configuration");
+}
+
+// The worker may be waiting for a server that does not answer; nothing of what it holds outlives
+// the process, so that is no reason to stay.
+void endWorker(Worker& worker) {
+  const std::chrono::milliseconds limit(tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT));
+  if (worker.stop(limit)) return;
+  logger().log(tolk::LogLevel::warning, "Ended while waiting for the directory");
+  ::_exit(exit_status::kSuccess);
+}
+
+void serveCallers(const Signals& signals, Worker& worker, Service& service, Mailbox& mailbox) {
+  Listener listener(kSocketDirectory);
+  Server server(
+      listener.takeSocket(), [&service](const Request& request) { return service.handle(request); },
+      mailbox, configuredLimits());
+  notifyServiceManager("READY=1");
+  logger().log(tolk::LogLevel::info, "Ready");
+  server.run(signals.fd(), [&] {
+    const int signal = signals.next();
+    if (signal == SIGHUP) reload(server, worker);
+    return signal == 0 || signal == SIGHUP;
+  });
+  notifyServiceManager("STOPPING=1");
+}
+
+void serve(const Signals& signals) {
+  Mailbox mailbox;
+  StatusBoard board;
+  Directory directory(board);
+  Worker worker(kMaxQueuedJobs, [&directory] { return directory.upkeep(); });
+  Service service(
+      board, worker, [&directory](const FetchCall& call) { return directory.fetch(call); },
+      mailbox);
+  try {
+    serveCallers(signals, worker, service, mailbox);
+  } catch (...) {
+    endWorker(worker);  // its jobs use what is about to go
+    throw;
+  }
+  endWorker(worker);
+}
+
+}  // namespace
+
+int runDaemon() {
+  const Signals signals;
+  const InstanceLock lock(kLockFile);
+  tolk::openLog(tolk::LogSink::file, kLogFile);
+  allowDescriptors();
+  serve(signals);
+  logger().log(tolk::LogLevel::info, "Ended");
+  return exit_status::kSuccess;
+}
+
+}  // namespace velkd

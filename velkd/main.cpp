@@ -1,0 +1,6 @@
+// Process entry of the agent daemon.
+#include "velkd/program.h"
+
+int main(int argc, char** argv) {
+  return velkd::runProgram(argc, argv);
+}

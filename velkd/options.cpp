@@ -1,0 +1,126 @@
+// The command line of velkd.
+#include "velkd/options.h"
+
+#include <getopt.h>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace velkd {
+
+const char* const kUsage = R"(Usage: velkd
+       velkd adopt [--domain DOMAIN] [--auto-zone | --null-zone | --zone DN --schema NAME]
+       velkd unadopt
+       velkd --help | --version
+
+Without a word velkd is the agent daemon and stays in the foreground.
+
+  adopt       make the join of this host, which another tool has joined to its domain, known to the agent
+  unadopt     set the agent's join settings aside; the join itself stays
+
+  --domain DOMAIN   the domain to take when the keytab has accounts of several
+  --auto-zone       this host is in no zone of its own (the default)
+  --null-zone       this host uses no zones
+  --zone DN         the zone of this host, a distinguished name
+  --schema NAME     the layout of that zone: orv_v1_0, orv_v2_0, orv_r2, sfu_v3_0 or sfu_v3_0v1
+)";
+
+namespace {
+
+constexpr std::array<std::string_view, 5> kZoneSchemas{"orv_v1_0", "orv_v2_0", "orv_r2", "sfu_v3_0",
+                                                       "sfu_v3_0v1"};
+
+enum Letter { kDomain = 1, kZone, kSchema, kAutoZone, kNullZone, kHelp, kVersion };
+
+constexpr std::array kLong{
+    option{"domain", required_argument, nullptr, kDomain},
+    option{"zone", required_argument, nullptr, kZone},
+    option{"schema", required_argument, nullptr, kSchema},
+    option{"auto-zone", no_argument, nullptr, kAutoZone},
+    option{"null-zone", no_argument, nullptr, kNullZone},
+    option{"help", no_argument, nullptr, kHelp},
+    option{"version", no_argument, nullptr, kVersion},
+    option{nullptr, 0, nullptr, 0},
+};
+
+struct Reader {
+  Options options;
+  bool forAdopt = false;  // an option was given that only adopt takes
+  int zoneOptions = 0;
+
+  void chooseZone(ZoneChoice choice) {
+    options.zoneChoice = choice;
+    ++zoneOptions;
+  }
+
+  void take(int letter) {
+    forAdopt = forAdopt || letter < kHelp;
+    switch (letter) {
+      case kDomain:
+        options.domain = optarg;
+        break;
+      case kZone:
+        options.zone = optarg;
+        chooseZone(ZoneChoice::named);
+        break;
+      case kSchema:
+        options.schema = optarg;
+        break;
+      case kAutoZone:
+        chooseZone(ZoneChoice::automatic);
+        break;
+      case kNullZone:
+        chooseZone(ZoneChoice::none);
+        break;
+      case kHelp:
+        options.action = Action::help;
+        break;
+      case kVersion:
+        options.action = Action::version;
+        break;
+      default:
+        options.problem = "unknown option, or an option without its argument";
+        break;
+    }
+  }
+
+  void takeWords(int count, char** words) {
+    if (count == 0) return;
+    const std::string_view word = words[0];
+    if (word == "adopt") options.action = Action::adopt;
+    if (word == "unadopt") options.action = Action::unadopt;
+    if (options.action == Action::daemon)
+      options.problem = "unknown word '" + std::string(word) + "'";
+    if (count > 1) options.problem = "too many words";
+  }
+
+  [[nodiscard]] std::string problem() const {
+    if (!options.problem.empty()) return options.problem;
+    if (forAdopt && options.action != Action::adopt) return "that option goes with adopt";
+    if (zoneOptions > 1) return "only one zone may be chosen";
+    const bool named = options.zoneChoice == ZoneChoice::named;
+    if (named && options.zone.empty()) return "--zone needs a distinguished name";
+    if (named != !options.schema.empty()) return "--zone and --schema go together";
+    const bool known =
+        std::find(kZoneSchemas.begin(), kZoneSchemas.end(), options.schema) != kZoneSchemas.end();
+    return named && !known ? "there is no schema '" + options.schema + "'" : std::string();
+  }
+};
+
+}  // namespace
+
+Options parseOptions(int argc, char** argv) {
+  Reader reader;
+  opterr = 0;
+  optind = 0;  // starts anew (getopt(3), GNU)
+  for (int letter = 0; (letter = ::getopt_long(argc, argv, "", kLong.data(), nullptr)) != -1;) {
+    reader.take(letter);
+    if (letter == kHelp || letter == kVersion) return reader.options;
+  }
+  reader.takeWords(argc - optind, argv + optind);
+  reader.options.problem = reader.problem();
+  return reader.options;
+}
+
+}  // namespace velkd

@@ -1,0 +1,78 @@
+// What the program does.
+#include "velkd/program.h"
+
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <iostream>
+
+#include "velkd/adopt.h"
+#include "velkd/daemon.h"
+#include "velkd/exit_status.h"
+#include "velkd/options.h"
+
+namespace velkd {
+namespace {
+
+// The process holds keys and tickets: none of that into a core file, or to a debugger.
+void protectMemory() {
+  const rlimit none{};
+  (void)::setrlimit(RLIMIT_CORE, &none);
+  (void)::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);
+}
+
+int runAction(const Options& options) {
+  switch (options.action) {
+    case Action::daemon:
+      return runDaemon();
+    case Action::adopt:
+      adopt(options, std::cout);
+      return exit_status::kSuccess;
+    case Action::unadopt:
+      unadopt(std::cout);
+      return exit_status::kSuccess;
+    case Action::help:
+      std::cout << kUsage;
+      return exit_status::kSuccess;
+    case Action::version:
+      break;
+  }
+  std::cout << "velkd (Orvald " << VELKD_VERSION << ")\n";
+  return exit_status::kSuccess;
+}
+
+bool forEverybody(Action action) {
+  return action == Action::help || action == Action::version;
+}
+
+int run(const Options& options) {
+  if (!options.problem.empty()) {
+    std::cerr << "velkd: " << options.problem << '\n' << kUsage;
+    return exit_status::kUsageError;
+  }
+  if (!forEverybody(options.action) && ::geteuid() != 0) {
+    std::cerr << "You must be root to run velkd.\n";
+    return exit_status::kNotRoot;
+  }
+  return runAction(options);
+}
+
+}  // namespace
+
+int runProgram(int argc, char** argv) noexcept {
+  protectMemory();
+  try {
+    return run(parseOptions(argc, argv));
+  } catch (const AdoptRefusal& e) {
+    std::cout.flush();
+    std::cerr << "velkd: " << e.what() << '\n';
+    return e.status();
+  } catch (const std::exception& e) {
+    std::cout.flush();
+    std::cerr << "velkd: " << e.what() << '\n';
+    return exit_status::kMiscError;
+  }
+}
+
+}  // namespace velkd

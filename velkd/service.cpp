@@ -1,0 +1,286 @@
+// The methods of the daemon channel.
+#include "velkd/service.h"
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <string_view>
+#include <utility>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
+#include "tolk/rpc/daemon_protocol.h"
+#include "tolk/rpc/json.h"
+#include "tolk/rpc/varlink_wire.h"
+#include "velkd/interface_text.h"
+#include "velkd/rpc_error.h"
+#include "velkd/system_info.h"
+
+namespace velkd {
+namespace {
+
+namespace json = tolk::json;
+using Clock = std::chrono::steady_clock;
+
+/// The parameters of an answer while they are put together.
+struct Reply {
+  json::Document value{rapidjson::kObjectType};
+
+  json::Allocator& memory() { return value.GetAllocator(); }
+  Reply& add(const char* name, json::Value member) {
+    value.AddMember(rapidjson::StringRef(name), member, memory());
+    return *this;
+  }
+  Reply& add(const char* name, std::string_view text) {
+    return add(name, json::makeString(text, memory()));
+  }
+  [[nodiscard]] std::string text() const { return tolk::encodeReply(value); }
+};
+
+std::string errorText(const RpcError& error) {
+  json::Document parameters(rapidjson::kObjectType);
+  json::Allocator& memory = parameters.GetAllocator();
+  parameters.AddMember(json::makeString(error.parameter(), memory),
+                       json::makeString(tolk::printable(error.message()), memory), memory);
+  return tolk::encodeError(error.name(), parameters);
+}
+
+[[noreturn]] void throwInvalid(std::string_view parameter) {
+  throw RpcError(tolk::daemon_error::kInvalidParameter, std::string(parameter), "parameter");
+}
+
+std::string textOf(const json::Value& value, std::string_view name) {
+  if (!value.IsString()) throwInvalid(name);
+  return {value.GetString(), value.GetStringLength()};
+}
+
+const json::Value& needed(const json::Value& parameters, std::string_view name) {
+  const json::Value* member = json::findMember(parameters, name);
+  if (member == nullptr) throwInvalid(name);
+  return *member;
+}
+
+bool flag(const json::Value& object, std::string_view name, bool fallback) {
+  const json::Value* member = json::findMember(object, name);
+  if (member == nullptr) return fallback;
+  if (!member->IsBool()) throwInvalid(name);
+  return member->GetBool();
+}
+
+std::vector<std::string> texts(const json::Value& parameters, std::string_view name) {
+  constexpr std::size_t kMaxTexts = 1024;
+  const json::Value& list = needed(parameters, name);
+  if (!list.IsArray() || list.Size() > kMaxTexts) throwInvalid(name);
+  std::vector<std::string> all;
+  for (const json::Value& item : list.GetArray()) all.push_back(textOf(item, name));
+  return all;
+}
+
+// A name with a NUL byte would end early in C.
+std::string cText(const json::Value& parameters, std::string_view name) {
+  std::string text = textOf(needed(parameters, name), name);
+  if (text.find('\0') != std::string::npos) throwInvalid(name);
+  return text;
+}
+
+std::string serviceInfo() {
+  Reply reply;
+  json::Value names(rapidjson::kArrayType);
+  for (const std::string_view name : {kServiceInterfaceName, kInterfaceName}) {
+    names.PushBack(json::makeString(name, reply.memory()), reply.memory());
+  }
+  return reply.add("vendor", "Pellion")
+      .add("product", "velkd")
+      .add("version", VELKD_VERSION)
+      .add("url", "")
+      .add("interfaces", std::move(names))
+      .text();
+}
+
+std::string interfaceDescription(const json::Value& parameters) {
+  const std::string name = cText(parameters, "interface");
+  if (name == kInterfaceName) return Reply().add("description", kInterfaceText).text();
+  if (name == kServiceInterfaceName) {
+    return Reply().add("description", kServiceInterfaceText).text();
+  }
+  throw RpcError(tolk::daemon_error::kInterfaceNotFound, name, "interface");
+}
+
+[[noreturn]] void throwUnknown(const std::string& method) {
+  const std::string interface = method.substr(0, method.rfind('.'));
+  if (interface == kInterfaceName || interface == kServiceInterfaceName) {
+    throw RpcError(tolk::daemon_error::kMethodNotFound, method, "method");
+  }
+  throw RpcError(tolk::daemon_error::kInterfaceNotFound, interface, "interface");
+}
+
+std::string messageMember(const json::Document& message) {
+  if (!message.IsObject()) throw tolk::BadDataException("The call is no JSON object");
+  return json::stringMember(message, "method");
+}
+
+}  // namespace
+
+struct Service::Call {
+  Request request;
+  std::string method;
+  json::Document message;
+  bool oneway = false;  ///< the caller wants no answer
+  Clock::time_point started = Clock::now();
+
+  [[nodiscard]] const json::Value& parameters() const {
+    static const json::Value kNone(rapidjson::kObjectType);
+    const json::Value* found = json::findMember(message, "parameters");
+    if (found == nullptr) return kNone;
+    if (!found->IsObject()) throwInvalid("parameters");
+    return *found;
+  }
+  [[nodiscard]] std::chrono::microseconds age() const {
+    return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - started);
+  }
+};
+
+struct Service::Method {
+  std::string_view name;
+  std::optional<std::string> (*run)(Service&, const Call&);
+};
+
+std::optional<std::string> Service::run(const Call& call) {
+  namespace names = tolk::daemon_method;
+  static constexpr std::array kMethods{
+      Method{names::kAuthenticate,
+             [](Service&, const Call& c) -> std::optional<std::string> {
+               const Caller& caller = c.request.caller;
+               return Reply()
+                   .add("uid", json::Value(caller.uid))
+                   .add("privileged", json::Value(caller.privileged()))
+                   .text();
+             }},
+      Method{names::kFetchObject, [](Service& s, const Call& c) { return s.fetchObject(c); }},
+      Method{names::kGetCurrentDC,
+             [](Service& s, const Call&) -> std::optional<std::string> {
+               return Reply().add("host", s.board_.get().controller).text();
+             }},
+      Method{names::kGetSystemInfo, [](Service& s, const Call& c) { return s.getSystemInfo(c); }},
+      Method{names::kGetDomainIdentifiers,
+             [](Service& s, const Call& c) { return s.getDomainIdentifiers(c); }},
+      Method{names::kGetCloudInstance,
+             [](Service&, const Call&) -> std::optional<std::string> {
+               return Reply().add("code", json::Value(0)).add("text", "").text();
+             }},
+      Method{names::kGetInfo,
+             [](Service&, const Call&) -> std::optional<std::string> { return serviceInfo(); }},
+      Method{names::kGetInterfaceDescription,
+             [](Service&, const Call& c) -> std::optional<std::string> {
+               return interfaceDescription(c.parameters());
+             }},
+  };
+  for (const Method& method : kMethods) {
+    if (method.name == call.method) return method.run(*this, call);
+  }
+  throwUnknown(call.method);
+}
+
+std::optional<std::string> Service::handle(const Request& request) {
+  Call call{.request = request, .method = {}, .message = json::parse(request.text)};
+  call.method = messageMember(call.message);
+  std::optional<std::string> answer;
+  bool error = false;
+  std::string counted = call.method;
+  try {
+    call.oneway = flag(call.message, "oneway", false);
+    answer = run(call);
+  } catch (const RpcError& e) {
+    // What callers make up is counted as one, so that it takes no memory.
+    const bool unknown = e.name() == tolk::daemon_error::kMethodNotFound ||
+                         e.name() == tolk::daemon_error::kInterfaceNotFound;
+    if (unknown) counted = "unknown methods";
+    error = true;
+    answer = errorText(e);
+  }
+  if (!answer) return std::nullopt;  // counted by the worker
+  counters_.count(counted, error, call.age());
+  return call.oneway ? std::string() : answer;
+}
+
+std::optional<std::string> Service::fetchObject(const Call& call) {
+  const json::Value& parameters = call.parameters();
+  FetchCall fetch{.privileged = call.request.caller.privileged(),
+                  .server = cText(parameters, "server"),
+                  .dn = cText(parameters, "dn"),
+                  .attributes = texts(parameters, "attributes"),
+                  .fresh = flag(parameters, "fresh", false)};
+  const auto job = [this, fetch = std::move(fetch), connection = call.request.connection,
+                    method = call.method, oneway = call.oneway, started = call.started] {
+    std::string answer;
+    bool error = false;
+    try {
+      const std::chrono::milliseconds limit(tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT));
+      if (Clock::now() - started >= limit) {
+        throw RpcError(tolk::daemon_error::kDirectoryFailed, "The call has waited too long.");
+      }
+      answer = fetch_(fetch);
+      if (answer.size() > tolk::kMaxMessageBytes) {
+        throw RpcError(tolk::daemon_error::kDirectoryFailed, "The object is too large.");
+      }
+    } catch (const RpcError& e) {
+      error = true;
+      answer = errorText(e);
+    } catch (const std::exception& e) {
+      error = true;
+      answer = errorText(RpcError(tolk::daemon_error::kDirectoryFailed, e.what()));
+    }
+    counters_.count(method, error,
+                    std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - started));
+    mailbox_.post({.connection = connection, .text = oneway ? std::string() : std::move(answer)});
+  };
+  if (!worker_.post(job)) {
+    throw RpcError(tolk::daemon_error::kDirectoryFailed, "Too many calls are waiting.");
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> Service::getSystemInfo(const Call& call) {
+  const json::Value& modules = needed(call.parameters(), "modules");
+  if (!modules.IsUint()) throwInvalid("modules");
+  const std::optional<bool> counting = countingWanted(modules.GetUint());
+  const bool privileged = call.request.caller.privileged();
+  if (counting && !privileged) {
+    throw RpcError(tolk::daemon_error::kPermissionDenied,
+                   "Only root may switch the performance counters.");
+  }
+  if (counting && *counting) counters_.enable();
+  if (counting && !*counting) counters_.disable();
+  return Reply()
+      .add("text",
+           systemInfoText(modules.GetUint(), readSystemFacts(privileged, board_, counters_)))
+      .text();
+}
+
+std::optional<std::string> Service::getDomainIdentifiers(const Call& call) {
+  if (!call.request.caller.privileged()) {
+    throw RpcError(tolk::daemon_error::kPermissionDenied,
+                   "Only root may read the domain identifier ranges.");
+  }
+  const DirectoryStatus status = board_.get();
+  if (!status.joined) {
+    throw RpcError(tolk::daemon_error::kNotJoined, "This host is in no domain.");
+  }
+  if (!status.rangesKnown) {
+    throw RpcError(tolk::daemon_error::kStillGathering,
+                   "The domain identifier ranges are not known yet.");
+  }
+  Reply reply;
+  json::Value ranges(rapidjson::kArrayType);
+  for (const auto& [domain, range] : status.ranges) {
+    json::Value pair(rapidjson::kObjectType);
+    pair.AddMember("key", json::makeString(domain, reply.memory()), reply.memory());
+    pair.AddMember("value", json::makeString(range, reply.memory()), reply.memory());
+    ranges.PushBack(pair, reply.memory());
+  }
+  return reply.add("ranges", std::move(ranges)).text();
+}
+
+}  // namespace velkd

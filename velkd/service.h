@@ -1,0 +1,48 @@
+// The methods of the daemon channel: who may call them, what they answer. docs/daemon-protocol.md
+// describes them.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "velkd/counters.h"
+#include "velkd/directory.h"
+#include "velkd/mailbox.h"
+#include "velkd/server.h"
+#include "velkd/status.h"
+#include "velkd/worker.h"
+
+namespace velkd {
+
+/// Answers at once what needs no network and hands the rest to the worker. Everything it refers to
+/// must outlive it.
+class Service {
+ public:
+  /// `fetch` runs on the worker's thread and gives the text of an answer or throws RpcError.
+  using Fetch = std::function<std::string(const FetchCall&)>;
+
+  Service(const StatusBoard& board, Worker& worker, Fetch fetch, Mailbox& mailbox)
+      : board_(board), worker_(worker), fetch_(std::move(fetch)), mailbox_(mailbox) {}
+
+  /// A Handler for the server.
+  std::optional<std::string> handle(const Request& request);
+
+ private:
+  struct Call;
+  struct Method;
+  [[nodiscard]] std::optional<std::string> run(const Call& call);
+  [[nodiscard]] std::optional<std::string> fetchObject(const Call& call);
+  [[nodiscard]] std::optional<std::string> getSystemInfo(const Call& call);
+  [[nodiscard]] std::optional<std::string> getDomainIdentifiers(const Call& call);
+
+  const StatusBoard& board_;
+  Worker& worker_;
+  Fetch fetch_;
+  Mailbox& mailbox_;
+  Counters counters_;
+};
+
+}  // namespace velkd

@@ -1,0 +1,223 @@
+// The text of GetSystemInfo.
+#include "velkd/system_info.h"
+
+#include <array>
+#include <sstream>
+#include <string_view>
+#include <vector>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/join_settings.h"
+#include "tolk/base/text.h"
+
+namespace velkd {
+namespace {
+
+using Output = std::ostringstream;
+
+void line(Output& out, std::string_view label, const std::string& value) {
+  out << "    " << label << ": " << (value.empty() ? "<none>" : tolk::printable(value)) << '\n';
+}
+
+void line(Output& out, std::string_view label, std::uint64_t value) {
+  line(out, label, std::to_string(value));
+}
+
+std::string timeText(std::time_t time) {
+  if (time == 0) return {};
+  constexpr std::size_t kMaxText = 50;
+  std::tm local{};
+  std::array<char, kMaxText> text{};
+  if (::localtime_r(&time, &local) == nullptr) return {};
+  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %T %Z", &local)};
+}
+
+std::string setting(const SystemFacts& facts, std::string_view name) {
+  const auto found = facts.settings.find(std::string(name));
+  return found == facts.settings.end() ? std::string() : found->second;
+}
+
+void writeDns(Output& out, const SystemFacts& facts) {
+  line(out, "Answers from memory (hits)", facts.discovery.hits);
+  line(out, "Questions to the network (misses)", facts.discovery.misses);
+  line(out, "Failures that are remembered", facts.discovery.failures);
+}
+
+void writeDomain(Output& out, const SystemFacts& facts) {
+  line(out, "Domain", setting(facts, tolk::SETTING_DOMAIN_NAME));
+  line(out, "Forest", facts.directory.forest);
+  line(out, "Joined as", setting(facts, tolk::SETTING_HOST_NAME));
+  line(out, "Pre-win2K name", setting(facts, tolk::SETTING_PREW2K_HOST_NAME));
+  line(out, "Security identifier", setting(facts, tolk::SETTING_HOSTSID));
+  line(out, "Site", setting(facts, tolk::SETTING_MACHINE_SITE));
+  line(out, "Subnet site", setting(facts, tolk::SETTING_SUBNET_SITE));
+}
+
+void writeNetState(Output& out, const SystemFacts& facts) {
+  line(out, "Controllers that are remembered", facts.discovery.controllers.size());
+  for (const tolk::DCInfo& info : facts.discovery.controllers) {
+    out << "    " << tolk::printable(info.host) << '\n';
+    const bool named = (info.flags & tolk::DCInfo::kUnverified) == 0;
+    out << "      Domain: " << tolk::printable(named ? info.domain : "<not known>") << '\n'
+        << "      Site: " << tolk::printable(named ? info.dcSite : "<not known>") << '\n';
+  }
+}
+
+const char* objectText(ObjectState state) {
+  switch (state) {
+    case ObjectState::usable:
+      return "usable";
+    case ObjectState::missing:
+      return "does not exist";
+    case ObjectState::disabled:
+      return "disabled";
+    case ObjectState::unknown:
+      break;
+  }
+  return "not looked at yet";
+}
+
+void writeAgent(Output& out, const SystemFacts& facts) {
+  const DirectoryStatus& status = facts.directory;
+  line(out, "Binding", status.connected ? "connected" : "not connected");
+  line(out, "Controller", status.controller);
+  line(out, "Account", status.principal);
+  line(out, "Computer object", status.objectDn);
+  line(out, "State of the computer object", objectText(status.object));
+  line(out, "Last look at it", timeText(status.lastCheck));
+  line(out, "Connected since", timeText(status.connectedSince));
+  line(out, "Ticket ends", timeText(status.ticketEnd));
+  line(out, "Reconnects", status.connects > 0 ? status.connects - 1 : 0);
+  line(out, "Failed attempts since", status.failures);
+  line(out, "Last failure", status.lastFailure);
+  line(out, "Object cache hits", status.cacheHits);
+  line(out, "Object cache misses", status.cacheMisses);
+}
+
+// Whoever keeps a secret in the configuration finds its key here, not its value.
+bool namesSecret(const std::string& key) {
+  const std::string lower = tolk::toLower(key);
+  constexpr std::array kWords{"password", "passwd", "secret", "credential", "token", "private"};
+  for (const char* word : kWords) {
+    if (lower.find(word) != std::string::npos) return true;
+  }
+  return false;
+}
+
+void writeConfig(Output& out, const SystemFacts& facts) {
+  if (!facts.privileged) {
+    out << "    Only root may see the configuration.\n";
+    return;
+  }
+  for (const auto& [key, value] : facts.config) {
+    line(out, tolk::printable(key), namesSecret(key) ? "<hidden>" : value);
+  }
+  if (facts.config.empty()) out << "    Every property has its default.\n";
+}
+
+void writeCounters(Output& out, const SystemFacts& facts) {
+  line(out, "Counting", facts.counters.enabled ? "on" : "off");
+  for (const auto& [method, count] : facts.counters.methods) {
+    out << "    " << method << ": " << count.calls << " calls, " << count.errors << " errors, "
+        << count.total.count() << " us in all, " << count.longest.count() << " us the longest\n";
+  }
+}
+
+void writeZone(Output& out, const SystemFacts& facts) {
+  line(out, "Zone", setting(facts, tolk::SETTING_ZONE_REALNAME));
+  line(out, "Schema", setting(facts, tolk::SETTING_SCHEMA));
+  line(out, "Zone identifier", setting(facts, tolk::SETTING_ZONE_GUID));
+}
+
+std::vector<std::string> problemsOf(const SystemFacts& facts) {
+  const DirectoryStatus& status = facts.directory;
+  std::vector<std::string> problems;
+  if (!facts.settingsProblem.empty()) problems.push_back(facts.settingsProblem);
+  if (status.joined && !status.connected) {
+    problems.push_back(
+        "There is no connection to the domain: " +
+        (status.lastFailure.empty() ? "it has not been tried yet." : status.lastFailure));
+  }
+  if (status.object == ObjectState::missing) {
+    problems.emplace_back("The computer object does not exist any more. Join this computer again.");
+  }
+  if (status.object == ObjectState::disabled) {
+    problems.emplace_back("The computer object is disabled. Enable it in the directory.");
+  }
+  if (status.ticketEnd != 0 && facts.now >= status.ticketEnd) {
+    problems.emplace_back("The ticket of the computer account has ended and cannot be renewed.");
+  }
+  if (status.connected && !status.lastFailure.empty()) problems.push_back(status.lastFailure);
+  return problems;
+}
+
+void writeHealth(Output& out, const SystemFacts& facts) {
+  const std::vector<std::string> problems = problemsOf(facts);
+  for (const std::string& problem : problems) out << "    " << tolk::printable(problem) << '\n';
+  if (problems.empty()) out << "    No problem is known.\n";
+}
+
+void writeOrb(Output& out, const SystemFacts& /*facts*/) {
+  out << "    Not configured.\n";
+}
+
+struct Section {
+  std::uint32_t bits;
+  const char* title;
+  void (*write)(Output&, const SystemFacts&);
+};
+
+constexpr std::array kSections{
+    Section{Module::dns, "DNS", writeDns},
+    Section{Module::domain, "Domain", writeDomain},
+    Section{Module::netState, "Network state", writeNetState},
+    Section{Module::adAgent, "Active Directory agent", writeAgent},
+    Section{Module::config, "Configuration", writeConfig},
+    Section{Module::pmon | Module::pmonEnable | Module::pmonDisable, "Performance", writeCounters},
+    Section{Module::zone, "Zone", writeZone},
+    Section{Module::health, "Health", writeHealth},
+    Section{Module::orb, "Cloud", writeOrb},
+};
+
+}  // namespace
+
+SystemFacts readSystemFacts(bool privileged, const StatusBoard& board, const Counters& counters) {
+  SystemFacts facts{.privileged = privileged,
+                    .now = std::time(nullptr),
+                    .directory = board.get(),
+                    .config = tolk::Props().all(),
+                    .discovery = tolk::NetworkState::memory(),
+                    .counters = counters.get()};
+  constexpr std::array kSettings{
+      tolk::SETTING_DOMAIN_NAME,   tolk::SETTING_HOST_NAME,    tolk::SETTING_PREW2K_HOST_NAME,
+      tolk::SETTING_HOSTSID,       tolk::SETTING_MACHINE_SITE, tolk::SETTING_SUBNET_SITE,
+      tolk::SETTING_ZONE_REALNAME, tolk::SETTING_SCHEMA,       tolk::SETTING_ZONE_GUID};
+  try {
+    for (const std::string_view name : kSettings) {
+      facts.settings[std::string(name)] = tolk::loadSetting(name, false, false);
+    }
+    tolk::CheckEssentialKSets();
+  } catch (const tolk::Base_Exception& e) {
+    facts.settingsProblem = e.what();
+  }
+  return facts;
+}
+
+std::string systemInfoText(std::uint32_t modules, const SystemFacts& facts) {
+  Output out;
+  for (const Section& section : kSections) {
+    if ((modules & section.bits) == 0) continue;
+    out << "  " << section.title << '\n';
+    section.write(out, facts);
+  }
+  return std::move(out).str();
+}
+
+std::optional<bool> countingWanted(std::uint32_t modules) {
+  const bool enable = (modules & Module::pmonEnable) != 0;
+  const bool disable = (modules & Module::pmonDisable) != 0;
+  if (enable == disable) return std::nullopt;
+  return enable;
+}
+
+}  // namespace velkd
