@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
-#include <thread>
+#include <optional>
 
 #include "tolk/base/exceptions.h"
 
@@ -45,7 +45,7 @@ class Wire : public testing::Test {
               static_cast<ssize_t>(bytes.size()));
   }
 
-  static constexpr std::size_t kLimit = 1000;
+  static constexpr std::size_t kLimit = 100'000;
   std::optional<VarlinkStream> stream_;
   UniqueFd peer_;
 };
@@ -53,17 +53,14 @@ class Wire : public testing::Test {
 TEST(MessageBuffer, FindsMessagesInEveryCut) {
   const std::string bytes = "one\0\0three\0four"s;
   for (std::size_t cut = 0; cut <= bytes.size(); ++cut) {
-    for (std::size_t second = cut; second <= bytes.size(); ++second) {
-      MessageBuffer buffer;
-      std::vector<std::string> messages;
-      for (const std::string& piece :
-           {bytes.substr(0, cut), bytes.substr(cut, second - cut), bytes.substr(second)}) {
-        buffer.append(piece);
-        while (auto message = buffer.next()) messages.push_back(*message);
-      }
-      EXPECT_EQ(messages, std::vector<std::string>({"one", "", "three"})) << cut << " " << second;
-      EXPECT_FALSE(buffer.empty());
+    MessageBuffer buffer;
+    std::vector<std::string> messages;
+    for (const std::string& piece : {bytes.substr(0, cut), bytes.substr(cut)}) {
+      buffer.append(piece);
+      while (auto message = buffer.next()) messages.push_back(*message);
     }
+    EXPECT_EQ(messages, std::vector<std::string>({"one", "", "three"})) << cut;
+    EXPECT_FALSE(buffer.empty());
   }
 }
 
@@ -116,27 +113,10 @@ TEST_F(Wire, PeerThatDoesNotReadEndsTheSendAtItsDeadline) {
             IpcError::kTimeout);
 }
 
-TEST_F(Wire, DeadlineEndsTheWaitThoughBytesKeepComing) {
-  int ends[2];
-  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-  VarlinkStream client{UniqueFd(ends[0])};
-  peer_.reset(ends[1]);
-  peerSends(std::string(100'000, 'x') + '\0');  // more than one read takes
-  EXPECT_EQ(errorOf([&] { (void)client.receive(in(-1ms)); }), IpcError::kTimeout);
-  EXPECT_EQ(client.receive(in(kAmple)).size(), 100'000U);
-}
-
-TEST_F(Wire, BytesThatDripInDoNotOutrunTheDeadline) {
-  int ends[2];
-  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
-  std::optional<VarlinkStream> client(std::in_place, UniqueFd(ends[0]));
-  std::thread dripping([fd = ends[1]] {
-    while (::send(fd, "x", 1, MSG_NOSIGNAL) == 1) std::this_thread::yield();
-  });
-  EXPECT_EQ(errorOf([&] { (void)client->receive(in(100ms)); }), IpcError::kTimeout);
-  client.reset();
-  dripping.join();
-  ::close(ends[1]);
+TEST_F(Wire, BytesThatKeepComingDoNotOutrunTheDeadline) {
+  peerSends(std::string(kLimit, 'x') + '\0');  // more than one read takes
+  EXPECT_EQ(errorOf([&] { (void)stream_->receive(in(-1ms)); }), IpcError::kTimeout);
+  EXPECT_EQ(stream_->receive(in(kAmple)).size(), kLimit);
 }
 
 }  // namespace
