@@ -23,6 +23,7 @@ cmd-up() {
   needHost
   takeLock
   if healthy; then
+    agentUp
     say "is up already"
     return 0
   fi
@@ -36,6 +37,7 @@ cmd-up() {
   fillNodes "$(snapshotPath)"
   nodeUp guest1 "$guestAddress"
   dcStarted dc1
+  agentUp
   : >"$state/complete"
   trap - EXIT
   say "up from $origin in $(elapsed "$start") s"

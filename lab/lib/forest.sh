@@ -23,7 +23,7 @@ add host1.$domain A $hostAddress
 END
 }
 
-# forestJoin: host1 becomes a member, and gets the agent's join settings from what the domain says about it.
+# forestJoin: host1 becomes a member. The agent there is agent.sh's business.
 forestJoin() {
   local log=$state/nodes/host1/join.log
   inNode host1 bash "$ROOT/lab/data/join.sh" "$domain" "dc1.$domain" "$adminPassword" &>"$log" ||

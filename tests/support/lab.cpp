@@ -27,6 +27,10 @@ std::string joinscopeBinary() {
   return JOINSCOPE_BINARY;
 }
 
+std::string daemonBinary() {
+  return JOINSCOPE_DAEMON_BINARY;
+}
+
 Command Host::command(const std::vector<std::string>& arguments, const HostOptions& options) const {
   std::vector<std::string> all = labCommand({"exec", "--user", options.user, name_});
   all.insert(all.end(), arguments.begin(), arguments.end());
@@ -97,7 +101,8 @@ HostChange::~HostChange() {
 }
 
 void Lab::command(const std::vector<std::string>& arguments) {
-  const CommandResult result = test::run({.arguments = labCommand(arguments)});
+  const CommandResult result = test::run(
+      {.arguments = labCommand(arguments), .environment = {"LAB_VELKD=" + daemonBinary()}});
   if (result.status != 0) {
     throw std::runtime_error("lab " + arguments.front() + ": " + result.out + result.err);
   }
@@ -105,7 +110,8 @@ void Lab::command(const std::vector<std::string>& arguments) {
 
 const std::optional<std::string>& labMissing() {
   static const std::optional<std::string> reason = []() -> std::optional<std::string> {
-    const CommandResult result = test::run({.arguments = labCommand({"up"})});
+    const CommandResult result = test::run(
+        {.arguments = labCommand({"up"}), .environment = {"LAB_VELKD=" + daemonBinary()}});
     if (result.status == 0) return std::nullopt;
     return result.err.empty() ? "lab up failed: " + result.out : result.err;
   }();

@@ -13,6 +13,9 @@ namespace joinscope::test {
 /// The path of the joinscope binary under test.
 std::string joinscopeBinary();
 
+/// The path of the daemon binary under test; `lab up` has adopted the join with it and started it.
+std::string daemonBinary();
+
 /// How a command runs on a host of the lab.
 struct HostOptions {
   std::string user = "root";

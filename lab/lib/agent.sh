@@ -1,0 +1,65 @@
+# The agent on host1: its join settings and its daemon, both by the velkd that is built. They are no part of the
+# snapshot, which must not depend on a build.
+
+# velkdProgram: the velkd to use: $LAB_VELKD, else the first that is built; false when there is none.
+velkdProgram() {
+  local program
+  for program in "${LAB_VELKD:-}" "$ROOT"/build/{release,dev,asan}/bin/velkd; do
+    [[ ! -x $program ]] || { readlink -f "$program"; return 0; }
+  done
+  return 1
+}
+
+# agentUp: adopts the join of host1 and starts the daemon there, as far as that is not done yet.
+agentUp() {
+  local program log=$state/nodes/host1/adopt.log
+  if ! program=$(velkdProgram); then
+    say "no velkd is built: host1 has its keytab but no agent; run './dev build' and 'lab up' again"
+    return 0
+  fi
+  inNode host1 test -e /var/orvald/kset.domain || inNode host1 env "${sanitizerOptions[@]}" "$program" adopt &>"$log" ||
+    { tail -n 5 "$log" >&2; die "velkd could not adopt the join of host1; its log is $log"; }
+  daemonStart
+}
+
+# What sanitizer builds need: velkd forbids ptrace, which the search for leaks works with.
+sanitizerOptions=(ASAN_OPTIONS=detect_leaks=0 UBSAN_OPTIONS=print_stacktrace=1)
+
+# daemonPid: the id, as host1 counts, of the velkd that runs there; false when none does.
+daemonPid() { inNode host1 pgrep --exact velkd; }
+
+# daemonStart: starts velkd on host1 and waits until it listens.
+daemonStart() {
+  local program tries log=$state/nodes/host1/velkd.log
+  ! daemonPid >/dev/null || return 0
+  program=$(velkdProgram) || die "no velkd is built; run './dev build'"
+  # A socket that was left behind must not count as listening.
+  inNode host1 rm -f /var/orvald/daemon/velkd.sock
+  spawnInNode host1 "$log" env "${sanitizerOptions[@]}" "$program"
+  for ((tries = 0; tries < 500; tries++)); do
+    ! inNode host1 test -S /var/orvald/daemon/velkd.sock || return 0
+    sleep 0.02
+  done
+  die "velkd on host1 does not listen: $(tail -n 3 "$log")"
+}
+
+# daemonStop: ends it and returns when it has ended.
+daemonStop() {
+  local pid tries
+  pid=$(daemonPid) || return 0
+  inNode host1 kill "$pid"
+  for ((tries = 0; tries < 1000; tries++)); do
+    daemonPid >/dev/null || return 0
+    sleep 0.02
+  done
+  die "velkd on host1 does not end"
+}
+
+cmd-daemon() {
+  takeLock
+  case $#:${1:-} in
+    1:start) daemonStart ;;
+    1:stop) daemonStop ;;
+    *) die "usage: lab daemon start|stop" ;;
+  esac
+}
