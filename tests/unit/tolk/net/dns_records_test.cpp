@@ -33,14 +33,14 @@ std::string services(const std::vector<std::string>& data) {
 TEST(DnsRecords, AreSortedByPriorityThenLargerWeightThenNameThenPort) {
   const std::string answer = services({
       serviceData(10, 500, 389, wireName("late.lab.test")),
-      serviceData(0, 10, 389, wireName("Light.Lab.Test")),
+      serviceData(0, 10, 389, wireName("A-Light.Lab.Test")),
       serviceData(0, 100, 390, wireName("b.lab.test")),
       serviceData(0, 100, 389, wireName("b.lab.test")),
       serviceData(0, 100, 389, wireName("a.lab.test")),
   });
   EXPECT_THAT(shown(readServiceRecords(answer)),
               ElementsAre("0 100 a.lab.test:389", "0 100 b.lab.test:389", "0 100 b.lab.test:390",
-                          "0 10 light.lab.test:389", "10 500 late.lab.test:389"));
+                          "0 10 a-light.lab.test:389", "10 500 late.lab.test:389"));
 }
 
 TEST(DnsRecords, AbsurdTargetsDoNotHideTheOthers) {
