@@ -21,6 +21,15 @@ inline constexpr std::string_view SETTING_HOSTSID = "hostsid";
 inline constexpr std::string_view SETTING_DES_SALT = "dessalt";
 inline constexpr std::string_view SETTING_CLOUD_CONNECTORS = "cloudconnectors";
 
+// Values of SETTING_SCHEMA: in which layout the joined zone is kept, or that there is no zone object.
+inline constexpr std::string_view SCHEMA_AUTO = "auto";  ///< one zone of the whole forest
+inline constexpr std::string_view SCHEMA_NULL = "null";  ///< joined without a zone
+inline constexpr std::string_view SCHEMA_ORV_V1_0 = "orv_v1_0";
+inline constexpr std::string_view SCHEMA_ORV_V2_0 = "orv_v2_0";
+inline constexpr std::string_view SCHEMA_ORV_R2 = "orv_r2";
+inline constexpr std::string_view SCHEMA_SFU_V3_0 = "sfu_v3_0";
+inline constexpr std::string_view SCHEMA_SFU_V3_0V1 = "sfu_v3_0v1";
+
 /// The settings below one directory; those of the join before it lie in its subdirectory
 /// "previous". Nothing is cached.
 class JoinSettings {

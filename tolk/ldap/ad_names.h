@@ -16,6 +16,9 @@ inline constexpr char AD_NAME[] = "name";
 /// Every object read from a server answers to this name, whether or not the server returned the
 /// attribute.
 inline constexpr char AD_DN[] = "distinguishedName";
+inline constexpr char AD_CN[] = "cn";
+inline constexpr char AD_OBJECT_CLASS[] = "objectClass";
+inline constexpr char AD_OBJECT_SID[] = "objectSid";
 inline constexpr char AD_DISPLAY_NAME[] = "displayName";
 inline constexpr char AD_MIXED_DOMAIN[] = "nTMixedDomain";
 
@@ -37,5 +40,6 @@ inline constexpr char AD_DN_ONLY[] = "1.1";
 // Attributes that exist in memory only, on objects that were converted from a zone layout.
 inline constexpr char TOLK_EXT_FILTER[] = "tolkExtFilter";
 inline constexpr char TOLK_ZONE_NAME[] = "tolkZoneName";
+inline constexpr char TOLK_ZONE_DN[] = "tolkZoneDN";
 
 }  // namespace tolk

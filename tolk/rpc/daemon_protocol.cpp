@@ -25,12 +25,14 @@ std::string encode(const char* nameMember, std::string_view name, const json::Va
     throw IPCException("The answer's error is no name", IpcError::kBadMessage);
   }
   std::string text(error.GetString(), error.GetStringLength());
+  const bool gathering = text == daemon_error::kStillGathering;
   const json::Value* message =
       parameters == nullptr ? nullptr : json::findMember(*parameters, "message");
   if (message != nullptr && message->IsString()) {
     text += ": " + std::string(message->GetString(), message->GetStringLength());
   }
-  throw IPCException(printable(text), IpcError::kErrorAnswer);
+  throw IPCException(printable(text),
+                     gathering ? IpcError::kStillGathering : IpcError::kErrorAnswer);
 }
 
 }  // namespace

@@ -75,6 +75,10 @@ void checkPeer(int fd, const std::string& path) {
   }
 }
 
+bool isErrorAnswer(const IPCException& e) {
+  return e.code() == IpcError::kErrorAnswer || e.code() == IpcError::kStillGathering;
+}
+
 std::string describe(std::string_view method, const IPCException& e,
                      std::chrono::milliseconds limit) {
   std::string text = "velkd, " + std::string(method) + ": " + e.what();
@@ -116,7 +120,7 @@ void LocalRpcSession::call(std::string_view method, const json::Value& parameter
     take(decodeReply(stream_->receive(deadline)));
   } catch (const IPCException& e) {
     // What comes later on this connection could be the answer to this call.
-    if (e.code() != IpcError::kErrorAnswer) stream_.reset();
+    if (!isErrorAnswer(e)) stream_.reset();
     throw IPCException(describe(method, e, limit_), e.code());
   } catch (const BadDataException& e) {
     stream_.reset();
@@ -165,6 +169,19 @@ std::string LocalRpcSession::getSystemInfo(std::uint32_t modules) {
   call(daemon_method::kGetSystemInfo, parameters.value,
        [&text](const json::Value& reply) { text = json::stringMember(reply, "text"); });
   return text;
+}
+
+std::vector<std::pair<std::string, std::string>> LocalRpcSession::getDomainIdentifiers() {
+  std::vector<std::pair<std::string, std::string>> ranges;
+  call(daemon_method::kGetDomainIdentifiers, Parameters().value,
+       [&ranges](const json::Value& reply) {
+         const json::Value* list = json::findMember(reply, "ranges");
+         if (list == nullptr || !list->IsArray()) throw BadDataException("ranges is no list");
+         for (const json::Value& pair : list->GetArray()) {
+           ranges.emplace_back(json::stringMember(pair, "key"), json::stringMember(pair, "value"));
+         }
+       });
+  return ranges;
 }
 
 }  // namespace tolk

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tolk/ldap/ad_object.h"
@@ -17,8 +18,9 @@
 namespace tolk {
 
 /// One connection, closed with the object. Each call waits at most PN::VELKD_RPC_TIMEOUT. A call
-/// that fails throws IPCException with a code of IpcError; after any but kErrorAnswer the session
-/// is of no more use and later calls throw at once. Not for use from several threads.
+/// that fails throws IPCException with a code of IpcError; after any but kErrorAnswer and
+/// kStillGathering the session is of no more use and later calls throw at once. Not for use from
+/// several threads.
 class LocalRpcSession {
  public:
   /// Connects to the socket "velkd.sock" in `directory`. With `waitForDaemon` a daemon that is just
@@ -44,6 +46,11 @@ class LocalRpcSession {
 
   /// The daemon's dump of the modules whose bits are set.
   std::string getSystemInfo(std::uint32_t modules);
+
+  /// The ranges of numeric identifiers that the forest's domains have, each with the domain's name
+  /// in upper case in front, in the daemon's order. IPCException kStillGathering while the daemon
+  /// does not know them yet.
+  std::vector<std::pair<std::string, std::string>> getDomainIdentifiers();
 
  private:
   // Sends a call and hands the parameters of its answer to `take`.

@@ -15,12 +15,13 @@ namespace tolk {
 /// Codes of an IPCException.
 struct IpcError {
   static constexpr int kFailed = 1;  ///< the socket failed, or is closed after an earlier failure
-  static constexpr int kEndOfStream = 2;    ///< the other end closed before its message was whole
-  static constexpr int kTimeout = 3;        ///< the message was not whole, or not taken, in time
-  static constexpr int kTooLarge = 4;       ///< the message is over the limit
-  static constexpr int kBadMessage = 5;     ///< not JSON, or not what the method answers
-  static constexpr int kErrorAnswer = 6;    ///< the daemon answered with an error
-  static constexpr int kForeignDaemon = 7;  ///< the socket belongs to neither root nor the caller
+  static constexpr int kEndOfStream = 2;     ///< the other end closed before its message was whole
+  static constexpr int kTimeout = 3;         ///< the message was not whole, or not taken, in time
+  static constexpr int kTooLarge = 4;        ///< the message is over the limit
+  static constexpr int kBadMessage = 5;      ///< not JSON, or not what the method answers
+  static constexpr int kErrorAnswer = 6;     ///< the daemon answered with an error
+  static constexpr int kForeignDaemon = 7;   ///< the socket belongs to neither root nor the caller
+  static constexpr int kStillGathering = 8;  ///< the daemon does not know the answer yet
 };
 
 inline constexpr std::size_t kMaxMessageBytes = std::size_t{16} << 20U;
