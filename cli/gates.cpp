@@ -4,8 +4,10 @@
 #include <array>
 #include <iostream>
 
+#include "cli/account/password_check.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
+#include "cli/options.h"
 #include "cli/usage.h"
 
 namespace joinscope {
@@ -25,17 +27,23 @@ std::optional<int> requireJoined(const Run& run) {
   return exit_status::kNotJoined;
 }
 
+// The binding that this makes stays in the context for the task.
+std::optional<int> requireGoodCredentials(const Run& run) {
+  if (run.context.credentials == nullptr) return {};
+  const int status = checkPassword(run.context, run.options.serverName, run.diag, true);
+  return status == exit_status::kSuccess ? std::nullopt : std::optional(status);
+}
+
 struct GateEntry {
   Gate gate;
   std::array<Check, 2> checks;  ///< in this order; null is none
 };
 
-// The tasks that validate credentials first bring the check of the user with them.
 constexpr std::array kGates{
     GateEntry{Gate::none, {}},
     GateEntry{Gate::joinedOrDomain, {requireDomain}},
-    GateEntry{Gate::joinedAndUser, {requireJoined}},
-    GateEntry{Gate::user, {}},
+    GateEntry{Gate::joinedAndUser, {requireJoined, requireGoodCredentials}},
+    GateEntry{Gate::user, {requireGoodCredentials}},
 };
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <iostream>
 
+#include "cli/account/computer_account.h"
+#include "cli/account/password_check.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
 #include "cli/common/version.h"
@@ -14,6 +16,9 @@
 #include "cli/error_text.h"
 #include "cli/options.h"
 #include "cli/status/config_report.h"
+#include "cli/status/join_status.h"
+#include "cli/status/single_values.h"
+#include "cli/status/sysinfo.h"
 #include "tolk/base/exceptions.h"
 
 namespace joinscope {
@@ -33,28 +38,58 @@ int runTest(const Run& run) {
   return runConnectivityTest(run.context, run.options.serverName, run.diag);
 }
 
+int runAll(const Run& run) {
+  return joinStatusReport(run.context, run.options.serverName, run.diag);
+}
+
+int runComputer(const Run& run) {
+  return showComputerAccount(run.context, run.options.serverName, run.diag);
+}
+
+int runAuth(const Run& run) {
+  return checkPassword(run.context, run.options.serverName, run.diag, false);
+}
+
+int runNtlmAuth(const Run& run) {
+  return checkNtlmPassword(run.context, run.options.serverName, run.diag, false);
+}
+
+int runZone(const Run& run) {
+  return printZone(run.context, run.options.serverName);
+}
+
+int runSysinfo(const Run& run) {
+  return sysinfo(run.context, run.options.sysinfoModules, run.diag);
+}
+
+/// A task that takes nothing but the context.
+template <auto Handler>
+int onContext(const Run& run) {
+  return Handler(run.context);
+}
+
 constexpr std::array kTasks{
-    TaskEntry{Task::all, Gate::none},
+    TaskEntry{Task::all, Gate::none, runAll},
     TaskEntry{Task::diag, Gate::joinedOrDomain, runDiag},
-    TaskEntry{Task::domain, Gate::none},
-    TaskEntry{Task::zone, Gate::none},
-    TaskEntry{Task::zonedn, Gate::none},
-    TaskEntry{Task::site, Gate::none},
-    TaskEntry{Task::server, Gate::none},
-    TaskEntry{Task::name, Gate::none},
-    TaskEntry{Task::mode, Gate::none},
+    TaskEntry{Task::domain, Gate::none, onContext<printDomain>},
+    TaskEntry{Task::zone, Gate::none, runZone},
+    TaskEntry{Task::zonedn, Gate::none, onContext<printZoneDn>},
+    TaskEntry{Task::site, Gate::none, onContext<printSite>},
+    TaskEntry{Task::server, Gate::none, onContext<printServer>},
+    TaskEntry{Task::name, Gate::none, onContext<printName>},
+    TaskEntry{Task::mode, Gate::none, onContext<printMode>},
     TaskEntry{Task::config, Gate::none, [](const Run&) { return printConfig(); }},
     TaskEntry{Task::support, Gate::joinedOrDomain},
     TaskEntry{Task::debugcache, Gate::joinedAndUser},
-    TaskEntry{Task::computer, Gate::joinedAndUser},
-    TaskEntry{Task::auth, Gate::none},
-    TaskEntry{Task::ntlmauth, Gate::none},
+    TaskEntry{Task::computer, Gate::joinedAndUser, runComputer},
+    TaskEntry{Task::auth, Gate::none, runAuth},
+    TaskEntry{Task::ntlmauth, Gate::none, runNtlmAuth},
     TaskEntry{Task::test, Gate::joinedOrDomain, runTest},
     TaskEntry{Task::joinedCount, Gate::user},
     TaskEntry{Task::version, Gate::none, [](const Run&) { return printVersion(); }},
     TaskEntry{Task::productVersion, Gate::none, [](const Run&) { return printProductVersion(); }},
-    TaskEntry{Task::globalCatalog, Gate::none},
-    TaskEntry{Task::sysinfo, Gate::user},
+    TaskEntry{Task::globalCatalog, Gate::none, onContext<printGlobalCatalog>},
+    TaskEntry{Task::sysinfo, Gate::user, runSysinfo},
     TaskEntry{Task::orbinfo, Gate::none},
 };
 

@@ -13,9 +13,12 @@ inline constexpr int kNotRoot = 9;              ///< the task is for root only
 inline constexpr int kNotJoined = 10;           ///< not joined, or the value is not known
 inline constexpr int kOtherDomain = 12;         ///< the computer is joined to another domain
 inline constexpr int kInvalidCredentials = 19;  ///< wrong user or password, or none to use
+inline constexpr int kNoComputerObject = 23;    ///< the computer object was not found
 inline constexpr int kClockSkew = 28;           ///< the clock is too far from the controller's
 inline constexpr int kTicketRevoked = 56;       ///< a read-only controller revoked the ticket
 inline constexpr int kPasswordChanged = 156;    ///< the keytab does not hold the account's password
 inline constexpr int kMalformedKrb5Conf = 157;  ///< malformed krb5.conf, not to be moved aside
+inline constexpr int kNtlmFailed = 159;         ///< an NTLM logon could not be tried
+inline constexpr int kNtlmRefused = 160;        ///< a controller refused an NTLM logon
 
 }  // namespace joinscope::exit_status

@@ -2,12 +2,18 @@
 #include "cli/diag/diag_report.h"
 
 #include <array>
+#include <cstdint>
 #include <iostream>
 
+#include "cli/account/computer_account.h"
+#include "cli/account/duplicate_spns.h"
 #include "cli/common/version.h"
 #include "cli/diag/domain_diagnostics.h"
 #include "cli/diag/host_section.h"
 #include "cli/diag/ip_section.h"
+#include "cli/status/domain_rids.h"
+#include "cli/status/join_status.h"
+#include "cli/status/sysinfo.h"
 
 namespace joinscope {
 namespace {
@@ -19,13 +25,21 @@ struct ReportRun {
   std::ostream* diag;
 };
 
+/// All modules of the daemon but the one behind bit 64.
+constexpr std::uint32_t kSystemModules = ~std::uint32_t{64};
+
 using Section = void (*)(const ReportRun&);
 
-constexpr std::array<Section, 4> kSections{
+constexpr std::array<Section, 9> kSections{
     [](const ReportRun&) { printVersion(); },
     [](const ReportRun& run) { hostDiagnostics(run.diag); },
     [](const ReportRun& run) { ipDiagnostics(run.diag); },
     [](const ReportRun& run) { domainDiagnostics(run.ctx, run.server, run.diag); },
+    [](const ReportRun& run) { printDomainRids(run.ctx, run.server, run.diag); },
+    [](const ReportRun& run) { showComputerAccount(run.ctx, run.server, run.diag); },
+    [](const ReportRun& run) { sysinfo(run.ctx, kSystemModules, run.diag); },
+    [](const ReportRun& run) { showDuplicateSpns(run.ctx, run.server, run.diag); },
+    [](const ReportRun& run) { printStatusHeader(run.ctx); },
 };
 
 }  // namespace

@@ -1,0 +1,176 @@
+// The report about the computer account.
+#include "cli/account/computer_account.h"
+
+#include <boost/make_shared.hpp>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <vector>
+
+#include "cli/account/binding.h"
+#include "cli/common/exit_status.h"
+#include "cli/common/output.h"
+#include "cli/common/task_context.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/text.h"
+#include "tolk/ldap/ad_binding.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/dn.h"
+#include "tolk/zones/computer_object_helper.h"
+#include "tolk/zones/zone_hierarchy.h"
+
+namespace joinscope {
+namespace {
+
+constexpr int kTrustedForDelegation = 0x80000;  // ADS_UF_TRUSTED_FOR_DELEGATION (MS-ADTS 2.2.16)
+constexpr int kUseDesKeyOnly = 0x200000;        // ADS_UF_USE_DES_KEY_ONLY
+
+/// A null-terminated list of attribute names.
+std::vector<const char*> reportAttributes() {
+  std::vector<const char*> names;
+  for (const char** name = tolk::ComputerObjectHelper::getAttributes(); *name != nullptr; ++name) {
+    names.push_back(*name);
+  }
+  names.insert(names.end(),
+               {tolk::AD_NAME, tolk::AD_SERVER_PRINCIPAL_NAME, tolk::AD_KEY_VERSION_NUMBER,
+                tolk::AD_SUPPORTED_ENCTYPES, tolk::AD_OS_VERSION, nullptr});
+  return names;
+}
+
+const char* trueOrFalse(bool value) {
+  return value ? "true" : "false";
+}
+
+std::list<std::string> printableValues(const tolk::ADObject& object, const char* name) {
+  std::list<std::string> values;
+  for (const std::string& value : object.getStrings(name)) {
+    values.push_back(tolk::printable(value));
+  }
+  return values;
+}
+
+void writeAccount(TaskContext& context, tolk::ADObject& object, std::ostream* verbose) {
+  const int control = object.getInt(tolk::AD_USER_ACCNT_CONTROL, 0);
+  std::cout << prefix(1)
+            << "Trusted for Delegation: " << trueOrFalse((control & kTrustedForDelegation) != 0)
+            << '\n'
+            << prefix(1) << "Use DES Key Only: " << trueOrFalse((control & kUseDesKeyOnly) != 0)
+            << '\n';
+  const std::string keyVersion = keyVersionText(context, object, verbose);
+  std::cout << prefix(1) << "Key Version: " << keyVersion << '\n';
+  if (verbose != nullptr) {
+    *verbose << prefix(1) << "Retrieving " << tolk::AD_SERVER_PRINCIPAL_NAME
+             << " from computer object\n";
+  }
+  printLabelledList(std::cout, std::string(prefix(1)) + "Service Principal Names: ",
+                    printableValues(object, tolk::AD_SERVER_PRINCIPAL_NAME));
+  std::cout << '\n';
+  showSupportedEncryptionTypes(object);
+  std::cout << "\nOperating System Version: "
+            << tolk::printable(object.getString(tolk::AD_OS_VERSION, "")) << "\n\n";
+}
+
+boost::shared_ptr<tolk::ADObject> searchComputer(tolk::ADBinding& binding,
+                                                 const std::string& samName,
+                                                 const char** attributes, std::ostream* verbose) {
+  const std::string filter =
+      "(&(samAccountName=" + tolk::DN::escapeLDAPFilter(samName) + "$)(objectClass=computer))";
+  const std::string base = tolk::LDAPBinding::DNSNameToDN(binding.domainName());
+  if (verbose != nullptr) {
+    *verbose << prefix(1) << "Searching for " << filter << '\n'
+             << prefix(1) << "           in " << base << '\n';
+  }
+  const boost::shared_ptr<tolk::ADObjectList> found = binding.search(
+      filter, base, attributes, tolk::SearchScope::subtree, 0, 0, tolk::SearchFlags::none);
+  if (found->empty()) throw tolk::NotFoundException("machine account not found");
+  const auto computer = boost::make_shared<tolk::ADObject>(found->front());
+  (*computer)[tolk::TOLK_EXT_FILTER] = tolk::ZoneObjectKind::computer;
+  tolk::ZoneHierarchy::GetZoneHierarchy()->extendObject(*computer, binding, {});
+  computer->erase(tolk::TOLK_EXT_FILTER);
+  if (verbose != nullptr) {
+    *verbose << prefix(1)
+             << "Found computer account: " << tolk::printable((*computer)[tolk::AD_DN].toString())
+             << '\n';
+  }
+  return computer;
+}
+
+}  // namespace
+
+int showComputerAccount(TaskContext& context, const char* server, std::ostream* verbose) {
+  std::cout << "Computer Account Diagnostics\n";
+  if (!context.joined) {
+    std::cout << prefix(1) << "Not joined to any domain\n";
+    return exit_status::kNotJoined;
+  }
+  std::cout << prefix(1) << "Joined as: " << tolk::printable(context.hostName) << '\n';
+  if (context.domain.empty()) return exit_status::kMiscError;
+
+  std::vector<const char*> attributes = reportAttributes();
+  const boost::shared_ptr<tolk::ADObject> object =
+      findComputerAccount(context, context.preWin2kHostName, attributes.data(), server, verbose);
+  if (context.bindFailed) {
+    std::cout << "Cannot bind to the domain controller for a domain.\n"
+              << context.errorMessage << '\n';
+  }
+  if (!object || object->empty()) return exit_status::kNoComputerObject;
+  writeAccount(context, *object, verbose);
+  return exit_status::kSuccess;
+}
+
+boost::shared_ptr<tolk::ADObject> findComputerAccount(TaskContext& context,
+                                                      const std::string& samName,
+                                                      const char** attributes, const char* server,
+                                                      std::ostream* verbose) {
+  const boost::shared_ptr<tolk::ADBinding> binding = getBinding(context, server, verbose);
+  if (!binding) return {};
+  try {
+    return searchComputer(*binding, samName, attributes, verbose);
+  } catch (const std::exception& failure) {
+    if (verbose != nullptr) {
+      *verbose << prefix(2) << "Exception: " << tolk::printable(failure.what()) << '\n';
+    }
+    std::cout << prefix(1) << "Computer account for " << tolk::printable(samName)
+              << " not found in Active Directory or user does not have sufficient permission to "
+                 "access the computer object.\n";
+    return {};
+  }
+}
+
+void printLabelledList(std::ostream& out, const std::string& label,
+                       const std::list<std::string>& items) {
+  std::string front = label;
+  for (const std::string& item : items) {
+    out << front << item << '\n';
+    front.assign(label.size(), ' ');
+  }
+}
+
+void showSupportedEncryptionTypes(tolk::ADObject& object) {
+  std::optional<std::uint32_t> types;
+  try {
+    types = object[tolk::AD_SUPPORTED_ENCTYPES].toUInt();
+  } catch (const tolk::SystemException&) {
+    types.reset();
+  }
+  writeEncryptionTypes(std::cout, types);
+}
+
+void writeEncryptionTypes(std::ostream& out, std::optional<std::uint32_t> types) {
+  static const std::map<std::uint32_t, const char*> names{
+      {0x1, "DES-CBC-CRC"},
+      {0x2, "DES-CBC-MD5"},
+      {0x4, "RC4-HMAC"},
+      {0x8, "AES128-CTS-HMAC-SHA1-96"},
+      {0x10, "AES256-CTS-HMAC-SHA1-96"},
+  };
+  const std::string label = "Supported Encryption Type(s): ";
+  std::list<std::string> lines;
+  if (!types) lines.emplace_back("N/A");
+  for (const auto& [bit, name] : names) {
+    if ((types.value_or(0) & bit) != 0) lines.emplace_back(name);
+  }
+  printLabelledList(out, label, lines);
+}
+
+}  // namespace joinscope

@@ -1,0 +1,64 @@
+#include "cli/account/duplicate_spns.h"
+
+#include <exception>
+#include <iostream>
+
+#include "cli/account/binding.h"
+#include "cli/common/output.h"
+#include "cli/common/task_context.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/join_settings.h"
+#include "tolk/base/text.h"
+#include "tolk/ldap/ad_binding.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/zones/spn_search.h"
+
+namespace joinscope {
+namespace {
+
+constexpr int kAccountDisabled = 0x2;  // ADS_UF_ACCOUNTDISABLE (MS-ADTS 2.2.16)
+
+bool isDisabled(const tolk::ADObject& object) {
+  if (!object.attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return false;
+  try {
+    return (object[tolk::AD_USER_ACCNT_CONTROL].toInt() & kAccountDisabled) != 0;
+  } catch (const tolk::SystemException&) {
+    return false;
+  }
+}
+
+tolk::ADObjectList findClaimants(tolk::ADBinding& binding, std::ostream* verbose) {
+  try {
+    return tolk::findObjsWithSpns(
+        binding, {"host/" + tolk::longJoinedHostName(), "host/" + tolk::PreW2KHostName()});
+  } catch (const std::exception& failure) {
+    if (verbose != nullptr) {
+      *verbose << prefix(2) << "Exception: " << tolk::printable(failure.what()) << '\n';
+    }
+    return {};
+  }
+}
+
+}  // namespace
+
+void showDuplicateSpns(TaskContext& context, const char* server, std::ostream* verbose) {
+  if (!context.joined) return;
+  const boost::shared_ptr<tolk::ADBinding> binding = getBinding(context, server, verbose);
+  if (!binding) {
+    std::cout << prefix(1) << "Cannot find SPNs: unable to bind to DC.\n"
+              << context.errorMessage << '\n';
+    return;
+  }
+  writeDuplicateSpns(std::cout, findClaimants(*binding, verbose));
+}
+
+void writeDuplicateSpns(std::ostream& out, const tolk::ADObjectList& objects) {
+  if (objects.size() < 2) return;
+  out << "Objects that contain same SPNs.The duplicate SPNs DN are:\n";
+  for (const tolk::ADObject& object : objects) {
+    if (isDisabled(object)) continue;
+    out << prefix(1) << tolk::printable(object[tolk::AD_DN].toString()) << '\n';
+  }
+}
+
+}  // namespace joinscope

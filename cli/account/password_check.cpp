@@ -1,0 +1,110 @@
+#include "cli/account/password_check.h"
+
+#include <iostream>
+#include <string>
+
+#include "cli/account/binding.h"
+#include "cli/common/exit_status.h"
+#include "cli/common/output.h"
+#include "cli/common/task_context.h"
+#include "cli/common/user_credentials.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/stack_scrub.h"
+#include "tolk/base/text.h"
+#include "tolk/ldap/ad_binding.h"
+#include "tolk/ntlm/ad_ntlm.h"
+#include "tolk/ntlm/fips_helper.h"
+#include "tolk/ntlm/ntlm_ssp.h"
+#include "tolk/ntlm/win_error.h"
+
+namespace joinscope {
+namespace {
+
+// MS-NLMP 2.2.2.5: UNICODE, OEM, REQUEST_TARGET, SIGN, LM_KEY, NTLM, OEM_DOMAIN_SUPPLIED,
+// OEM_WORKSTATION_SUPPLIED, ALWAYS_SIGN, EXTENDED_SESSIONSECURITY, 128, KEY_EXCH, 56.
+constexpr unsigned kNegotiateFlags = 0xe008b297;
+constexpr unsigned kNtlmVersion = 2;
+
+std::string userName(const TaskContext& context) {
+  const char* user = context.credentials->user;
+  return user == nullptr ? std::string() : tolk::printable(user);
+}
+
+int missing(const char* message) {
+  std::cout << message << '\n';
+  return exit_status::kUsageError;
+}
+
+/// What both checks need; 0 or the status to end with.
+int checkInput(const TaskContext& context, const char* withoutCredentials) {
+  if (context.credentials == nullptr) return missing(withoutCredentials);
+  if (context.domain.empty()) {
+    return missing("No domain specified\nSpecify a domain or join the machine to a domain");
+  }
+  return exit_status::kSuccess;
+}
+
+void tell(std::ostream* verbose, const char* what, const TaskContext& context) {
+  if (verbose == nullptr) return;
+  *verbose << prefix(1) << what << ", domain=" << tolk::printable(context.domain)
+           << ", user=" << userName(context) << '\n'
+           << std::flush;
+}
+
+int correct(const TaskContext& context, bool quiet) {
+  if (!quiet) std::cout << "Password for user \"" << userName(context) << "\" is correct\n";
+  return exit_status::kSuccess;
+}
+
+/// 0, or the NT status with which the controller refuses. Throws TOLKException.
+int logOn(TaskContext& context, const char* server) {
+  UserCredentials& record = *context.credentials;
+  const std::string user = record.user == nullptr ? "" : record.user;
+  tolk::NtlmSSP client("", "", user, record.password, kNegotiateFlags, kNtlmVersion, false);
+  record.password.wipe();
+  tolk::ADNTLM relay(user, context.domain, server == nullptr ? "" : server);
+  relay.init(client.getMsgType1());
+  client.setMsgType2(relay.getChallenge());
+  std::string out;
+  const int rc = relay.authenticate(client.getMsgType3(), out);
+  relay.smbUser().disconnect();
+  return rc;
+}
+
+}  // namespace
+
+int checkPassword(TaskContext& context, const char* server, std::ostream* verbose, bool quiet) {
+  const int status = checkInput(context, "No user credentials are input from verification");
+  if (status != exit_status::kSuccess) return status;
+  tell(verbose, "Checking user password", context);
+  if (getBinding(context, server, verbose)) return correct(context, quiet);
+  std::cout << "Unable to connect to server " << (server == nullptr ? "" : server)
+            << ". Reason: " << context.errorMessage << '\n';
+  return context.errorCode != 0 ? context.errorCode : exit_status::kMiscError;
+}
+
+int checkNtlmPassword(TaskContext& context, const char* server, std::ostream* verbose, bool quiet) {
+  if (tolk::FIPSHelper::isStarted()) {
+    return missing(
+        "FIPS mode is enabled, checking user's password using NTLM over SMB authentication is not "
+        "allowed.");
+  }
+  const int status = checkInput(context, "No user credentials were supplied");
+  if (status != exit_status::kSuccess) return status;
+  tell(verbose, "Checking NTLM user password", context);
+  try {
+    const int rc = logOn(context, server);
+    tolk::scrubStack();
+    if (rc == 0) return correct(context, quiet);
+    std::cerr << "Failed to authenticate user " << userName(context)
+              << ".\nReason: " << tolk::WinErrToString(rc) << '\n';
+    return exit_status::kNtlmRefused;
+  } catch (const tolk::TOLKException& failure) {
+    tolk::scrubStack();
+    std::cerr << "Failed to authenticate user " << userName(context)
+              << ".\nException caught: " << tolk::printable(failure.what()) << '\n';
+    return exit_status::kNtlmFailed;
+  }
+}
+
+}  // namespace joinscope

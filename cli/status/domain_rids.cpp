@@ -1,0 +1,97 @@
+#include "cli/status/domain_rids.h"
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <thread>
+
+#include "cli/common/output.h"
+#include "cli/common/task_context.h"
+#include "cli/status/join_setting.h"
+#include "tolk/base/handle.h"
+#include "tolk/base/join_settings.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
+#include "tolk/rpc/orv_session.h"
+
+namespace joinscope {
+namespace {
+
+constexpr int kInterfaceVersion = 1;
+constexpr int kClient = 21;
+constexpr long kDefaultWaitSeconds = 60;
+constexpr char kAutoZone[] = "Auto Zone";
+
+using Session = std::unique_ptr<OrvSession, tolk::Releaser<orvSessionClose>>;
+using KeyValueSet = std::unique_ptr<OrvKeyValue, tolk::Releaser<orvFreeKeyValueSet>>;
+
+}  // namespace
+
+void printDomainRids(TaskContext& context, const char* server, std::ostream* stream) {
+  if (getJoinSetting(context, tolk::SETTING_ZONE_REALNAME, kUnavailable, nullptr, server, true) !=
+      kAutoZone) {
+    return;
+  }
+  OrvKeyValue* found = nullptr;
+  const int code = getDomainRids(domainRidsWaitSeconds(stream), &found);
+  const KeyValueSet set(found);
+  if (code != OrvCode::kSuccess) {
+    reportRidError(code);
+    return;
+  }
+  writeDomainRids(std::cout, set.get(), context.joinedDomain);
+}
+
+long domainRidsWaitSeconds(std::ostream* stream) {
+  const long seconds =
+      tolk::Props().getTime(tolk::PN::JOIN_VELKD_WAIT_TIME, 's', kDefaultWaitSeconds);
+  if (stream != nullptr) {
+    *stream << prefix(1) << "It may take up to " << seconds
+            << " seconds to gather information...\n";
+  }
+  return seconds;
+}
+
+int getDomainRids(long seconds, OrvKeyValue** set) {
+  *set = nullptr;
+  OrvSession* opened = nullptr;
+  int code = orvSessionOpen(kInterfaceVersion, kClient, &opened);
+  const Session session(opened);
+  if (code != OrvCode::kSuccess) return code;
+  code = OrvCode::kStillGathering;
+  for (long attempt = 0; attempt < seconds && code == OrvCode::kStillGathering; ++attempt) {
+    code = orvGetDomainRids(session.get(), set);
+    if (code == OrvCode::kStillGathering) std::this_thread::sleep_for(std::chrono::seconds(1));
+  }
+  return code;
+}
+
+void reportRidError(int code) {
+  switch (code) {
+    case OrvCode::kSuccess:
+      return;
+    case OrvCode::kNoDaemon:
+    case OrvCode::kBroken:
+      std::cerr << prefix(1) << "Could not communicate with velkd\n";
+      return;
+    case OrvCode::kStillGathering:
+      std::cerr << prefix(1) << "Timed out getting domain RIDs from velkd\n";
+      return;
+    default:
+      std::cerr << prefix(1) << "Could not get domain RIDs from velkd: " << orvGetOrvCodeStr(code)
+                << '\n';
+  }
+}
+
+void writeDomainRids(std::ostream& out, const OrvKeyValue* set, const std::string& joinedDomain) {
+  out << "Domain RIDs in forest:\n";
+  const std::string current = tolk::toUpper(joinedDomain);
+  for (const OrvKeyValue* pair = set; pair != nullptr && pair->key != nullptr; ++pair) {
+    out << prefix(1) << tolk::printable(pair->key) << ": " << tolk::printable(pair->value);
+    if (pair->key == current) out << " (current domain)";
+    out << '\n';
+  }
+}
+
+}  // namespace joinscope

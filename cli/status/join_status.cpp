@@ -1,0 +1,154 @@
+#include "cli/status/join_status.h"
+
+#include <array>
+#include <cstdint>
+#include <ctime>
+#include <exception>
+#include <iostream>
+
+#include "cli/account/computer_account.h"
+#include "cli/common/exit_status.h"
+#include "cli/common/output.h"
+#include "cli/common/subnet_site.h"
+#include "cli/common/task_context.h"
+#include "cli/status/join_setting.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/join_settings.h"
+#include "tolk/base/text.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/net/interfaces.h"
+#include "tolk/net/network_state.h"
+#include "tolk/zones/computer_object_helper.h"
+
+namespace joinscope {
+namespace {
+
+constexpr std::size_t kLabelColumns = 19;
+constexpr std::int64_t kIntervalsPerSecond = 10'000'000;   // of 100 ns
+constexpr std::int64_t kSecondsFrom1601 = 11'644'473'600;  // to 1970
+
+void writeLine(std::ostream& out, std::string_view label, const std::string& value) {
+  out << padRight(label, kLabelColumns) << tolk::printable(value) << '\n';
+}
+
+/// The subnet's site as a controller tells it; empty when none can be asked.
+std::string discoverSubnetSite(const TaskContext& context, const std::string& preferredSite,
+                               std::ostream* diag) {
+  try {
+    const std::string controller = tolk::NetworkState::getDCForDomain(
+        context.joinedDomain, tolk::ServiceType::domainController, false, "", false);
+    return lookupSubnetSite(context.joinedDomain, preferredSite, controller, diag);
+  } catch (const std::exception& failure) {
+    if (diag != nullptr) {
+      *diag << prefix(1) << "Exception: " << tolk::printable(failure.what()) << '\n';
+    }
+    return {};
+  }
+}
+
+JoinFacts readJoinFacts(TaskContext& context, AgentState state, std::ostream* diag) {
+  const auto setting = [&context](std::string_view key) {
+    return getJoinSetting(context, key, kUnavailable, nullptr, nullptr, false);
+  };
+  JoinFacts facts;
+  facts.localHostName = tolk::shortLocalHostName();
+  facts.domain = context.joinedDomain;
+  facts.joinedAs = setting(tolk::SETTING_HOST_NAME);
+  facts.preWin2kName = setting(tolk::SETTING_PREW2K_HOST_NAME);
+  facts.controller = currentDC(context);
+  facts.preferredSite = setting(tolk::SETTING_MACHINE_SITE);
+  if (state == AgentState::connected) {
+    facts.subnetSite = setting(tolk::SETTING_SUBNET_SITE);
+    if (facts.subnetSite == kUnavailable) {
+      facts.subnetSite = discoverSubnetSite(context, facts.preferredSite, diag);
+    }
+  }
+  return facts;
+}
+
+}  // namespace
+
+int joinStatusReport(TaskContext& context, const char* server, std::ostream* diag) {
+  if (!context.joined) {
+    std::cout << "Not joined to any domain\n";
+    return exit_status::kNotJoined;
+  }
+  const AgentState state = agentState();
+  writeJoinFacts(std::cout, readJoinFacts(context, state, diag));
+  writeLine(std::cout, "Zone:",
+            getJoinSetting(context, tolk::SETTING_ZONE_REALNAME, kUnavailable, diag, server, true));
+  std::cout.flush();
+  if (state == AgentState::connected) {
+    const std::string lastSet = formatPasswordLastSet(
+        findComputerAccount(context, context.preWin2kHostName,
+                            tolk::ComputerObjectHelper::getAttributes(), server, diag));
+    if (lastSet != kUnavailable) writeLine(std::cout, "Last password set:", lastSet);
+    std::cout.flush();
+  }
+  writeLine(std::cout, "Orvald mode:", agentStateName(state));
+  std::cout.flush();
+  return exit_status::kSuccess;
+}
+
+void writeJoinFacts(std::ostream& out, const JoinFacts& facts) {
+  writeLine(out, "Local host name:", facts.localHostName);
+  writeLine(out, "Joined to domain:", facts.domain);
+  writeLine(out, "Joined as:", facts.joinedAs);
+  if (facts.preWin2kName != kUnavailable) writeLine(out, "Pre-win2K name:", facts.preWin2kName);
+  writeLine(out, "Current DC:", facts.controller);
+  writeLine(out, "Preferred site:", facts.preferredSite);
+  if (!facts.subnetSite) return;
+  if (*facts.subnetSite != facts.preferredSite) writeLine(out, "Subnet site:", *facts.subnetSite);
+  if (facts.subnetSite->empty()) {
+    out << "  Warning! Unable to locate computer's subnet site in Active Directory.\n"
+           "  Please advise your system administrator.\n";
+  }
+}
+
+void printStatusHeader(TaskContext& context) {
+  std::optional<AgentState> state;
+  if (context.joined) state = agentState();
+  writeStatusHeader(std::cout, state);
+}
+
+void writeStatusHeader(std::ostream& out, std::optional<AgentState> state) {
+  struct Row {
+    AgentState state;
+    const char* text;
+  };
+  static constexpr std::array kRows{
+      Row{AgentState::connected, "Running in connected mode"},
+      Row{AgentState::disconnected, "Running in disconnected mode"},
+      Row{AgentState::starting, "Not accepting connections"},
+      Row{AgentState::down, "Not running"},
+      Row{AgentState::objectDeleted,
+          "Running in disconnected mode because the computer object has been deleted in AD side"},
+      Row{AgentState::objectDisabled,
+          "Running in disconnected mode because the computer object has been disabled in AD side"},
+  };
+  const char* text = state ? "Unknown" : "Not joined to any domain";
+  for (const Row& row : kRows) {
+    if (row.state == state) text = row.text;
+  }
+  out << "Pellion Orvald Status\n" << prefix(1) << text << '\n';
+}
+
+std::string formatPasswordLastSet(const boost::shared_ptr<tolk::ADObject>& object) {
+  if (!object || !object->attributeExists(tolk::AD_PWCHG_LAST, true)) return kUnavailable;
+  std::int64_t value = 0;
+  try {
+    value = (*object)[tolk::AD_PWCHG_LAST].toInt64();
+  } catch (const tolk::SystemException&) {
+    return kUnavailable;
+  }
+  const std::time_t seconds = value == 0 ? 0 : value / kIntervalsPerSecond - kSecondsFrom1601;
+  std::tm local{};
+  std::array<char, 50> text{};
+  if (::localtime_r(&seconds, &local) == nullptr ||
+      std::strftime(text.data(), text.size(), "%Y-%m-%d %T %Z", &local) == 0) {
+    return kUnavailable;
+  }
+  return text.data();
+}
+
+}  // namespace joinscope

@@ -1,0 +1,44 @@
+// --all, the join status report, and the status header of the diagnostic report.
+#pragma once
+
+#include <boost/shared_ptr.hpp>
+#include <iosfwd>
+#include <optional>
+#include <string>
+
+#include "cli/common/agent_state.h"
+#include "tolk/ldap/ad_object.h"
+
+namespace joinscope {
+
+struct TaskContext;
+
+/// What the first part of the report shows.
+struct JoinFacts {
+  std::string localHostName;
+  std::string domain;
+  std::string joinedAs;
+  std::string preWin2kName;  ///< "<unavailable>": the line is left out
+  std::string controller;
+  std::string preferredSite;
+  std::optional<std::string> subnetSite;  ///< looked at with a connected daemon only
+};
+
+/// The report on standard output; `server` and `diag` may be null. Returns 0, or 10 on a host that
+/// is not joined.
+int joinStatusReport(TaskContext& context, const char* server, std::ostream* diag);
+
+/// The lines from the local host name to the subnet site with its warning.
+void writeJoinFacts(std::ostream& out, const JoinFacts& facts);
+
+/// The agent's status in words, on standard output, under its heading.
+void printStatusHeader(TaskContext& context);
+
+/// The text of that; no state stands for a host that is not joined.
+void writeStatusHeader(std::ostream& out, std::optional<AgentState> state);
+
+/// When the password of a computer object was changed last (pwdLastSet, MS-ADTS 2.2.26), in local
+/// time; "<unavailable>" without an object or a value.
+std::string formatPasswordLastSet(const boost::shared_ptr<tolk::ADObject>& object);
+
+}  // namespace joinscope

@@ -1,0 +1,40 @@
+#include "cli/status/sysinfo.h"
+
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "cli/common/exit_status.h"
+#include "cli/common/output.h"
+#include "cli/common/task_context.h"
+#include "tolk/base/text.h"
+#include "tolk/rpc/local_rpc_session.h"
+
+namespace joinscope {
+namespace {
+
+constexpr char kRpcDirectory[] = "/var/orvald/daemon";
+
+}  // namespace
+
+int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* stream) {
+  std::cout << "System Diagnostic\n";
+  if (!context.joined) {
+    std::cout << prefix(1) << "Not joined to any domain\n";
+    return exit_status::kNotJoined;
+  }
+  try {
+    tolk::LocalRpcSession session(kRpcDirectory, false, false);
+    session.authenticateProcess();
+    std::cout << session.getSystemInfo(mask);
+    return exit_status::kSuccess;
+  } catch (const std::exception& failure) {
+    std::cerr << prefix(1) << "Failed to get sysinfo from velkd.\n";
+    if (stream != nullptr) {
+      *stream << prefix(1) << "Reason: " << tolk::printable(failure.what()) << '\n';
+    }
+    return exit_status::kInternalError;
+  }
+}
+
+}  // namespace joinscope
