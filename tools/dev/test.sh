@@ -7,6 +7,11 @@ chosen() {
   (cd "$ROOT/build/$1" && ctest --show-only "${@:2}" "${names[@]}") | sed -n 's/^Total Tests: //p'
 }
 
+# endToEndPrograms: the targets behind the end-to-end tests; a test has the name of its program.
+endToEndPrograms() {
+  (cd "$ROOT/build/release" && ctest --show-only --label-regex 'e2e') | sed -n 's/^ *Test *#.*: \(.*_test\)$/\1/p'
+}
+
 # runTests PRESET LABELS...: runs them; ctest prints the closing line.
 runTests() {
   local preset=$1
@@ -18,7 +23,7 @@ runTests() {
 }
 
 run() {
-  local names=() found='' status=0 obstacle
+  local names=() programs=() found='' status=0 obstacle
   (($# == 0)) || names=(--tests-regex "$(IFS='|'; echo "$*")")
   verb setup --quiet
   obstacle=$(labObstacle)
@@ -29,7 +34,9 @@ run() {
   buildPreset asan
   runTests asan --label-exclude 'e2e' || status=$?
   if [[ -z $obstacle ]]; then
-    buildPreset release
+    configurePreset release
+    mapfile -t programs < <(endToEndPrograms)
+    buildPreset release joinscope "${programs[@]}"
     runTests release --label-regex 'e2e' || status=$?
   fi
   [[ -n $found ]] || die "test: no test matches ${names[1]:-}"
