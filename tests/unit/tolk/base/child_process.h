@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fcntl.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,15 +10,17 @@
 #include <functional>
 #include <string>
 
-/// Does its work and then waits until it is killed.
+/// Does its work, which may be to become another program, and then waits until it is killed. It
+/// does not outlive the test.
 class ChildProcess {
  public:
   /// Returns when the work is done.
   explicit ChildProcess(const std::function<void()>& work) {
     int ready[2];
-    if (::pipe(ready) != 0) return;
+    if (::pipe2(ready, O_CLOEXEC) != 0) return;
     pid_ = ::fork();
     if (pid_ == 0) {
+      ::prctl(PR_SET_PDEATHSIG, SIGKILL);
       work();
       (void)!::write(ready[1], "x", 1);
       for (;;) ::pause();

@@ -4,13 +4,33 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
-#include <memory>
+#include <optional>
 #include <string>
 
+#include "tests/unit/tolk/base/child_process.h"
+#include "tests/unit/tolk/base/scratch_directory.h"
 #include "tolk/base/handle.h"
 
 namespace tolk::test {
+
+/// A port of the loopback interface where the system accepts connections and nobody answers.
+class Listener {
+ public:
+  Listener();
+  /// "127.0.0.1:PORT"
+  [[nodiscard]] const std::string& address() const noexcept { return address_; }
+  /// Accepts one connection.
+  [[nodiscard]] UniqueFd accept() const;
+
+ private:
+  UniqueFd socket_;
+  std::string address_;
+};
+
+/// An address that nobody listens at.
+inline std::string refusingAddress() {
+  return Listener().address();
+}
 
 /// The tree under "DC=lab,DC=test": 60 people "cn=u00" to "cn=u59" below "OU=People", each with its
 /// name as `sn`; "CN=odd" with an empty, a binary and a huge value.
@@ -19,11 +39,8 @@ class Slapd {
   static constexpr int kPeople = 60;
   static constexpr std::size_t kHugeBytes = 3u << 20;
 
-  /// Starts the server and waits until it answers; throws std::runtime_error when it cannot.
+  /// Starts the server and waits until it accepts.
   Slapd();
-  Slapd(const Slapd&) = delete;
-  Slapd& operator=(const Slapd&) = delete;
-  ~Slapd();
 
   /// Whether the server program is installed.
   static bool available();
@@ -34,29 +51,12 @@ class Slapd {
   void freeze() const;
   void thaw() const;
   /// Ends it; connections break.
-  void kill();
+  void kill() { process_.reset(); }
 
  private:
-  std::filesystem::path directory_;
-  std::string address_;
-  pid_t pid_ = -1;
-};
-
-/// A port on loopback: with `backlog`, the kernel accepts connections there and nobody ever
-/// answers.
-class Listener {
- public:
-  Listener();
-  /// "127.0.0.1:PORT"
-  [[nodiscard]] const std::string& address() const noexcept { return address_; }
-  [[nodiscard]] int port() const noexcept { return port_; }
-  /// Accepts one connection.
-  [[nodiscard]] UniqueFd accept() const;
-
- private:
-  UniqueFd socket_;
-  std::string address_;
-  int port_ = 0;
+  ScratchDirectory directory_;
+  std::string address_ = refusingAddress();
+  std::optional<ChildProcess> process_;
 };
 
 }  // namespace tolk::test
