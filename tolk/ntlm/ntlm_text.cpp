@@ -4,6 +4,7 @@
 #include <wctype.h>
 
 #include <cassert>
+#include <iterator>
 #include <memory>
 #include <type_traits>
 

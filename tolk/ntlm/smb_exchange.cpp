@@ -73,7 +73,9 @@ class SmbExchange final : public Task<std::string> {
     if (size < 0) return failUnlessLater();
     if (size == 0) throw IOException("the server has closed the connection", ECONNRESET);
     stream_.received.append(piece.data(), static_cast<std::size_t>(size));
-    while (auto message = takeMessage(stream_.received)) {
+    for (;;) {
+      std::optional<std::string> message = takeMessage(stream_.received);
+      if (!message) return;
       const SmbHeader header = decodeSmbHeader(*message);
       stream_.credits += header.credits;
       if (header.messageId != messageId_ || header.status == SmbStatus::kPending) continue;

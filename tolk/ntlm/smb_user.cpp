@@ -2,6 +2,9 @@
 
 #include <sys/socket.h>
 
+#include <new>
+#include <utility>
+
 #include "tolk/base/exceptions.h"
 #include "tolk/net/probes.h"
 #include "tolk/net/smb_messages.h"

@@ -62,7 +62,7 @@ TEST(NtlmChallenge, MalformedMessagesAreRefused) {
       {"target information too long", patched(40, 2, 0xffff)},
       {"target information empty", patched(40, 2, 0)},
       {"end of the list outside of it", patched(40, 2, 12)},
-      {"a pair longer than the list", patched(58, 2, 13)},
+      {"a pair longer than the list", patched(56, 4, 13U << 16U | 9U)},
       {"short time stamp", test::challengeMessage(avPairs({{7, "1234"}}))},
       {"long flags", test::challengeMessage(avPairs({{6, "12345"}}))},
   };
