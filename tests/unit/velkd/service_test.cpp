@@ -1,0 +1,153 @@
+// What the daemon answers to whom.
+#include "velkd/service.h"
+
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/rpc/daemon_protocol.h"
+#include "velkd/rpc_error.h"
+
+namespace velkd {
+namespace {
+
+constexpr uid_t kTester = 1500;
+
+class ServiceTest : public testing::Test {
+ protected:
+  ~ServiceTest() override { EXPECT_TRUE(worker_.stop(std::chrono::seconds(20))); }
+
+  /// The answer, also when it comes late.
+  std::string ask(const std::string& text, uid_t uid = 0) {
+    const auto answer =
+        service_.handle({.connection = 7, .caller = {.uid = uid, .pid = 1}, .text = text});
+    if (answer) return *answer;
+    pollfd one{mailbox_.fd(), POLLIN, 0};
+    constexpr int kLimitMs = 20000;
+    if (::poll(&one, 1, kLimitMs) != 1) return "<silence>";
+    const std::vector<Letter> letters = mailbox_.takeAll();
+    EXPECT_EQ(letters.size(), 1U);
+    EXPECT_EQ(letters.front().connection, 7U);
+    return letters.front().text;
+  }
+  std::string call(const std::string& method, const std::string& parameters, uid_t uid = 0) {
+    return ask(R"({"method":"org.orvald.velkd.)" + method + R"(","parameters":)" + parameters + "}",
+               uid);
+  }
+
+  StatusBoard board_;
+  Mailbox mailbox_;
+  Worker worker_{4, [] { return std::chrono::steady_clock::now() + std::chrono::hours(1); }};
+  FetchCall fetched_;
+  Service::Fetch fetch_ = [](const FetchCall&) { return R"({"parameters":{}})"; };
+  Service service_{board_, worker_,
+                   [this](const FetchCall& c) {
+                     fetched_ = c;
+                     return fetch_(c);
+                   },
+                   mailbox_};
+};
+
+TEST_F(ServiceTest, CallerIsWhoTheKernelSays) {
+  EXPECT_EQ(call("Authenticate", "{}"), R"({"parameters":{"uid":0,"privileged":true}})");
+  EXPECT_EQ(call("Authenticate", R"({"uid":0})", kTester),
+            R"({"parameters":{"uid":1500,"privileged":false}})");
+}
+
+TEST_F(ServiceTest, WhatIsNotKnownIsNamed) {
+  struct Row {
+    const char* message;
+    const char* answer;
+  };
+  for (
+      const Row& row : {
+          Row{R"({"method":"org.orvald.velkd.Nope"})",
+              R"({"error":"org.varlink.service.MethodNotFound","parameters":{"method":"org.orvald.velkd.Nope"}})"},
+          Row{R"({"method":"org.example.Do"})",
+              R"({"error":"org.varlink.service.InterfaceNotFound","parameters":{"interface":"org.example"}})"},
+          Row{R"({"method":"org.orvald.velkd.GetSystemInfo","parameters":{"modules":-1}})",
+              R"({"error":"org.varlink.service.InvalidParameter","parameters":{"parameter":"modules"}})"},
+          Row{R"({"method":"org.orvald.velkd.GetSystemInfo","parameters":[]})",
+              R"({"error":"org.varlink.service.InvalidParameter","parameters":{"parameter":"parameters"}})"},
+          Row{R"({"method":"org.orvald.velkd.FetchObject","parameters":{"server":"","dn":7}})",
+              R"({"error":"org.varlink.service.InvalidParameter","parameters":{"parameter":"dn"}})"},
+          Row{R"({"method":"org.orvald.velkd.FetchObject","parameters":{"server":"","dn":"a\u0000b","attributes":[]}})",
+              R"({"error":"org.varlink.service.InvalidParameter","parameters":{"parameter":"dn"}})"},
+          Row{R"({"method":"org.varlink.service.GetInterfaceDescription","parameters":{"interface":"x.y"}})",
+              R"({"error":"org.varlink.service.InterfaceNotFound","parameters":{"interface":"x.y"}})"},
+      }) {
+    EXPECT_EQ(ask(row.message), row.answer);
+  }
+}
+
+TEST_F(ServiceTest, WhatIsNoCallEndsTheConnection) {
+  const std::string deep = std::string(40, '[') + std::string(40, ']');
+  for (const std::string& text :
+       {std::string("junk"), std::string("[]"), std::string("{}"), std::string(R"({"method":1})"),
+        std::string("\xff\xfe"), R"({"method":"x.y","parameters":)" + deep + "}"}) {
+    EXPECT_THROW(ask(text), tolk::BadDataException) << text;
+  }
+}
+
+TEST_F(ServiceTest, FetchCarriesCallAndPrivilegeToTheWorker) {
+  EXPECT_EQ(call("FetchObject",
+                 R"({"server":"dc1","dn":"CN=x","attributes":["cn","sn"],"fresh":true})", kTester),
+            R"({"parameters":{}})");
+  EXPECT_FALSE(fetched_.privileged);
+  EXPECT_EQ(fetched_.server, "dc1");
+  EXPECT_EQ(fetched_.dn, "CN=x");
+  EXPECT_EQ(fetched_.attributes, (std::vector<std::string>{"cn", "sn"}));
+  EXPECT_TRUE(fetched_.fresh);
+  EXPECT_EQ(ask(R"({"method":"org.orvald.velkd.FetchObject","oneway":true,)"
+                R"("parameters":{"server":"","dn":"CN=x","attributes":[]}})"),
+            "");
+}
+
+TEST_F(ServiceTest, FailuresOfTheDirectoryBecomeErrors) {
+  constexpr const char* kCall = R"({"server":"","dn":"CN=x","attributes":[]})";
+  fetch_ = [](const FetchCall&) -> std::string {
+    throw RpcError(tolk::daemon_error::kNotJoined, "no domain");
+  };
+  EXPECT_EQ(call("FetchObject", kCall),
+            R"({"error":"org.orvald.velkd.NotJoined","parameters":{"message":"no domain"}})");
+  fetch_ = [](const FetchCall&) -> std::string { throw std::runtime_error("broken\xff"); };
+  EXPECT_EQ(
+      call("FetchObject", kCall),
+      R"({"error":"org.orvald.velkd.DirectoryFailed","parameters":{"message":"broken\\xFF"}})");
+}
+
+TEST_F(ServiceTest, IdentifiersAreForRootAndStillGatheredUntilKnown) {
+  EXPECT_EQ(call("GetDomainIdentifiers", "{}", kTester),
+            R"({"error":"org.orvald.velkd.PermissionDenied","parameters":{"message":)"
+            R"("Only root may read the domain identifier ranges."}})");
+  EXPECT_NE(call("GetDomainIdentifiers", "{}").find("velkd.NotJoined"), std::string::npos);
+  board_.update([](DirectoryStatus& status) { status.joined = true; });
+  EXPECT_NE(call("GetDomainIdentifiers", "{}").find("velkd.StillGathering"), std::string::npos);
+  board_.update([](DirectoryStatus& status) {
+    status.rangesKnown = true;
+    status.ranges = {{"B.TEST", "1-2"}, {"A.TEST", "none left"}};
+  });
+  EXPECT_EQ(call("GetDomainIdentifiers", "{}"),
+            R"({"parameters":{"ranges":[{"key":"A.TEST","value":"none left"},)"
+            R"({"key":"B.TEST","value":"1-2"}]}})");
+}
+
+TEST_F(ServiceTest, CountersCountWhileTheyAreOnAndOnlyRootSwitchesThem) {
+  const auto counted = [this] {
+    const std::string text = call("GetSystemInfo", R"({"modules":128})");
+    return text.find("Authenticate: 1 calls, 0 errors") != std::string::npos;
+  };
+  (void)call("Authenticate", "{}");
+  EXPECT_FALSE(counted());
+  EXPECT_NE(call("GetSystemInfo", R"({"modules":256})", kTester).find("PermissionDenied"),
+            std::string::npos);
+  (void)call("GetSystemInfo", R"({"modules":256})");
+  (void)call("Authenticate", "{}");
+  EXPECT_TRUE(counted());
+  (void)call("GetSystemInfo", R"({"modules":512})");
+  (void)call("Authenticate", "{}");
+  EXPECT_TRUE(counted()) << "what was counted stays, and nothing is added";
+}
+
+}  // namespace
+}  // namespace velkd

@@ -1,0 +1,69 @@
+// The text of GetSystemInfo.
+#include "velkd/system_info.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace velkd {
+namespace {
+
+using testing::HasSubstr;
+
+TEST(SystemInfo, SectionsFollowTheMask) {
+  SystemFacts facts;
+  facts.discovery = {.hits = 7, .misses = 3, .failures = 1};
+  facts.settings = {{"zone", "DC=lab,DC=test"}, {"schema", "auto"}};
+  EXPECT_EQ(systemInfoText(Module::zone | Module::dns | Module::orb, facts), R"(  DNS
+    Answers from memory (hits): 7
+    Questions to the network (misses): 3
+    Failures that are remembered: 1
+  Zone
+    Zone: DC=lab,DC=test
+    Schema: auto
+    Zone identifier: <none>
+  Cloud
+    Not configured.
+)");
+  EXPECT_EQ(systemInfoText(0, facts), "");
+  EXPECT_EQ(systemInfoText(0x40, facts), "");
+}
+
+TEST(SystemInfo, ConfigurationIsForRootAndShowsNoSecret) {
+  SystemFacts facts;
+  facts.config = {{"a.key", "one\ntwo"}, {"cloud.proxy.Password", "hunter2"}};
+  EXPECT_EQ(systemInfoText(Module::config, facts),
+            "  Configuration\n    Only root may see the configuration.\n");
+  facts.privileged = true;
+  EXPECT_EQ(systemInfoText(Module::config, facts),
+            "  Configuration\n    a.key: one\\x0Atwo\n    cloud.proxy.Password: <hidden>\n");
+}
+
+TEST(SystemInfo, SwitchesThatContradictEachOtherSwitchNothing) {
+  EXPECT_EQ(countingWanted(Module::pmonEnable), true);
+  EXPECT_EQ(countingWanted(Module::pmonDisable | Module::dns), false);
+  EXPECT_EQ(countingWanted(0xFFFFFFBF), std::nullopt);
+  EXPECT_EQ(countingWanted(Module::pmon), std::nullopt);
+}
+
+TEST(SystemInfo, HealthNamesEachProblem) {
+  SystemFacts facts;
+  facts.directory.joined = facts.directory.connected = true;
+  EXPECT_EQ(systemInfoText(Module::health, facts), "  Health\n    No problem is known.\n");
+  facts.settingsProblem = "The keytab is gone";
+  facts.directory.connected = false;
+  facts.directory.lastFailure = "No controller answers";
+  facts.directory.object = ObjectState::disabled;
+  facts.directory.ticketEnd = 100;
+  facts.now = 100;
+  EXPECT_EQ(systemInfoText(Module::health, facts), R"(  Health
+    The keytab is gone
+    There is no connection to the domain: No controller answers
+    The computer object is disabled. Enable it in the directory.
+    The ticket of the computer account has ended and cannot be renewed.
+)");
+  facts.directory.object = ObjectState::missing;
+  EXPECT_THAT(systemInfoText(Module::health, facts), HasSubstr("does not exist any more"));
+}
+
+}  // namespace
+}  // namespace velkd
