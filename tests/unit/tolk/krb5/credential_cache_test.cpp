@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "scripted_kdc.h"
+#include "tests/unit/tolk/base/scratch_directory.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/krb5_handles.h"
 #include "tolk/krb5/scoped_variable.h"
@@ -15,27 +16,8 @@
 namespace tolk {
 namespace {
 
-namespace fs = std::filesystem;
-
 class UserCache : public testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/user-cache-XXXXXX";
-    ASSERT_NE(::mkdtemp(pattern), nullptr);
-    folder = pattern;
-    config = folder / "krb5.conf";
-    ::setenv("KRB5_CONFIG", config.c_str(), 1);
-    // The default is a place of this test, so that the caches of whoever runs it do not matter.
-    std::ofstream(config) << "[libdefaults]\n default_ccache_name = FILE:"
-                          << (folder / "default").string() << "\n";
-    ::unsetenv("KRB5CCNAME");
-  }
-  void TearDown() override {
-    ::unsetenv("KRB5_CONFIG");
-    ::unsetenv("KRB5CCNAME");
-    fs::remove_all(folder);
-  }
-
   void store(const std::string& name, int seconds, const char* client = "alice@TEST.REALM") {
     krb5_context context = nullptr;
     ASSERT_EQ(krb5_init_context(&context), 0);
@@ -47,14 +29,19 @@ class UserCache : public testing::Test {
     krb5_free_context(context);
   }
 
-  std::string file(const char* name) const { return "FILE:" + (folder / name).string(); }
+  std::string file(const char* name) const { return "FILE:" + directory.path(name); }
 
   /// For a user id that has no cache in /tmp.
   std::string find(bool unexpired = true) {
     return Krb5CredentialsCache::GetCCache().findUserCCache(::getuid(), unexpired);
   }
 
-  fs::path folder, config;
+  ScratchDirectory directory;
+  /// The default is a place of this test, so that the caches of whoever runs it do not matter.
+  std::string config = directory.write(
+      "krb5.conf", "[libdefaults]\n default_ccache_name = " + file("default") + "\n");
+  ScopedVariable configVariable{"KRB5_CONFIG", config};
+  ScopedVariable noChoice{"KRB5CCNAME", std::nullopt};
 };
 
 TEST_F(UserCache, TheConfiguredDefaultCountsUntilItsTicketExpires) {
@@ -65,87 +52,63 @@ TEST_F(UserCache, TheConfiguredDefaultCountsUntilItsTicketExpires) {
   EXPECT_EQ(find(false), file("default"));
 }
 
-TEST_F(UserCache, TheVariableNamesTheUsersChoice) {
+TEST_F(UserCache, TheVariableNamesTheUsersChoiceWhichNoOtherReplaces) {
   store(file("default"), 600);
   store(file("chosen"), 600, "bob@TEST.REALM");
-  const ScopedVariable variable("KRB5CCNAME", (folder / "chosen").string());  // without a type
+  const ScopedVariable variable("KRB5CCNAME", directory.path("chosen"));  // without a type
   EXPECT_EQ(find(), file("chosen"));
-}
-
-TEST_F(UserCache, AChosenCacheWithoutATicketIsNotReplacedByAnother) {
-  store(file("default"), 600);
   store(file("chosen"), -600, "bob@TEST.REALM");
-  const ScopedVariable variable("KRB5CCNAME", file("chosen"));
   EXPECT_EQ(find(), "");
 }
 
 TEST_F(UserCache, WhatIsNoRegularFileOfTheUserIsPassedOver) {
   store(file("default"), 600);
   store(file("real"), 600, "bob@TEST.REALM");
-  fs::create_symlink(folder / "real", folder / "link");
-  ASSERT_EQ(::mkfifo((folder / "pipe").c_str(), 0600), 0);
+  std::filesystem::create_symlink(directory.path("real"), directory.path("link"));
+  ASSERT_EQ(::mkfifo(directory.path("pipe").c_str(), 0600), 0);
   for (const char* name : {"link", "pipe", "missing", ""}) {
     SCOPED_TRACE(name);
     const ScopedVariable variable("KRB5CCNAME", file(name));
     EXPECT_EQ(find(), file("default"));
   }
   if (::geteuid() != 0) return;
-  ASSERT_EQ(::chown((folder / "real").c_str(), 65534, 65534), 0);
+  ASSERT_EQ(::chown(directory.path("real").c_str(), 65534, 65534), 0);
   const ScopedVariable variable("KRB5CCNAME", file("real"));
   EXPECT_EQ(find(), file("default"));
 }
 
 TEST_F(UserCache, ACollectionIsSearchedForATicketThatCounts) {
-  const fs::path collection = folder / "collection";
-  fs::create_directory(collection);
-  fs::permissions(collection, fs::perms::owner_all);
-  const std::string expired = "DIR::" + (collection / "tkt1").string();
-  const std::string valid = "DIR::" + (collection / "tkt2").string();
+  const std::string collection = directory.path("collection");
+  std::filesystem::create_directory(collection);
+  const std::string expired = "DIR::" + collection + "/tkt1";
+  const std::string valid = "DIR::" + collection + "/tkt2";
   store(expired, -600);
   store(valid, 600, "bob@TEST.REALM");
-  const ScopedVariable variable("KRB5CCNAME", "DIR:" + collection.string());
+  const ScopedVariable variable("KRB5CCNAME", "DIR:" + collection);
   EXPECT_EQ(find(), valid);
 }
 
 TEST_F(UserCache, AMalformedConfigurationIsLeftInPlace) {
   store(file("chosen"), 600);
-  std::ofstream(config) << "[libdefaults]\n no equals sign here\n";
+  directory.write("krb5.conf", "[libdefaults]\n no equals sign here\n");
   const ScopedVariable variable("KRB5CCNAME", file("chosen"));
   EXPECT_EQ(find(), file("chosen"));
-  EXPECT_TRUE(fs::exists(config));
-  EXPECT_FALSE(fs::exists(config.string() + ".bad"));
+  EXPECT_TRUE(std::filesystem::exists(config));
 }
 
-TEST_F(UserCache, AServiceTicketAloneIsNoLogin) {
+TEST_F(UserCache, ACutOffCacheOrOneWithAServiceTicketAloneIsPassedOver) {
   store(file("default"), 600);
-  // The same file with the ticket's realm changed: no ticket granting ticket of the client's own
-  // realm.
-  std::fstream cache(folder / "default", std::ios::in | std::ios::out | std::ios::binary);
-  std::string content{std::istreambuf_iterator<char>(cache), {}};
-  const std::size_t at = content.rfind("krbtgt");
-  ASSERT_NE(at, std::string::npos);
-  for (std::size_t i = content.find("krbtgt"); i != std::string::npos;
-       i = content.find("krbtgt", i + 1))
-    content.replace(i, 6, "ldapxx");
-  std::ofstream(folder / "default", std::ios::binary) << content;
-  EXPECT_EQ(find(), "");
-}
-
-TEST_F(UserCache, AnyCutOffCacheIsPassedOver) {
-  store(file("default"), 600);
-  std::ifstream in(folder / "default", std::ios::binary);
-  const std::string whole{std::istreambuf_iterator<char>(in), {}};
-  for (std::size_t size = 0; size < whole.size(); ++size) {
-    std::ofstream(folder / "default", std::ios::binary) << whole.substr(0, size);
+  std::ifstream in(directory.path("default"), std::ios::binary);
+  std::string content{std::istreambuf_iterator<char>(in), {}};
+  for (std::size_t size = 0; size < content.size(); ++size) {
+    directory.write("default", content.substr(0, size));
     EXPECT_EQ(find(), "") << "cut at " << size;
   }
-}
-
-TEST(UniqueMemCacheName, DiffersForEachOwner) {
-  int owners[2] = {};
-  EXPECT_EQ(UniqueMemCacheName(&owners[0]).substr(0, 7), "MEMORY:");
-  EXPECT_EQ(UniqueMemCacheName(&owners[0]), UniqueMemCacheName(&owners[0]));
-  EXPECT_NE(UniqueMemCacheName(&owners[0]), UniqueMemCacheName(&owners[1]));
+  for (std::size_t at = 0; (at = content.find("krbtgt")) != std::string::npos;) {
+    content.replace(at, 6, "ldapxx");
+  }
+  directory.write("default", content);
+  EXPECT_EQ(find(), "");
 }
 
 }  // namespace

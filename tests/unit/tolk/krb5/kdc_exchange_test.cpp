@@ -14,72 +14,52 @@ using test::Bytes;
 using test::framed;
 using test::ScriptedKdc;
 
-constexpr std::chrono::milliseconds kLimit{20000};
+constexpr int kAmpleMs = 20000;
 const KdcReplyCheck kAny = [](auto) { return true; };
 
-Bytes bytes(const char* text) {
-  return {text, text + std::char_traits<char>::length(text)};
+template <std::size_t size>
+Bytes bytes(const char (&text)[size]) {
+  return {text, text + size - 1};
 }
 
 std::optional<Bytes> good(const Bytes&) {
   return framed(bytes("good"));
 }
-std::optional<Bytes> busy(const Bytes&) {
-  return framed(bytes("busy"));
-}
-std::optional<Bytes> cut(const Bytes&) {
-  return Bytes();
-}
-std::optional<Bytes> cutWithin(const Bytes&) {
-  Bytes reply = framed(bytes("good"));
-  reply.pop_back();
-  return reply;
-}
-std::optional<Bytes> empty(const Bytes&) {
-  return framed({});
-}
-std::optional<Bytes> huge(const Bytes&) {
-  return bytes("\x7f\xff\xff\xff.....");
-}
 std::optional<Bytes> silence(const Bytes&) {
   return std::nullopt;
 }
+test::KdcScript sending(Bytes reply) {
+  return [reply = std::move(reply)](const Bytes&) { return reply; };
+}
 
-TEST(KdcExchange, SendsTheMessageAndReturnsTheReply) {
-  Bytes seen;
-  const ScriptedKdc kdc([&seen](const Bytes& request) {
-    seen = request;
-    return good(request);
-  });
-  const Bytes message = bytes("a request");
-  EXPECT_EQ(exchangeWithKdcs({kdc.address()}, message, kLimit, kAny), bytes("good"));
-  EXPECT_EQ(seen, message);
+Bytes exchange(const KdcAddresses& kdcs, int limitMs, const KdcReplyCheck& settles = kAny) {
+  return exchangeWithKdcs(kdcs, bytes("request"), std::chrono::milliseconds(limitMs), settles);
 }
 
 TEST(KdcExchange, AUselessFirstServerIsNotTheEnd) {
-  struct Row {
-    const char* what;
-    test::KdcScript first;
-  };
-  const Row rows[] = {{"cuts the connection", cut},
-                      {"cuts it within the reply", cutWithin},
-                      {"says its reply is empty", empty},
-                      {"announces 2 GiB", huge},
-                      {"is silent", silence},
-                      {"has a reply that settles nothing", busy}};
+  const std::pair<const char*, test::KdcScript> rows[] = {
+      {"cuts the connection", sending({})},
+      {"cuts it within the reply", sending(bytes("\0\0\0\4goo"))},
+      {"says its reply is empty", sending(framed({}))},
+      {"announces 2 GiB", sending(bytes("\x7f\xff\xff\xff....."))},
+      {"is silent", silence},
+      {"has a reply that settles nothing", sending(framed(bytes("busy")))}};
   const KdcReplyCheck notBusy = [](auto reply) { return reply[0] != 'b'; };
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.what);
-    const ScriptedKdc first(row.first);
-    const ScriptedKdc second(good);
-    EXPECT_EQ(exchangeWithKdcs({first.address(), second.address()}, bytes("request"),
-                               std::chrono::milliseconds(2000), notBusy),
-              bytes("good"));
+  for (const auto& [what, script] : rows) {
+    SCOPED_TRACE(what);
+    const ScriptedKdc first(script);
+    Bytes seen;
+    {
+      const ScriptedKdc second([&seen](const Bytes& request) {
+        seen = request;
+        return good(request);
+      });
+      EXPECT_EQ(
+          exchange({test::refusedAddress(), first.address(), second.address()}, 2000, notBusy),
+          bytes("good"));
+    }
+    EXPECT_EQ(seen, bytes("request"));
   }
-  const ScriptedKdc second(good);
-  EXPECT_EQ(
-      exchangeWithKdcs({test::refusedAddress(), second.address()}, bytes("request"), kLimit, kAny),
-      bytes("good"));
 }
 
 TEST(KdcExchange, ALateFirstServerStillCounts) {
@@ -93,18 +73,14 @@ TEST(KdcExchange, ALateFirstServerStillCounts) {
     secondAsked.set_value();
     return std::nullopt;
   });
-  EXPECT_EQ(exchangeWithKdcs({first.address(), second.address()}, bytes("request"),
-                             std::chrono::milliseconds(2000), kAny),
-            bytes("good"));
+  EXPECT_EQ(exchange({first.address(), second.address()}, 2000), bytes("good"));
 }
 
 TEST(KdcExchange, FailuresSayWhatEndedTheWait) {
   const ScriptedKdc mute(silence);
-  EXPECT_THROW(exchangeWithKdcs({mute.address(), test::refusedAddress()}, bytes("request"),
-                                std::chrono::milliseconds(200), kAny),
-               TimeoutException);
+  EXPECT_THROW(exchange({mute.address(), test::refusedAddress()}, 200), TimeoutException);
   try {
-    exchangeWithKdcs({test::refusedAddress()}, bytes("request"), kLimit, kAny);
+    exchange({test::refusedAddress()}, kAmpleMs);
     FAIL() << "a refused connection gave a reply";
   } catch (const IOException& failure) {
     EXPECT_EQ(failure.code(), ECONNREFUSED);
@@ -112,11 +88,9 @@ TEST(KdcExchange, FailuresSayWhatEndedTheWait) {
 }
 
 TEST(KdcExchange, AReplyThatSettlesNothingIsBetterThanNone) {
-  const ScriptedKdc only(busy);
+  const ScriptedKdc only(sending(framed(bytes("busy"))));
   const KdcReplyCheck never = [](auto) { return false; };
-  EXPECT_EQ(
-      exchangeWithKdcs({only.address(), test::refusedAddress()}, bytes("request"), kLimit, never),
-      bytes("busy"));
+  EXPECT_EQ(exchange({only.address(), test::refusedAddress()}, kAmpleMs, never), bytes("busy"));
 }
 
 }  // namespace
