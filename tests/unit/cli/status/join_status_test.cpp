@@ -1,0 +1,138 @@
+// The texts about the join, from facts.
+#include "cli/status/join_status.h"
+
+#include <gtest/gtest.h>
+
+#include <boost/make_shared.hpp>
+#include <cstdlib>
+#include <ctime>
+#include <iostream>
+#include <sstream>
+
+#include "cli/common/task_context.h"
+#include "cli/status/single_values.h"
+#include "cli/status/sysinfo.h"
+#include "tests/support/captured_output.h"
+#include "tolk/ldap/ad_names.h"
+
+namespace joinscope {
+namespace {
+
+using test::CapturedOutput;
+
+constexpr char kWarning[] =
+    "  Warning! Unable to locate computer's subnet site in Active Directory.\n"
+    "  Please advise your system administrator.\n";
+
+JoinFacts facts(std::optional<std::string> subnetSite) {
+  return {.localHostName = "host1",
+          .domain = "lab.test",
+          .joinedAs = "host1.lab.test",
+          .preWin2kName = "HOST1",
+          .controller = "dc1.lab.test",
+          .preferredSite = "Paris",
+          .subnetSite = std::move(subnetSite)};
+}
+
+std::string text(const JoinFacts& join) {
+  std::ostringstream out;
+  writeJoinFacts(out, join);
+  return out.str();
+}
+
+TEST(JoinStatus, LabelsFillNineteenColumns) {
+  EXPECT_EQ(text(facts("Tokyo")),
+            "Local host name:   host1\n"
+            "Joined to domain:  lab.test\n"
+            "Joined as:         host1.lab.test\n"
+            "Pre-win2K name:    HOST1\n"
+            "Current DC:        dc1.lab.test\n"
+            "Preferred site:    Paris\n"
+            "Subnet site:       Tokyo\n");
+}
+
+TEST(JoinStatus, SubnetSiteIsShownWhereItDiffers) {
+  const std::string common = text(facts({}));
+  EXPECT_EQ(text(facts("Paris")), common);
+  EXPECT_EQ(text(facts("")), common + "Subnet site:       \n" + kWarning);
+  JoinFacts nowhere = facts("");
+  nowhere.preferredSite = "";
+  nowhere.preWin2kName = kUnavailable;
+  nowhere.controller = "dc\n1";
+  EXPECT_EQ(text(nowhere),
+            "Local host name:   host1\n"
+            "Joined to domain:  lab.test\n"
+            "Joined as:         host1.lab.test\n"
+            "Current DC:        dc\\x0A1\n"
+            "Preferred site:    \n" +
+                std::string(kWarning));
+}
+
+TEST(JoinStatus, HeaderForEveryState) {
+  struct Case {
+    std::optional<AgentState> state;
+    const char* line;
+  };
+  const std::string gone = "Running in disconnected mode because the computer object has been ";
+  const std::pair<std::optional<AgentState>, std::string> cases[] = {
+      {{}, "Not joined to any domain"},
+      {AgentState::connected, "Running in connected mode"},
+      {AgentState::disconnected, "Running in disconnected mode"},
+      {AgentState::starting, "Not accepting connections"},
+      {AgentState::down, "Not running"},
+      {AgentState::unavailable, "Unknown"},
+      {AgentState::objectDeleted, gone + "deleted in AD side"},
+      {AgentState::objectDisabled, gone + "disabled in AD side"},
+      {AgentState::lockUnexaminable, "Unknown"},
+  };
+  for (const auto& [state, line] : cases) {
+    std::ostringstream out;
+    writeStatusHeader(out, state);
+    EXPECT_EQ(out.str(), "Pellion Orvald Status\n  " + line + "\n");
+  }
+}
+
+TEST(JoinStatus, PasswordLastSetInLocalTime) {
+  struct Case {
+    const char* value;  ///< null: the attribute is absent
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"0", "1970-01-01 01:00:00 CET"},  {"133082352001234567", "2022-09-21 14:00:00 CEST"},
+      {"-1", "1601-01-01 01:00:00 CET"}, {"9223372036854775807", "30828-09-14 04:48:05 CEST"},
+      {"never", "<unavailable>"},        {"", "<unavailable>"},
+      {nullptr, "<unavailable>"},
+  };
+  ::setenv("TZ", "CET-1CEST,M3.5.0,M10.5.0/3", 1);
+  ::tzset();
+  for (const Case& row : cases) {
+    SCOPED_TRACE(row.value == nullptr ? "absent" : row.value);
+    const auto object = boost::make_shared<tolk::ADObject>("CN=x");
+    if (row.value != nullptr) (*object)[tolk::AD_PWCHG_LAST] = std::string(row.value);
+    EXPECT_EQ(formatPasswordLastSet(object), row.expected);
+  }
+  EXPECT_EQ(formatPasswordLastSet({}), "<unavailable>");
+  ::unsetenv("TZ");
+  ::tzset();
+}
+
+TEST(JoinStatus, NothingIsPrintedForScriptsWithoutAJoin) {
+  TaskContext context(nullptr, nullptr, nullptr);
+  context.joined = false;
+  const CapturedOutput out(std::cout);
+  const CapturedOutput err(std::cerr);
+  for (const auto print : {printDomain, printZoneDn, printSite, printServer, printName,
+                           printGlobalCatalog, printMode}) {
+    EXPECT_EQ(print(context), 10);
+  }
+  EXPECT_EQ(printZone(context, nullptr), 10);
+  EXPECT_EQ(out.text() + err.text(), "");
+  EXPECT_EQ(joinStatusReport(context, nullptr, nullptr), 10);
+  EXPECT_EQ(out.text(), "Not joined to any domain\n");
+  EXPECT_EQ(sysinfo(context, 1, nullptr), 10);
+  EXPECT_EQ(out.text(),
+            "Not joined to any domain\nSystem Diagnostic\n  Not joined to any domain\n");
+}
+
+}  // namespace
+}  // namespace joinscope
