@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 
@@ -77,9 +78,9 @@ sockaddr_in refusedAddress() {
 
 Bytes framed(const Bytes& message) {
   const std::uint32_t length = htonl(static_cast<std::uint32_t>(message.size()));
-  Bytes out(sizeof length);
+  Bytes out(sizeof length + message.size());
   std::memcpy(out.data(), &length, sizeof length);
-  out.insert(out.end(), message.begin(), message.end());
+  std::ranges::copy(message, out.begin() + sizeof length);
   return out;
 }
 
