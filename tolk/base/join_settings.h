@@ -21,7 +21,8 @@ inline constexpr std::string_view SETTING_HOSTSID = "hostsid";
 inline constexpr std::string_view SETTING_DES_SALT = "dessalt";
 inline constexpr std::string_view SETTING_CLOUD_CONNECTORS = "cloudconnectors";
 
-// Values of SETTING_SCHEMA: in which layout the joined zone is kept, or that there is no zone object.
+// Values of SETTING_SCHEMA: in which layout the joined zone is kept, or that there is no zone
+// object.
 inline constexpr std::string_view SCHEMA_AUTO = "auto";  ///< one zone of the whole forest
 inline constexpr std::string_view SCHEMA_NULL = "null";  ///< joined without a zone
 inline constexpr std::string_view SCHEMA_ORV_V1_0 = "orv_v1_0";
