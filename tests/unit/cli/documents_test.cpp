@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -59,18 +58,16 @@ Names pageRows(const std::string& text) {
   return names;
 }
 
-// The digits behind `start` in each line that has it.
+// The number behind `start` in each line that has one there.
 Names numbersBehind(const std::string& start, const std::string& text) {
   Names numbers;
   for (const std::string& line : tolk::split(text, '\n')) {
     const std::size_t at = line.find(start);
-    if (at == std::string::npos) continue;
-    std::string digits;
-    for (const char c : line.substr(at + start.size())) {
-      if (std::isdigit(static_cast<unsigned char>(c)) == 0) break;
-      digits += c;
+    int number = 0;
+    if (at != std::string::npos &&
+        std::sscanf(line.c_str() + at + start.size(), "%d", &number) == 1) {
+      numbers.insert(std::to_string(number));
     }
-    if (!digits.empty()) numbers.insert(digits);
   }
   return numbers;
 }
@@ -96,8 +93,6 @@ TEST(Documents, UsageNamesTheOptionsOfTheTable) {
 TEST(Documents, UsageLeavesOnlyTheJournalOptionsOut) {
   const std::string with = usageText(true);
   const std::string without = usageText(false);
-  EXPECT_EQ(std::ranges::count(with, '\n'), 87);
-  EXPECT_EQ(std::ranges::count(without, '\n'), 78);
   const std::size_t start = with.find("  --begin");
   const std::size_t end = with.find("  --support");
   EXPECT_EQ(with.substr(0, start) + with.substr(end), without);
@@ -111,11 +106,7 @@ TEST(Documents, ManualPageNamesTheOptionsOfTheTable) {
 }
 
 TEST(Documents, ManualPageNamesEveryExitStatus) {
-  Names statuses;
-  for (const std::string& line : tolk::split(fileText("cli/common/exit_status.h"), '\n')) {
-    if (line.find("constexpr int k") != std::string::npos)
-      statuses.merge(numbersBehind(" = ", line));
-  }
+  const Names statuses = numbersBehind(" = ", fileText("cli/common/exit_status.h"));
   EXPECT_EQ(statuses.size(), 16U);
   EXPECT_EQ(numbersBehind(".It ", fileText("docs/joinscope.1")), statuses);
 }

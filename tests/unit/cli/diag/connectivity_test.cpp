@@ -21,44 +21,40 @@ namespace {
 /// A TCP port of 127.0.0.1 that is bound; it accepts when it listens and refuses when it does not.
 class LocalPort {
  public:
-  explicit LocalPort(bool listening) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    auto* raw = reinterpret_cast<sockaddr*>(&address);
-    socklen_t size = sizeof address;
+  explicit LocalPort(bool listening) {
+    auto* raw = reinterpret_cast<sockaddr*>(&address_);
+    socklen_t size = sizeof address_;
     EXPECT_EQ(::bind(socket_.get(), raw, size), 0);
     EXPECT_EQ(::getsockname(socket_.get(), raw, &size), 0);
     if (listening) {
       EXPECT_EQ(::listen(socket_.get(), SOMAXCONN), 0);
     }
-    number_ = ntohs(address.sin_port);
   }
 
-  [[nodiscard]] tolk::HostPort entry(const char* host = "127.0.0.1") const {
-    return {.host = host, .text = {}, .port = number_, .priority = 0, .weight = 0};
+  [[nodiscard]] tolk::HostPort entry() const {
+    return {.host = "127.0.0.1", .text = {}, .port = number(), .priority = 0, .weight = 0};
   }
   /// Lets no further connection in: the queue holds one, which this fills. Packets of others are
   /// dropped.
   void fallSilent() {
     EXPECT_EQ(::listen(socket_.get(), 0), 0);
-    filler_.reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    address.sin_port = htons(static_cast<std::uint16_t>(number_));
-    EXPECT_EQ(::connect(filler_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    auto* raw = reinterpret_cast<sockaddr*>(&address_);
+    EXPECT_EQ(::connect(filler_.get(), raw, sizeof address_), 0);
   }
   [[nodiscard]] bool hasCaller() const {
     pollfd descriptor{.fd = socket_.get(), .events = POLLIN, .revents = 0};
     return ::poll(&descriptor, 1, 0) == 1;
   }
-  [[nodiscard]] std::string number() const { return std::to_string(number_); }
+  [[nodiscard]] std::int32_t number() const { return ntohs(address_.sin_port); }
 
  private:
-  tolk::UniqueFd socket_;
-  tolk::UniqueFd filler_;
-  std::int32_t number_ = 0;
+  static tolk::UniqueFd tcpSocket() {
+    return tolk::UniqueFd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  }
+
+  sockaddr_in address_{AF_INET, 0, {htonl(INADDR_LOOPBACK)}, {}};
+  tolk::UniqueFd socket_ = tcpSocket();
+  tolk::UniqueFd filler_ = tcpSocket();
 };
 
 TEST(ProbeRun, MoreServersThanTheWindowComeInOrder) {
@@ -71,7 +67,8 @@ TEST(ProbeRun, MoreServersThanTheWindowComeInOrder) {
     const bool good = i % 3 != 0;
     const LocalPort& port = good ? open : closed;
     targets.push_back({&kGlobalCatalog, port.entry()});
-    expected += "    Global Catalog: 127.0.0.1\n      gc:       " + port.number() + "/tcp - ";
+    expected += "    Global Catalog: 127.0.0.1\n      gc:       " + std::to_string(port.number()) +
+                "/tcp - ";
     expected += good ? "good\n" : "refused\n      No TCP LDAP response, giving up on 127.0.0.1\n";
   }
   ProbeRun run(std::move(targets));
@@ -113,31 +110,20 @@ TEST(Connectivity, ListsKeepReachableServersInOrder) {
   EXPECT_GT(text.find("    Domain Controller: "), text.rfind("    Global Catalog: "));
 }
 
-TEST(Connectivity, NoDomainEndsTheTaskBeforeAnyLookup) {
-  TaskContext ctx(nullptr, nullptr, nullptr);
-  ctx.domain.clear();
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(runConnectivityTest(ctx, "dc1.lab.test", nullptr), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "Domain Diagnostics:\n  Domain not specified\n");
-}
-
 TEST(Connectivity, NamedServerIsLowerCasedAndAskedWithoutDns) {
   TaskContext ctx(nullptr, "lab.test", nullptr);
   testing::internal::CaptureStdout();
   EXPECT_EQ(runConnectivityTest(ctx, "LOCALHOST", nullptr), 0);
-  const std::string text = testing::internal::GetCapturedStdout();
-  EXPECT_EQ(text.rfind("Domain Diagnostics:\n"
-                       "  Domain: lab.test\n"
-                       "  Testing Active Directory connectivity:\n"
-                       "    Global Catalog: localhost\n"
-                       "      gc:       3268/tcp - ",
-                       0),
-            0U)
-      << text;
-  EXPECT_NE(text.find("    Domain Controller: localhost\n      ldap:      389/tcp - "),
-            std::string::npos)
-      << text;
+  EXPECT_EQ(testing::internal::GetCapturedStdout().find("Domain Diagnostics:\n"
+                                                        "  Domain: lab.test\n"
+                                                        "  Testing Active Directory connectivity:\n"
+                                                        "    Global Catalog: localhost\n"),
+            0U);
+  ctx.domain.clear();  // ends the task before any lookup
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(runConnectivityTest(ctx, "dc1.lab.test", nullptr), 0);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(),
+            "Domain Diagnostics:\n  Domain not specified\n");
 }
 
 TEST(TimeQuery, OnlyATimeOutIsATimeOut) {

@@ -37,10 +37,12 @@ class ControllerText : public ::testing::Test {
 };
 
 TEST_F(ControllerText, FullRootDse) {
-  EXPECT_EQ(write(fullRootDse()), R"(  Domain Controller: dc1.lab.test:389
+  tolk::ADObject object = fullRootDse();
+  object["isGlobalCatalogReady"] = std::string("TRUE\n  Forest Name: evil.test");
+  EXPECT_EQ(write(object), R"(  Domain Controller: dc1.lab.test:389
     Domain controller type: Windows 2016
     Domain Name:            north.lab.test
-    isGlobalCatalogReady:   TRUE
+    isGlobalCatalogReady:   TRUE\x0A  Forest Name: evil.test
     domainFunctionality:           4 = (DS_BEHAVIOR_WIN2008_R2)
     forestFunctionality:           3 = (DS_BEHAVIOR_WIN2008)
     domainControllerFunctionality: 7 = (DS_BEHAVIOR_WINSERVER_2016)
@@ -53,9 +55,8 @@ TEST_F(ControllerText, FullRootDse) {
 
 TEST_F(ControllerText, UnreadServerTeachesNothing) {
   ctx.win2kController = true;
-  EXPECT_EQ(write({}), R"(  Domain Controller: dc1.lab.test:389
-    Failed to retrieve root object
-)");
+  EXPECT_EQ(write({}),
+            "  Domain Controller: dc1.lab.test:389\n    Failed to retrieve root object\n");
   EXPECT_TRUE(ctx.win2kController);
 }
 
@@ -71,19 +72,14 @@ TEST_F(ControllerText, MissingValuesLeaveTheirLabelsAndAreToldInReadingOrder) {
             "    domainFunctionality:           \n"
             "    forestFunctionality:           2 = (DS_BEHAVIOR_WIN2003)\n"
             "    domainControllerFunctionality: \n");
-  std::istringstream lines(diag.str());
-  const char* const starts[] = {"    Missing index: configurationNamingContext",
-                                "    Missing index: rootDomainNamingContext",
-                                "    While accessing index defaultNamingContext: ",
-                                "    Missing index: isGlobalCatalogReady",
-                                "    Missing index: domainControllerFunctionality",
-                                "    Missing index: domainFunctionality"};
-  std::string line;
-  for (const char* start : starts) {
-    ASSERT_TRUE(std::getline(lines, line)) << start;
-    EXPECT_EQ(line.rfind(start, 0), 0U) << line;
-  }
-  EXPECT_FALSE(std::getline(lines, line)) << line;
+  EXPECT_EQ(diag.str(),
+            "    Missing index: configurationNamingContext\n"
+            "    Missing index: rootDomainNamingContext\n"
+            "    While accessing index defaultNamingContext: 'not a name' is not a distinguished "
+            "name\n"
+            "    Missing index: isGlobalCatalogReady\n"
+            "    Missing index: domainControllerFunctionality\n"
+            "    Missing index: domainFunctionality\n");
 }
 
 TEST_F(ControllerText, ForestAndConfigurationComeFromTheFirstServerThatHasThem) {
@@ -99,13 +95,6 @@ TEST_F(ControllerText, ForestAndConfigurationComeFromTheFirstServerThatHasThem) 
   EXPECT_EQ(ctx.configNamingContext, "CN=Configuration,DC=lab,DC=test");
   write(fullRootDse());
   EXPECT_EQ(ctx.forestName, "other.test");
-}
-
-TEST_F(ControllerText, HostileValuesAreEscaped) {
-  tolk::ADObject object = fullRootDse();
-  object["isGlobalCatalogReady"] = std::string("TRUE\n  Forest Name: evil.test");
-  EXPECT_NE(write(object).find("isGlobalCatalogReady:   TRUE\\x0A  Forest Name: evil.test\n"),
-            std::string::npos);
 }
 
 }  // namespace

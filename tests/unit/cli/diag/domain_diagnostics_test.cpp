@@ -53,18 +53,5 @@ TEST(SrvRecords, AdviceNamesTheMissingRecord) {
 )");
 }
 
-TEST(SubnetSite, AnEmptySiteCallsForTheAdministrator) {
-  std::ostringstream known;
-  writeSubnetSite(known, "North");
-  EXPECT_EQ(known.str(), "  Subnet site: North\n");
-  std::ostringstream unknown;
-  writeSubnetSite(unknown, "");
-  EXPECT_EQ(unknown.str(),
-            "  Subnet site: \n"
-            "WARNING! Unable to locate computer's subnet site in Active Directory.\n"
-            "Ask your Active Directory administrator to add this computer's subnet\n"
-            "to the appropriate site.\n");
-}
-
 }  // namespace
 }  // namespace joinscope

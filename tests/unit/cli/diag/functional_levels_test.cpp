@@ -10,6 +10,10 @@
 namespace joinscope {
 namespace {
 
+constexpr char kController[] = "domainControllerFunctionality";
+constexpr char kDomain[] = "domainFunctionality";
+constexpr char kForest[] = "forestFunctionality";
+
 tolk::ADObject rootDse(const std::vector<std::pair<const char*, std::string>>& attributes) {
   tolk::ADObject object("");
   for (const auto& [name, value] : attributes) object[name] = value;
@@ -25,93 +29,70 @@ class FunctionalLevels : public ::testing::Test {
   std::ostringstream diag;
 };
 
-TEST(LevelText, NamesKnownLevelsAndShowsOthersAlone) {
-  EXPECT_EQ(levelText(-1), "-1 = (DS_BEHAVIOR_WIN2000_MIXED)");
-  EXPECT_EQ(levelText(0), "0 = (DS_BEHAVIOR_WIN2000)");
-  EXPECT_EQ(levelText(4), "4 = (DS_BEHAVIOR_WIN2008_R2)");
-  EXPECT_EQ(levelText(7), "7 = (DS_BEHAVIOR_WINSERVER_2016)");
-  EXPECT_EQ(levelText(8), "8");
-  EXPECT_EQ(levelText(-2), "-2");
-}
-
-struct LevelCase {
-  const char* value;  ///< null: the attribute is missing
-  const char* type;
-  const char* level;
-  const char* diagnostics;
-};
-
-TEST_F(FunctionalLevels, ControllerLevelAsTypeAndAsLevel) {
-  const LevelCase cases[] = {
-      {"0", "Windows 2000", "0 = (DS_BEHAVIOR_WIN2000)", ""},
-      {"1", "Windows 2003 Interim", "1 = (DS_BEHAVIOR_WIN2003_INTERIM)", ""},
-      {"6", "Windows 2012 R2", "6 = (DS_BEHAVIOR_WINSERVER_2012_R2)", ""},
-      {"8", "Unknown DC Functional Level: 8", "8", ""},
-      {"-1", "Unknown DC Functional Level: -1", "-1 = (DS_BEHAVIOR_WIN2000_MIXED)", ""},
-      {nullptr, "Windows 2000", "", "    Missing index: domainControllerFunctionality\n"},
+TEST_F(FunctionalLevels, ControllersLevelIsShownAsTypeAndAsLevel) {
+  struct Row {
+    const char* value;
+    const char* type;
+    const char* level;
   };
-  for (const LevelCase& c : cases) {
-    SCOPED_TRACE(c.type);
-    tolk::ADObject object = rootDse({{"forestFunctionality", "7"}});
-    if (c.value != nullptr) object["domainControllerFunctionality"] = std::string(c.value);
-    std::ostringstream reasons;
-    EXPECT_EQ(controllerTypeText(object), c.type);
-    EXPECT_EQ(functionalLevelText(object, "domainControllerFunctionality", &reasons), c.level);
-    EXPECT_EQ(reasons.str(), c.diagnostics);
+  const Row rows[] = {
+      {"0", "Windows 2000", "0 = (DS_BEHAVIOR_WIN2000)"},
+      {"1", "Windows 2003 Interim", "1 = (DS_BEHAVIOR_WIN2003_INTERIM)"},
+      {"6", "Windows 2012 R2", "6 = (DS_BEHAVIOR_WINSERVER_2012_R2)"},
+      {"7", "Windows 2016", "7 = (DS_BEHAVIOR_WINSERVER_2016)"},
+      {"8", "Unknown DC Functional Level: 8", "8"},
+      {"-1", "Unknown DC Functional Level: -1", "-1 = (DS_BEHAVIOR_WIN2000_MIXED)"},
+      {"-2", "Unknown DC Functional Level: -2", "-2"},
+      {"seven\a", "Unknown DC Functional Level: seven\\x07", ""},
+  };
+  for (const Row& row : rows) {
+    const tolk::ADObject object = rootDse({{kController, row.value}});
+    EXPECT_EQ(controllerTypeText(object), row.type);
+    EXPECT_EQ(functionalLevelText(object, kController, &diag), row.level);
   }
+  EXPECT_EQ(diag.str().find("    While accessing index domainControllerFunctionality: "), 0U);
 }
 
-TEST_F(FunctionalLevels, TextThatIsNoNumberIsShownAndEndsNothing) {
-  tolk::ADObject object =
-      rootDse({{"domainControllerFunctionality", "seven\a"}, {"domainFunctionality", "x"}});
-  EXPECT_FALSE(normalizeFunctionalLevels(ctx, object, &diag));
-  EXPECT_EQ(controllerTypeText(object), "Unknown DC Functional Level: seven\\x07");
-  EXPECT_EQ(functionalLevelText(object, "domainFunctionality", &diag), "");
-  EXPECT_EQ(diag.str().find("    While accessing index domainFunctionality: "), 0U);
+TEST_F(FunctionalLevels, MissingLevelIsToldUnlessTheObjectIsEmpty) {
+  const tolk::ADObject object = rootDse({{kForest, "7"}});
+  EXPECT_EQ(controllerTypeText(object), "Windows 2000");
+  EXPECT_EQ(functionalLevelText(object, kController, &diag), "");
+  EXPECT_EQ(functionalLevelText(tolk::ADObject(), kDomain, &diag), "");
+  EXPECT_EQ(functionalLevelText(tolk::ADObject(""), kDomain, &diag), "");
+  EXPECT_EQ(diag.str(), "    Missing index: domainControllerFunctionality\n");
 }
 
-TEST_F(FunctionalLevels, ObjectWithoutAttributesIsPassedOverInSilence) {
-  EXPECT_EQ(functionalLevelText(tolk::ADObject(), "domainFunctionality", &diag), "");
-  EXPECT_EQ(functionalLevelText(tolk::ADObject(""), "domainFunctionality", &diag), "");
-  EXPECT_EQ(diag.str(), "");
+TEST_F(FunctionalLevels, DomainLevelZeroGoesAwayWhenTheModeCannotBeFoundOut) {
+  const std::pair<tolk::ADObject, std::string> rows[] = {
+      {rootDse({{kDomain, "4"}}), "4 = (DS_BEHAVIOR_WIN2008_R2)"},
+      {rootDse({{kDomain, "x"}}), ""},
+      {rootDse({{kDomain, "0"}, {kForest, "0"}}), ""},
+      {rootDse({{kController, "2"}}), ""},  // a missing one counts as 0
+  };
+  for (auto [object, level] : rows) {
+    EXPECT_FALSE(normalizeFunctionalLevels(ctx, object, &diag));
+    EXPECT_EQ(functionalLevelText(object, kDomain, nullptr), level);
+  }
+  EXPECT_FALSE(rows[2].first.attributeExists(kDomain, true));
+  EXPECT_TRUE(rows[2].first.attributeExists(kForest, true));
 }
 
-TEST_F(FunctionalLevels, HigherDomainLevelIsLeftAlone) {
-  tolk::ADObject object = rootDse({{"domainFunctionality", "4"}});
-  EXPECT_FALSE(normalizeFunctionalLevels(ctx, object, &diag));
-  EXPECT_EQ(object.getInt("domainFunctionality", 0), 4);
-}
-
-TEST_F(FunctionalLevels, LevelZeroWithoutABindingGoesAway) {
-  tolk::ADObject object = rootDse({{"domainFunctionality", "0"}, {"forestFunctionality", "0"}});
-  EXPECT_FALSE(normalizeFunctionalLevels(ctx, object, &diag));
-  EXPECT_FALSE(object.attributeExists("domainFunctionality", true));
-  EXPECT_TRUE(object.attributeExists("forestFunctionality", true));
-}
-
-TEST_F(FunctionalLevels, MissingDomainLevelCountsAsZero) {
-  tolk::ADObject object = rootDse({{"domainControllerFunctionality", "2"}});
-  EXPECT_FALSE(normalizeFunctionalLevels(ctx, object, &diag));
-  EXPECT_FALSE(object.attributeExists("domainFunctionality", true));
-}
-
-TEST_F(FunctionalLevels, Windows2000ControllerWithoutAnswerKeepsTwoLevels) {
+TEST_F(FunctionalLevels, ServerWithoutAnyLevelIsOfWindows2000) {
   // No host name: the question for the mode fails at once and without a network.
   tolk::ADObject object = rootDse({{"defaultNamingContext", "DC=old,DC=test"}});
   EXPECT_TRUE(normalizeFunctionalLevels(ctx, object, &diag));
-  EXPECT_FALSE(object.attributeExists("domainFunctionality", true));
-  EXPECT_EQ(object.getInt("forestFunctionality", -9), 0);
+  EXPECT_FALSE(object.attributeExists(kDomain, true));
+  EXPECT_EQ(object.getInt(kForest, -9), 0);
   EXPECT_EQ(controllerTypeText(object), "Windows 2000");
   EXPECT_EQ(diag.str().find("    LDAP: "), 0U) << diag.str();
 }
 
 TEST_F(FunctionalLevels, MixedModeBecomesMinusOne) {
-  tolk::ADObject object = rootDse({{"domainFunctionality", "0"}});
+  tolk::ADObject object = rootDse({{kDomain, "0"}});
   applyMixedMode(object, false);
-  EXPECT_EQ(functionalLevelText(object, "domainFunctionality", &diag), "0 = (DS_BEHAVIOR_WIN2000)");
+  EXPECT_EQ(object.getInt(kDomain, -9), 0);
   applyMixedMode(object, true);
-  EXPECT_EQ(functionalLevelText(object, "domainFunctionality", &diag),
-            "-1 = (DS_BEHAVIOR_WIN2000_MIXED)");
+  EXPECT_EQ(object.getInt(kDomain, -9), -1);
 }
 
 }  // namespace
