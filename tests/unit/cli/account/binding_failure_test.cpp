@@ -16,6 +16,7 @@ constexpr CredentialPath kPassword = CredentialPath::userPassword;
 constexpr CredentialPath kMachine = CredentialPath::machine;
 
 constexpr char kInvalidAlice[] = "Invalid username or password for user \"alice\"";
+constexpr char kInvalidNobody[] = "Invalid username or password for user \"\"";
 constexpr char kMachineChanged[] =
     "Computer account password has been changed.\nPlease correct the cause of this problem, then "
     "reset the Computer account in\nActive Directory.";
@@ -58,6 +59,7 @@ TEST(BindingFailure, EachKindAndCodeHasItsMessageAndStatus) {
       {make<KerberosException>(KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN), kPassword, kInvalidAlice, 19},
       {make<KerberosException>(KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN), kMachine,
        "Invalid username or password for user \"localhost\"", 19},
+      {make<KerberosException>(KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN), kCache, kInvalidNobody, 19},
       {make<KerberosException>(KRB5KRB_AP_ERR_SKEW), kCache, kSkew, 28},
       {make<KerberosException>(KRB5KDC_ERR_TGT_REVOKED), kCache, kRevoked, 56},
       {make<KerberosException>(KRB5KDC_ERR_CLIENT_REVOKED), kPassword,
@@ -66,22 +68,17 @@ TEST(BindingFailure, EachKindAndCodeHasItsMessageAndStatus) {
       {make<tolk::KELPException>(1001), kPassword, "Unexpected Exception: 100% text", 6},
       {std::make_shared<std::runtime_error>("plain"), kPassword, "Unexpected Exception: plain", 6},
   };
+  const UserCredentials nobody;
   UserCredentials alice;
   alice.user = "alice";
   for (const Row& row : rows) {
     SCOPED_TRACE(row.message);
+    const UserCredentials* user = row.path == kPassword ? &alice : &nobody;
     const BindingFailure failure =
-        describeFailure(*row.failure, row.path, row.path == kMachine ? nullptr : &alice);
+        describeFailure(*row.failure, row.path, row.path == kMachine ? nullptr : user);
     EXPECT_EQ(failure.message, row.message);
     EXPECT_EQ(failure.status, row.status);
   }
-}
-
-TEST(BindingFailure, AUserCacheNamesNobody) {
-  const UserCredentials record;
-  const tolk::KerberosException unknown("text", static_cast<int>(KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN));
-  EXPECT_EQ(describeFailure(unknown, kCache, &record).message,
-            "Invalid username or password for user \"\"");
 }
 
 }  // namespace
