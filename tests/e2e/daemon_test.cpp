@@ -1,0 +1,304 @@
+// The agent daemon and velkd adopt on the member host, against a real domain controller.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <functional>
+
+#include "tests/support/lab.h"
+#include "tolk/base/text.h"
+
+namespace joinscope::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+
+constexpr const char* kSocket = "/var/orvald/daemon/velkd.sock";
+constexpr const char* kLock = "/var/run/velkd.lock";
+
+/// Limits that let the daemon's waits end soon, and no cache: what was just changed must show.
+constexpr const char* kShortLimits =
+    "cp /etc/orvald/orvald.conf /root/conf.daemon; "
+    "printf '%s: 1\\n' velkd.dns.response.maxtime net.discovery.timeout ldap.connect.timeout "
+    "velkd.directory.timeout krb5.kdc.timeout velkd.reconnect.maxtime velkd.transfer.timeout "
+    "> /etc/orvald/orvald.conf; echo 'tolkd.cache.disable: true' >> /etc/orvald/orvald.conf";
+
+std::string callOf(const std::string& method, const std::string& parameters) {
+  return R"({"method":"org.orvald.velkd.)" + method + R"(","parameters":)" + parameters + "}";
+}
+
+std::string fetchOf(const std::string& dn, const std::string& server = "") {
+  return callOf("FetchObject", R"({"server":")" + server + R"(","dn":")" + dn +
+                                   R"(","attributes":["cn"],"fresh":true})");
+}
+
+/// Whether `fact` becomes true before the limit; asks again and again.
+bool eventually(const std::function<bool()>& fact) {
+  constexpr std::chrono::seconds kLimit{60};
+  const auto end = std::chrono::steady_clock::now() + kLimit;
+  while (std::chrono::steady_clock::now() < end) {
+    if (fact()) return true;
+  }
+  return false;
+}
+
+class DaemonTest : public testing::Test {
+ protected:
+  DaemonTest() { restart(); }
+  ~DaemonTest() override {
+    Lab::command({"daemon", "stop"});
+    lab.member.must("cp /root/conf.daemon /etc/orvald/orvald.conf");
+    Lab::command({"daemon", "start"});
+  }
+
+  static void restart() {
+    Lab::command({"daemon", "stop"});
+    Lab::command({"daemon", "start"});
+  }
+
+  /// The answers to these calls, one a line.
+  [[nodiscard]] std::string answers(std::vector<std::string> words,
+                                    const std::string& user = "root") const {
+    words.insert(words.begin(), JOINSCOPE_RPC_CALLER);
+    return lab.member.run(words, {.user = user}).out;
+  }
+  /// The state that `joinscope --mode` exits with.
+  [[nodiscard]] int mode(const std::string& user = "root") const {
+    return lab.member.joinscope({"--mode"}, {.user = user}).status;
+  }
+  [[nodiscard]] CommandResult velkd(std::vector<std::string> words,
+                                    const std::string& user = "root") const {
+    words.insert(words.begin(), daemonBinary());
+    return lab.member.run(words, {.user = user});
+  }
+
+  Lab lab;
+  HostChange limits{lab.member, kShortLimits, "true"};
+};
+
+TEST_F(DaemonTest, StatesOfTheAgent) {
+  EXPECT_EQ(mode(), 0);
+  EXPECT_EQ(mode("tester"), 0);
+  {
+    const HostChange disabled(lab.dc, "samba-tool user disable 'HOST1$'",
+                              "samba-tool user enable 'HOST1$'");
+    EXPECT_EQ(mode(), 6);
+  }
+  EXPECT_EQ(mode(), 0);
+  {
+    // A computer object of its own, so that the host's join survives the deletion.
+    lab.dc.must("samba-tool computer create GONE --prepare-oldjoin");
+    const std::string sid = lab.dc.must(
+        "samba-tool computer show GONE --attributes=objectSid | sed -n 's/^objectSid: //p'");
+    const HostChange other(lab.member,
+                           "cp /var/orvald/kset.hostsid /root/sid.e2e; echo '" +
+                               std::string(tolk::trim(sid)) + "' > /var/orvald/kset.hostsid",
+                           "cp /root/sid.e2e /var/orvald/kset.hostsid");
+    EXPECT_EQ(mode(), 0);
+    lab.dc.must("samba-tool computer delete GONE");
+    EXPECT_EQ(mode(), 5);
+  }
+  {
+    const HostChange stuck(lab.member, std::string("kill -STOP $(pgrep -x velkd); rm ") + kSocket,
+                           "kill -CONT $(pgrep -x velkd)");
+    EXPECT_EQ(mode(), 2);
+  }
+  Lab::command({"daemon", "stop"});
+  EXPECT_EQ(mode(), 3);
+  {
+    const HostChange closed(lab.member, std::string("chmod 600 ") + kLock,
+                            std::string("chmod 644 ") + kLock);
+    EXPECT_EQ(mode("tester"), 7);
+  }
+  Lab::command({"daemon", "start"});
+  EXPECT_EQ(mode(), 0);
+}
+
+TEST_F(DaemonTest, RecoversWhenTheControllerWasAway) {
+  ASSERT_EQ(mode(), 0);
+  Lab::command({"dc", "stop"});
+  EXPECT_EQ(mode(), 1);
+  Lab::command({"dc", "start"});
+  EXPECT_TRUE(eventually([this] { return mode() == 0; }));
+}
+
+TEST_F(DaemonTest, RecoversWhenNamesWereNotResolved) {
+  {
+    const HostChange dead(lab.member,
+                          "cp /etc/resolv.conf /root/resolv.e2e; "
+                          "echo 'nameserver 10.99.0.250' > /etc/resolv.conf",
+                          "cp /root/resolv.e2e /etc/resolv.conf");
+    restart();
+    EXPECT_EQ(mode(), 1);
+    EXPECT_THAT(answers({callOf("GetCurrentDC", "{}")}), HasSubstr(R"("host":"")"));
+    EXPECT_THAT(answers({callOf("GetSystemInfo", R"({"modules":2048})")}),
+                HasSubstr("There is no connection to the domain: "));
+  }
+  EXPECT_TRUE(eventually([this] { return mode() == 0; }));
+}
+
+TEST_F(DaemonTest, OtherUsersReadOnlyThisHostsObject) {
+  const std::string sid(tolk::trim(lab.member.must("cat /var/orvald/kset.hostsid")));
+  const std::string own = "CN=HOST1,CN=Computers,DC=lab,DC=test";
+  const std::string denied = "org.orvald.velkd.PermissionDenied";
+  const std::string found = R"({"parameters":{"object":{"dn":")" + own +
+                            R"(","attributes":[{"name":"cn","values":[{"text":"HOST1"}]}]}}})"
+                            "\n";
+  struct Row {
+    const char* what;
+    std::string message;
+    bool allowed;
+  };
+  for (const Row& row : {
+           Row{"own object by its identifier", fetchOf("<SID=" + sid + ">"), true},
+           Row{"own object by its name", fetchOf(tolk::toLower(own)), true},
+           Row{"another object", fetchOf("DC=lab,DC=test"), false},
+           Row{"another identifier", fetchOf("<SID=S-1-5-32-544>"), false},
+           Row{"own object by its GUID form", fetchOf("<WKGUID=x," + own + ">"), false},
+           Row{"the root DSE", fetchOf(""), false},
+           Row{"another server", fetchOf("<SID=" + sid + ">", "dc1.lab.test"), false},
+           Row{"the counters' switch", callOf("GetSystemInfo", R"({"modules":256})"), false},
+           Row{"identifier ranges", callOf("GetDomainIdentifiers", "{}"), false},
+       }) {
+    SCOPED_TRACE(row.what);
+    const std::string answer = answers({row.message}, "tester");
+    if (row.allowed) {
+      EXPECT_EQ(answer, found);
+    } else {
+      EXPECT_THAT(answer, HasSubstr(denied));
+    }
+  }
+  EXPECT_THAT(answers({fetchOf("DC=lab,DC=test", "dc1.lab.test")}), HasSubstr("DC=lab,DC=test"));
+  EXPECT_EQ(answers({fetchOf("CN=nobody,DC=lab,DC=test")}), "{\"parameters\":{\"object\":null}}\n");
+}
+
+TEST_F(DaemonTest, BadCallersCostThemselvesOnly) {
+  EXPECT_EQ(answers({"--half", "{\"method\":"}), "<closed>\n");
+  EXPECT_EQ(answers({"--size", "200000"}, "tester"), "<closed>\n");
+  EXPECT_EQ(answers({"--size", "17000000"}), "<closed>\n");
+  EXPECT_EQ(answers({"{\"a\":" + std::string(100, '[') + std::string(100, ']') + "}"}),
+            "<closed>\n");
+  EXPECT_EQ(answers({"\x01\x02\xff"}), "<closed>\n");
+  EXPECT_EQ(
+      answers({"--callers", "500", fetchOf("CN=HOST1,CN=Computers,DC=lab,DC=test")}, "tester"),
+      "500\n");
+  EXPECT_EQ(mode(), 0);
+}
+
+TEST_F(DaemonTest, GathersIdentifierRangesAndTellsItsController) {
+  // ldbsearch shows the two halves of the number as a range itself.
+  const std::string range(tolk::trim(lab.dc.must(
+      "ldbsearch -H /var/lib/samba/private/sam.ldb -b 'CN=RID Manager$,CN=System,DC=lab,DC=test' "
+      "rIDAvailablePool 2>/dev/null | sed -n 's/^rIDAvailablePool: //p'")));
+  const std::string call = callOf("GetDomainIdentifiers", "{}");
+  EXPECT_TRUE(
+      eventually([&] { return answers({call}).find("StillGathering") == std::string::npos; }));
+  EXPECT_EQ(answers({call}),
+            R"({"parameters":{"ranges":[{"key":"LAB.TEST","value":")" + range + "\"}]}}\n");
+  EXPECT_EQ(answers({callOf("GetCurrentDC", "{}")}), R"({"parameters":{"host":"dc1.lab.test"}})"
+                                                     "\n");
+}
+
+TEST_F(DaemonTest, OneInstanceThatEndsCleanlyAndRereadsItsConfiguration) {
+  const CommandResult second = velkd({});
+  EXPECT_EQ(second.status, 6);
+  EXPECT_THAT(second.err, AllOf(HasSubstr("velkd runs already: process "), HasSubstr(kLock)));
+  EXPECT_EQ(velkd({}, "tester").status, 9);
+  EXPECT_EQ(velkd({"--nonsense"}).status, 7);
+
+  const std::string config = callOf("GetSystemInfo", R"({"modules":16})");
+  lab.member.must("echo 'a.new.key: 5' >> /etc/orvald/orvald.conf; kill -HUP $(pgrep -x velkd)");
+  EXPECT_TRUE(
+      eventually([&] { return answers({config}).find("a.new.key: 5") != std::string::npos; }));
+
+  Lab::command({"daemon", "stop"});
+  EXPECT_NE(lab.member.shell(std::string("test -e ") + kSocket).status, 0);
+  // A daemon that was killed leaves its socket; the next one replaces it.
+  Lab::command({"daemon", "start"});
+  lab.member.must("kill -KILL $(pgrep -x velkd)");
+  EXPECT_TRUE(eventually([this] { return lab.member.shell("pgrep -x velkd").status != 0; }));
+  EXPECT_EQ(mode(), 3);
+  const RunningCommand next = lab.member.start({daemonBinary()});
+  EXPECT_TRUE(eventually([this] { return mode() == 0; }));
+}
+
+TEST_F(DaemonTest, AdoptWritesWhatTheDirectoryKnows) {
+  const HostChange kept(lab.member, "rm -rf /root/kset; cp -a /var/orvald /root/kset",
+                        "rm -rf /var/orvald/kset.* /var/orvald/previous; "
+                        "cp -a /root/kset/kset.* /var/orvald");
+  EXPECT_EQ(velkd({"unadopt"}).status, 0);
+  EXPECT_EQ(lab.member.must("cat /var/orvald/previous/kset.domain"), "lab.test\n");
+  EXPECT_EQ(mode(), 10);
+  EXPECT_THAT(answers({fetchOf("DC=lab,DC=test")}), HasSubstr("velkd.NotJoined"));
+  EXPECT_EQ(velkd({"unadopt"}).status, 10);
+
+  const std::string sid(
+      tolk::trim(lab.dc.must("samba-tool computer show HOST1 --attributes=objectSid | "
+                             "sed -n 's/^objectSid: //p'")));
+  const CommandResult adopted = velkd({"adopt", "--null-zone"});
+  EXPECT_EQ(adopted.status, 0) << adopted;
+  EXPECT_EQ(lab.member.must("cd /var/orvald; grep -H . kset.*"),
+            "kset.domain:lab.test\nkset.domaincontroller:dc1.lab.test\n"
+            "kset.globalcatalog:dc1.lab.test\nkset.hostname:host1.lab.test\nkset.hostsid:" +
+                sid +
+                "\nkset.prew2khostname:HOST1\nkset.schema:null\n"
+                "kset.site:Default-First-Site-Name\nkset.subnetsite:Default-First-Site-Name\n"
+                "kset.zone:DC=lab,DC=test\n");
+  EXPECT_THAT(adopted.out, HasSubstr("/var/orvald/kset.hostsid: " + sid));
+  EXPECT_EQ(mode(), 0) << "the running daemon takes the new join over";
+}
+
+TEST_F(DaemonTest, AdoptRefusesWithReasonAndChangesNothing) {
+  const std::string before = lab.member.must("cd /var/orvald; grep -H . kset.*");
+  struct Row {
+    const char* what;
+    std::string change;  // in a mount namespace of its own
+    int status;
+    const char* reason;
+  };
+  const auto keytab = [](const std::string& principal) {
+    return "printf 'addent -password -p " + principal +
+           " -k 1 -e aes256-cts\\nsecret\\nwkt /tmp/kt.e2e\\n' | ktutil >/dev/null; ";
+  };
+  const std::string mount = "mount --bind /tmp/kt.e2e /etc/krb5.keytab";
+  const std::string fresh = "rm -f /tmp/kt.e2e; ";
+  for (const Row& row : {
+           Row{"no keytab",
+               "mount -t tmpfs none /root; "
+               "printf 'krb5.keytab.name: /root/absent\\n' > /root/c; "
+               "mount --bind /root/c /etc/orvald/orvald.conf",
+               6, "Join this computer to a domain first"},
+           Row{"no computer account", fresh + keytab("user@LAB.TEST") + mount, 6,
+               "has no computer account"},
+           Row{"two realms",
+               fresh + keytab("HOST1$@LAB.TEST") + keytab("HOST1$@OTHER.TEST") + mount, 6,
+               "computer accounts of several domains (LAB.TEST, OTHER.TEST)"},
+           Row{"unknown account", fresh + keytab("NOSUCH$@LAB.TEST") + mount, 23,
+               "the domain has no such computer account"},
+           Row{"stale key", fresh + keytab("HOST1$@LAB.TEST") + mount, 156,
+               "the keytab does not hold the account's password any more"},
+           Row{"no controller", fresh + keytab("HOST1$@NOWHERE.TEST") + mount, 6,
+               "No domain controller of nowhere.test can be used"},
+       }) {
+    SCOPED_TRACE(row.what);
+    const CommandResult result = lab.member.run(
+        {"unshare", "--mount", "sh", "-c", row.change + "; exec " + daemonBinary() + " adopt"});
+    EXPECT_EQ(result.status, row.status) << result;
+    EXPECT_THAT(result.err, HasSubstr(row.reason));
+  }
+  {
+    const HostChange disabled(lab.dc, "samba-tool user disable 'HOST1$'",
+                              "samba-tool user enable 'HOST1$'");
+    const CommandResult result = velkd({"adopt"});
+    EXPECT_EQ(result.status, 6);
+    EXPECT_THAT(result.err, HasSubstr("the computer account is disabled"));
+  }
+  EXPECT_EQ(velkd({"adopt"}, "tester").status, 9);
+  EXPECT_EQ(velkd({"adopt", "--zone", "CN=none,DC=lab,DC=test", "--schema", "orv_r2"}).err,
+            "velkd: There is no zone CN=none,DC=lab,DC=test in the directory.\n");
+  EXPECT_EQ(lab.member.must("cd /var/orvald; grep -H . kset.*"), before);
+}
+
+}  // namespace
+}  // namespace joinscope::test
