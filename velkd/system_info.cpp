@@ -49,7 +49,7 @@ void writeDomain(Output& out, const SystemFacts& facts) {
   line(out, "Joined as", setting(facts, tolk::SETTING_HOST_NAME));
   line(out, "Pre-win2K name", setting(facts, tolk::SETTING_PREW2K_HOST_NAME));
   line(out, "Security identifier", setting(facts, tolk::SETTING_HOSTSID));
-  line(out, "Site", setting(facts, tolk::SETTING_MACHINE_SITE));
+  line(out, "Preferred site", setting(facts, tolk::SETTING_MACHINE_SITE));
   line(out, "Subnet site", setting(facts, tolk::SETTING_SUBNET_SITE));
 }
 
@@ -58,8 +58,8 @@ void writeNetState(Output& out, const SystemFacts& facts) {
   for (const tolk::DCInfo& info : facts.discovery.controllers) {
     out << "    " << tolk::printable(info.host) << '\n';
     const bool named = (info.flags & tolk::DCInfo::kUnverified) == 0;
-    out << "      Domain: " << tolk::printable(named ? info.domain : "<not known>") << '\n'
-        << "      Site: " << tolk::printable(named ? info.dcSite : "<not known>") << '\n';
+    out << "      Of domain: " << tolk::printable(named ? info.domain : "<not known>") << '\n'
+        << "      In site: " << tolk::printable(named ? info.dcSite : "<not known>") << '\n';
   }
 }
 
