@@ -126,6 +126,49 @@ std::string expectedSites(const Host& host) {
   return text;
 }
 
+std::string expectedComputerAccount(const Host& host) {
+  const std::string dn = "CN=HOST1,CN=Computers,DC=lab,DC=test";
+  const Entry entry = searched(host, dn, "base",
+                               "userAccountControl msDS-KeyVersionNumber operatingSystemVersion "
+                               "msDS-SupportedEncryptionTypes")
+                          .at(0);
+  const long control = std::stol(valueOf(entry, "userAccountControl"));
+  std::string text =
+      "Computer Account Diagnostics\n  Joined as: " + firstLine(host.must("hostname -f")) +
+      "\n  Trusted for Delegation: " + ((control & 0x80000) != 0 ? "true" : "false") +
+      "\n  Use DES Key Only: " + ((control & 0x200000) != 0 ? "true" : "false") +
+      "\n  Key Version: " + valueOf(entry, "msDS-KeyVersionNumber") + "\n";
+  std::string label = "  Service Principal Names: ";
+  std::istringstream names(host.must(
+      "KRB5CCNAME=/tmp/oracle_ccache ldapsearch -Q -Y GSSAPI -LLL -o ldif-wrap=no -H "
+      "ldap://dc1.lab.test -s base -b " +
+      dn + " '(objectClass=*)' servicePrincipalName | sed -n 's/^servicePrincipalName: //p'"));
+  for (std::string name; std::getline(names, name);) {
+    text += label + name + "\n";
+    label.assign(label.size(), ' ');
+  }
+  text += "\n";
+  label = "Supported Encryption Type(s): ";
+  const long types = std::stol(valueOf(entry, "msDS-SupportedEncryptionTypes"));
+  const std::pair<long, const char*> known[] = {
+      {4, "RC4-HMAC"}, {8, "AES128-CTS-HMAC-SHA1-96"}, {16, "AES256-CTS-HMAC-SHA1-96"}};
+  for (const auto& [bit, name] : known) {
+    if ((types & bit) == 0) continue;
+    text += label + name + "\n";
+    label.assign(label.size(), ' ');
+  }
+  return text + "\nOperating System Version: " + valueOf(entry, "operatingSystemVersion") + "\n\n";
+}
+
+std::string expectedRanges(const Host& host) {
+  const Entry manager =
+      searched(host, "CN=RID Manager$,CN=System,DC=lab,DC=test", "base", "rIDAvailablePool").at(0);
+  // MS-ADTS 3.1.1.1.11: the next identifier below, the last one above.
+  const unsigned long long pool = std::stoull(valueOf(manager, "rIDAvailablePool"));
+  return "Domain RIDs in forest:\n  LAB.TEST: " + std::to_string(pool & 0xffffffffULL) + "-" +
+         std::to_string(pool >> 32U) + " (current domain)\n";
+}
+
 std::string siteByAdcli(const Host& host) {
   return firstLine(host.must("adcli info lab.test | sed -n 's/^computer-site = //p'"));
 }

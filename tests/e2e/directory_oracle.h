@@ -17,6 +17,12 @@ std::string expectedController(const Host& host, const std::string& hostAndPort)
 /// The site listing, by ldapsearch with the machine's keytab.
 std::string expectedSites(const Host& host);
 
+/// "Computer Account Diagnostics" of the joined host as root, by ldapsearch.
+std::string expectedComputerAccount(const Host& host);
+
+/// The identifier ranges of the domain, by ldapsearch.
+std::string expectedRanges(const Host& host);
+
 /// The site that adcli finds for the host.
 std::string siteByAdcli(const Host& host);
 
