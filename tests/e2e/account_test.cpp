@@ -219,11 +219,10 @@ TEST_F(AccountTest, PasswordsWithoutAController) {
 }
 
 TEST_F(AccountTest, FipsModeAllowsNoNtlm) {
-  if (lab.guest.shell("test -e /proc/sys/crypto/fips_enabled").status != 0) {
-    GTEST_SKIP() << "this kernel has no FIPS mode";
-  }
+  // In the place of all of /proc/sys, as a kernel may have no such file.
   EXPECT_EQ(lab.guest.joinscopeAfter(
-                "echo 1 >/tmp/e2e.fips; mount --bind /tmp/e2e.fips /proc/sys/crypto/fips_enabled",
+                "mkdir -p /tmp/e2e.sys/crypto; echo 1 >/tmp/e2e.sys/crypto/fips_enabled; mount "
+                "--bind /tmp/e2e.sys /proc/sys",
                 withAlice({"-N", "lab.test"})),
             (CommandResult{7,
                            "FIPS mode is enabled, checking user's password using NTLM over SMB "
