@@ -94,15 +94,6 @@ TEST_F(BindingTest, OnlyRootMayUseTheComputerAccount) {
               testing::ExitedWithCode(19), "");
 }
 
-TEST_F(BindingTest, TheControllerOfTheJoinIsTakenWhenNothingIsNamed) {
-  discovery().controller = "dc1.lab.test";
-  const auto own = joined(&record);
-  record.ccacheName = "MEMORY:empty";
-  getBinding(*own, nullptr, nullptr);
-  EXPECT_EQ(discovery().asked[0], "controller of lab.test");
-  EXPECT_EQ(discovery().asked[1], "site by dc1.lab.test");
-}
-
 TEST_F(BindingTest, AFailedDiscoveryIsAFailureLikeAnyOther) {
   const auto context = joined(&record);
   EXPECT_FALSE(getBinding(*context, nullptr, nullptr));

@@ -53,13 +53,6 @@ TEST_F(ControllerText, FullRootDse) {
   EXPECT_FALSE(ctx.win2kController);
 }
 
-TEST_F(ControllerText, UnreadServerTeachesNothing) {
-  ctx.win2kController = true;
-  EXPECT_EQ(write({}),
-            "  Domain Controller: dc1.lab.test:389\n    Failed to retrieve root object\n");
-  EXPECT_TRUE(ctx.win2kController);
-}
-
 TEST_F(ControllerText, MissingValuesLeaveTheirLabelsAndAreToldInReadingOrder) {
   tolk::ADObject object("");
   object["forestFunctionality"] = 2;

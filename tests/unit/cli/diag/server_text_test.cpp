@@ -42,12 +42,12 @@ tolk::HostPort host(std::int32_t port) {
   return {.host = "dc1.lab.test", .text = {}, .port = port, .priority = 0, .weight = 0};
 }
 
-TEST(ServerText, ControllerShowsAllPortsInOrder) {
+TEST(ServerText, FurtherPortsDecideNothing) {
   const Written written =
-      write(kDomainController, host(389),
+      write(kDomainController, host(390),
             {verdictOf(0), verdictOf(1), verdictOf(-1), verdictOf(0), verdictOf(7), verdictOf(1)});
   EXPECT_EQ(written.text, R"(    Domain Controller: dc1.lab.test
-      ldap:      389/tcp - good
+      ldap:      390/tcp - good
       ldap:      389/udp - refused
       smb:       445/tcp - timeout
       kdc:        88/tcp - good

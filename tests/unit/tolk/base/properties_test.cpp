@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <map>
 
 #include "tests/unit/tolk/base/scratch_directory.h"
 #include "tolk/base/exceptions.h"
@@ -54,34 +55,23 @@ TEST(Properties, Syntax) {
   }
 }
 
-TEST(Properties, SetKeepsTheSpellingOfTheKey) {
-  Properties properties;
-  properties.parse("Root.Logger.Name: INFO\n");
-  properties.set(PN::ROOT_LOGGER_NAME, "DEBUG");
-  properties.set("new", "1");
-  EXPECT_EQ(dump(properties), "[new=1][Root.Logger.Name=DEBUG]");
-}
-
 TEST(Properties, WhatIsNoReadableFileAddsNothing) {
   const ScratchDirectory directory;
   ASSERT_EQ(::mkfifo(directory.path("fifo").c_str(), 0600), 0);
   std::filesystem::create_directory(directory.path("directory"));
   directory.write("huge", "k: v\n");
   std::filesystem::resize_file(directory.path("huge"), (std::uintmax_t{16} << 20U) + 1);
-  const std::pair<const char*, int> rows[] = {
-      {"absent", ENOENT}, {"fifo", EINVAL}, {"directory", EISDIR}, {"huge", EFBIG}};
-  for (const auto& [name, error] : rows) {
-    SCOPED_TRACE(name);
+  for (const auto& [name, error] : std::map<std::string, int>{
+           {"absent", ENOENT}, {"fifo", EINVAL}, {"directory", EISDIR}, {"huge", EFBIG}}) {
     Properties properties;
-    EXPECT_FALSE(properties.load(directory.path(name), true));
-    EXPECT_TRUE(properties.empty());
+    EXPECT_FALSE(properties.load(directory.path(name), true)) << name;
     try {
       properties.load(directory.path(name), false);
-      ADD_FAILURE() << "no exception";
+      ADD_FAILURE() << name;
     } catch (const IOException& e) {
-      EXPECT_EQ(e.code(), error);
-      EXPECT_NE(std::string(e.what()).find(directory.path(name)), std::string::npos);
+      EXPECT_EQ(e.code(), error) << e.what();
     }
+    EXPECT_TRUE(properties.empty());
   }
 }
 

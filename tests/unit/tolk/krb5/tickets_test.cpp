@@ -62,7 +62,6 @@ class Tickets : public testing::Test {
     ASSERT_EQ(krb5_set_server_locator(kerberos.get(), locate), 0);
     knownKdcs.clear();
   }
-  ~Tickets() override { Props().set(PN::KRB5_KDC_TIMEOUT, "5"); }
 
   /// The code of the failure when alice asks for a ticket with a password.
   int passwordFailure() {
@@ -125,9 +124,7 @@ TEST_F(Tickets, TheLibrarySearchesForNoKdcItself) {
   knownKdcs = {mute.address()};
   EXPECT_EQ(passwordFailure(), static_cast<int>(KRB5_KDC_UNREACH));
   EXPECT_NE(text.find("no answer within 0.2 s, krb5.kdc.timeout"), std::string::npos) << text;
-
-  knownKdcs = {test::refusedAddress()};
-  EXPECT_EQ(passwordFailure(), static_cast<int>(KRB5_KDC_UNREACH));
+  Props().set(PN::KRB5_KDC_TIMEOUT, "5");
 
   krb5_set_server_locator(kerberos.get(), failToLocate);
   EXPECT_EQ(passwordFailure(), static_cast<int>(KRB5_KDC_UNREACH));

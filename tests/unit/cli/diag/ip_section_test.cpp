@@ -1,31 +1,12 @@
-// The two sections about the host itself.
+// The section about addresses and names.
+#include "cli/diag/ip_section.h"
+
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <sstream>
-
-#include "cli/diag/host_section.h"
-#include "cli/diag/ip_section.h"
 
 namespace joinscope {
 namespace {
-
-TEST(HostSection, ShowsUnameFieldsInOrderOrOneWord) {
-  utsname system{};
-  std::strcpy(system.sysname, "Linux");
-  std::strcpy(system.nodename, "web7");
-  std::strcpy(system.release, "6.1.0-18");
-  std::strcpy(system.version, "#1 SMP");
-  std::strcpy(system.machine, "x86_64");
-  const std::string rest = "\n  OS: Debian\n  Version: 12\n  Number of CPUs: 4\n";
-  std::ostringstream known;
-  writeHostSection(known,
-                   {.system = system, .osName = "Debian", .osVersion = "12", .onlineCpus = 4});
-  EXPECT_EQ(known.str(), "Host Diagnostics\n  uname: Linux web7 6.1.0-18 #1 SMP x86_64" + rest);
-  std::ostringstream failed;
-  writeHostSection(failed, {.system = {}, .osName = "Debian", .osVersion = "12", .onlineCpus = 4});
-  EXPECT_EQ(failed.str(), "Host Diagnostics\n  uname: failed" + rest);
-}
 
 TEST(IpSection, Text) {
   struct Case {
