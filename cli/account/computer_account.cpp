@@ -83,7 +83,7 @@ boost::shared_ptr<tolk::ADObject> searchComputer(tolk::ADBinding& binding,
   const boost::shared_ptr<tolk::ADObjectList> found = binding.search(
       filter, base, attributes, tolk::SearchScope::subtree, 0, 0, tolk::SearchFlags::none);
   if (found->empty()) throw tolk::NotFoundException("machine account not found");
-  const auto computer = boost::make_shared<tolk::ADObject>(found->front());
+  auto computer = boost::make_shared<tolk::ADObject>(found->front());
   (*computer)[tolk::TOLK_EXT_FILTER] = tolk::ZoneObjectKind::computer;
   tolk::ZoneHierarchy::GetZoneHierarchy()->extendObject(*computer, binding, {});
   computer->erase(tolk::TOLK_EXT_FILTER);

@@ -50,7 +50,7 @@ std::string recordedController(const TaskContext& context) {
 std::string getJoinSetting(TaskContext& context, std::string_view key, const std::string& fallback,
                            std::ostream* stream, const char* server, bool resolveZone) {
   try {
-    const std::string value = tolk::loadSetting(key, false, true);
+    std::string value = tolk::loadSetting(key, false, true);
     if (key != tolk::SETTING_ZONE_REALNAME || !resolveZone) return value;
     const std::string schema =
         getJoinSetting(context, tolk::SETTING_SCHEMA, "", stream, server, true);

@@ -125,7 +125,7 @@ std::string searchCollection(krb5_context context, const std::string& name, uid_
     Krb5OpenCache cache(context);
     if (krb5_cccol_cursor_next(context, cursor.get(), cache.out()) != 0 || cache.get() == nullptr)
       break;
-    const std::string found = fullName(context, cache.get());
+    std::string found = fullName(context, cache.get());
     // The library lists the memory caches of this process too.
     if (partsOf(found).type == partsOf(name).type && mayRead(found, uid) &&
         holdsTicket(context, cache.get(), unexpired))

@@ -38,6 +38,7 @@ krb5_error_code requestCredentials(krb5_context context, krb5_principal principa
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-function-size): the parameters are those of a fixed interface
 krb5_error_code getCredentials(krb5_context context, krb5_principal principal,
                                const Shredder& password, krb5_creds* out, std::string& error,
                                char* /*unused*/, int* /*unused*/, const char* realm, int lifetime,
