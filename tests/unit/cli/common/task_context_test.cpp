@@ -1,4 +1,4 @@
-// Construction of the task context from join settings of all kinds.
+// Construction of the task context from join settings of all kinds, and the order of its release.
 #include "cli/common/task_context.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +10,8 @@
 
 #include "tests/unit/tolk/base/scratch_directory.h"
 #include "tolk/base/join_settings.h"
+#include "tolk/krb5/kerberos_context.h"
+#include "tolk/ldap/ad_binding.h"
 
 namespace joinscope {
 namespace {
@@ -66,6 +68,39 @@ TEST(TaskContext, TellsTheDiagnosticStreamWhatItCannotRead) {
   const TaskContext context(nullptr, nullptr, &diag, tolk::JoinSettings(directory.path()));
   EXPECT_EQ(diag.str().find("  Cannot read join setting: "), 0U);
   EXPECT_NE(diag.str().find(directory.path("kset.domain")), std::string::npos);
+}
+
+// Notes when it is released, and whether the Kerberos members were there then.
+class NotingBinding : public tolk::ADBinding {
+ public:
+  NotingBinding(TaskContext& context, const char* name, std::string& notes)
+      : ADBinding("lab.test", "MEMORY:none", context.kerberosContext.get(), false, "", "", false,
+                  false),
+        context_(context),
+        name_(name),
+        notes_(notes) {}
+  ~NotingBinding() override {
+    notes_ += name_;
+    if (context_.memCache && context_.kerberosContext) notes_ += " before the cache;";
+  }
+
+ private:
+  TaskContext& context_;
+  std::string name_;
+  std::string& notes_;
+};
+
+TEST(TaskContext, ReleasesBindingsBeforeWhatTheyNeed) {
+  std::string notes;
+  {
+    const ScratchDirectory directory;
+    TaskContext context(nullptr, nullptr, nullptr, tolk::JoinSettings(directory.path()));
+    context.kerberosContext = std::make_unique<tolk::KerberosContext>();
+    context.memCache = std::make_unique<tolk::KerberosCCache>(context.kerberosContext->get());
+    context.gcBinding.reset(new NotingBinding(context, "catalog", notes));
+    context.binding.reset(new NotingBinding(context, "domain", notes));
+  }
+  EXPECT_EQ(notes, "domain before the cache;catalog before the cache;");
 }
 
 }  // namespace
