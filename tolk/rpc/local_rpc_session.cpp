@@ -9,6 +9,7 @@
 #include <boost/make_shared.hpp>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -182,6 +183,19 @@ std::vector<std::pair<std::string, std::string>> LocalRpcSession::getDomainIdent
          }
        });
   return ranges;
+}
+
+int LocalRpcSession::getORBInfo(std::string& text) {
+  int code = 0;
+  call(daemon_method::kGetCloudInstance, Parameters().value, [&](const json::Value& reply) {
+    const std::int64_t number = json::integerMember(reply, "code");
+    if (number < 0 || number > std::numeric_limits<int>::max()) {
+      throw BadDataException("JSON member \"code\" is out of range");
+    }
+    text = json::stringMember(reply, "text");
+    code = static_cast<int>(number);
+  });
+  return code;
 }
 
 }  // namespace tolk

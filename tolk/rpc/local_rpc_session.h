@@ -47,6 +47,10 @@ class LocalRpcSession {
   /// The daemon's dump of the modules whose bits are set.
   std::string getSystemInfo(std::uint32_t modules);
 
+  /// Which cloud platform this host uses: fills `text` with its address and web proxy, and returns
+  /// 0 (none is configured), 1 (connected), 2 (connected through a web proxy) or 3 (not connected).
+  int getORBInfo(std::string& text);
+
   /// The ranges of numeric identifiers that the forest's domains have, each with the domain's name
   /// in upper case in front, in the daemon's order. IPCException kStillGathering while the daemon
   /// does not know them yet.

@@ -65,7 +65,8 @@ TEST_F(Session, CallsAndAnswers) {
                                   R"({"parameters":{"object":{"dn":"CN=host1","attributes":[)"
                                   R"({"name":"objectGUID","values":[{"base64":"//4="}]}]}}})" +
                                       "\0"s,
-                                  R"({"parameters":{}})" + "\0"s});
+                                  R"({"parameters":{}})" + "\0"s,
+                                  R"({"parameters":{"code":2,"text":"https://c,p:1"}})" + "\0"s});
   LocalRpcSession session(directory_.path(), false, false);
   session.authenticateProcess();
   EXPECT_EQ(session.getCurrentDC(), "dc1.example.com");
@@ -75,6 +76,9 @@ TEST_F(Session, CallsAndAnswers) {
   EXPECT_EQ(object->dn(), "CN=host1");
   EXPECT_EQ(object->getString("OBJECTGUID", ""), "\xFF\xFE");
   EXPECT_FALSE(session.ldapFetch("", "CN=other", {}, false));
+  std::string cloud;
+  EXPECT_EQ(session.getORBInfo(cloud), 2);
+  EXPECT_EQ(cloud, "https://c,p:1");
   const std::vector<std::string> expected{
       R"({"method":"org.orvald.velkd.Authenticate","parameters":{}})",
       R"({"method":"org.orvald.velkd.GetCurrentDC","parameters":{}})",
@@ -83,6 +87,7 @@ TEST_F(Session, CallsAndAnswers) {
       R"({"server":"dc1","dn":"CN=host1","attributes":["cn","sn"],"fresh":true}})",
       R"({"method":"org.orvald.velkd.FetchObject","parameters":)"
       R"({"server":"","dn":"CN=other","attributes":[],"fresh":false}})",
+      R"({"method":"org.orvald.velkd.GetCloudInstance","parameters":{}})",
   };
   EXPECT_EQ(daemon.calls(), expected);
 }
