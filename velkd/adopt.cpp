@@ -99,7 +99,7 @@ tolk::ADObject findComputer(MachineBinding& machine, const tolk::KeytabAccount& 
     refuse("The directory has no computer object " + account.name + "$. Join this computer again.",
            exit_status::kNoObject);
   }
-  const tolk::ADObject computer = found->front();
+  tolk::ADObject computer = found->front();
   if ((computer[tolk::AD_USER_ACCNT_CONTROL].toUInt() & kAccountDisabled) != 0) {
     refuse("The computer object " + computer.dn() + " is disabled. Enable it in the directory.");
   }

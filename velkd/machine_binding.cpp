@@ -41,6 +41,7 @@ MachineBinding::MachineBinding(const MachineIdentity& identity)
 MachineBinding::Read MachineBinding::read(tolk::LDAPBinding& binding, const std::string& dn,
                                           const std::vector<std::string>& attributes) {
   std::vector<const char*> names;
+  names.reserve(attributes.size() + 1);
   for (const std::string& name : attributes) names.push_back(name.c_str());
   names.push_back(nullptr);
   try {

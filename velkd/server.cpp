@@ -141,14 +141,16 @@ bool Server::exchange(ConnectionId id, Connection& connection, short events) {
 
 bool Server::answerCalls(ConnectionId id, Connection& connection) {
   try {
-    while (const auto text = connection.nextCall()) {
-      const auto answer =
-          handler_({.connection = id, .caller = connection.caller(), .text = *text});
+    for (;;) {
+      std::optional<std::string> text = connection.nextCall();
+      if (!text) return true;
+      Request request{.connection = id, .caller = connection.caller(), .text = {}};
+      request.text = std::move(*text);
+      const std::optional<std::string> answer = handler_(request);
       if (!answer) return true;
       if (!connection.answer(*answer)) return false;
     }
-    return true;
-  } catch (const tolk::Base_Exception& e) {
+  } catch (const std::exception& e) {
     logger().log(tolk::LogLevel::info,
                  "Closed the connection of " + describe(connection.caller()) + ": " + e.what());
     return false;
