@@ -7,6 +7,7 @@
 #include <memory>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
@@ -14,6 +15,8 @@
 #include "tolk/rpc/local_rpc_session.h"
 
 struct OrvSession {
+  explicit OrvSession(tolk::LocalRpcSession opened) : rpc(std::move(opened)) {}
+
   tolk::LocalRpcSession rpc;
 };
 
@@ -86,7 +89,8 @@ int orvSessionOpen(int version, int client, OrvSession** session) noexcept {
   if (version != kInterfaceVersion) return OrvCode::kBadArgument;
   return coded([client, session] {
     logged(OrvCode::kSuccess, ("session of client " + std::to_string(client)).c_str());
-    *session = new OrvSession{tolk::LocalRpcSession(kRpcDirectory, false, true)};
+    *session =
+        std::make_unique<OrvSession>(tolk::LocalRpcSession(kRpcDirectory, false, true)).release();
   });
 }
 
