@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "tolk/rpc/orv_session.h"
 
@@ -24,7 +25,7 @@ int orvSessionOpen(int version, int client, OrvSession** session) noexcept {
   if (version != 1 || client != 21) return OrvCode::kBadArgument;
   if (daemon().openCode != 0) return daemon().openCode;
   ++daemon().open;
-  *session = new OrvSession;
+  *session = new (std::nothrow) OrvSession;
   return 0;
 }
 

@@ -23,6 +23,8 @@ const void* lastLeftOutOfCoreFiles = nullptr;
 
 }  // namespace
 
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the C library uses reserved
+// names
 extern "C" int munmap(void* address, size_t length) noexcept {
   if (address == watchedPages) {
     const char* bytes = static_cast<const char*>(address);
@@ -45,6 +47,7 @@ extern "C" int madvise(void* address, size_t length, int advice) noexcept {
   if (advice == MADV_DONTDUMP) lastLeftOutOfCoreFiles = address;
   return static_cast<int>(::syscall(SYS_madvise, address, length, advice));
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace tolk {
 namespace {
