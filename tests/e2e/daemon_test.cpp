@@ -115,6 +115,41 @@ TEST_F(DaemonTest, StatesOfTheAgent) {
   EXPECT_EQ(mode(), 0);
 }
 
+/// Another process in the daemon's place, for as long as this lives.
+class BrokenDaemon {
+ public:
+  BrokenDaemon(const Host& host, const std::string& kind)
+      : process_(host.start({JOINSCOPE_BROKEN_DAEMON, kSocket, kind})) {
+    EXPECT_TRUE(process_.waitForError("ready")) << kind;
+  }
+
+ private:
+  RunningCommand process_;
+};
+
+TEST_F(DaemonTest, WhatAnswersBadlyIsDisconnected) {
+  Lab::command({"daemon", "stop"});
+  lab.member.must("echo 'velkd.rpc.timeout: 1' >> /etc/orvald/orvald.conf");
+  for (const char* kind : {"half", "junk", "mute"}) {
+    SCOPED_TRACE(kind);
+    const BrokenDaemon daemon(lab.member, kind);
+    EXPECT_EQ(lab.member.joinscope({"--mode"}), (CommandResult{1, "disconnected\n", ""}));
+    EXPECT_EQ(lab.member.joinscope({"--sysinfo", "dns"}),
+              (CommandResult{3, "System Diagnostic\n", "  Failed to get sysinfo from velkd.\n"}));
+  }
+}
+
+TEST_F(DaemonTest, RangesThatAreStillGatheredAreWaitedForAndGivenUp) {
+  Lab::command({"daemon", "stop"});
+  lab.member.must("echo 'join.velkd.wait.time: 2' >> /etc/orvald/orvald.conf");
+  const BrokenDaemon daemon(lab.member, "gathering");
+  const CommandResult result = lab.member.joinscope({"--diag", "-V"});
+  EXPECT_THAT(result.err, HasSubstr("  It may take up to 2 seconds to gather information...\n"));
+  EXPECT_THAT(result.err, HasSubstr("  Timed out getting domain RIDs from velkd\n"));
+  EXPECT_THAT(result.out, testing::Not(HasSubstr("Domain RIDs in forest:")));
+  EXPECT_EQ(result.status, 0);
+}
+
 TEST_F(DaemonTest, RecoversWhenTheControllerWasAway) {
   ASSERT_EQ(mode(), 0);
   Lab::command({"dc", "stop"});
