@@ -45,8 +45,9 @@ struct ProfileOverlayCalls {
       if (found == overlay->values_.end())
         return overlay->base_ == nullptr ? PROF_NO_RELATION
                                          : profile_get_values(overlay->base_, names, out);
-      if (!found->second) return PROF_NO_RELATION;
-      *out = listOf(*found->second);
+      const auto& value = found->second;
+      if (!value) return PROF_NO_RELATION;
+      *out = listOf(*value);
       return *out == nullptr ? ENOMEM : 0;
     } catch (...) {
       return ENOMEM;

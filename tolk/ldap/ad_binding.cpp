@@ -158,10 +158,11 @@ ADBinding::ADBinding(ADBinding& from, bool globalCatalog) : impl_(std::make_uniq
   impl_->callback = duplicate(from.impl_->callback);
   impl_->forest = from.forestName();
   const bool catalogToo = equalsIgnoringCase(from.rootDse().getString(AD_GC_READY, ""), "TRUE");
+  const HostPort bound = from.impl_->bound.value_or(HostPort());  // there is one: it was asked
   if (!globalCatalog) {
-    impl_->server = serverText(*from.impl_->bound);
+    impl_->server = serverText(bound);
   } else if (catalogToo) {
-    impl_->server = from.impl_->bound->host;
+    impl_->server = bound.host;
   }
 }
 
@@ -200,8 +201,9 @@ void ADBinding::open(const HostPort& target) {
 }
 
 void ADBinding::reopen() {
-  if (!impl_->bound) throw LDAPException("Not connected to a directory server", LDAP_CONNECT_ERROR);
-  open(HostPort(*impl_->bound));
+  const std::optional<HostPort> bound = impl_->bound;
+  if (!bound) throw LDAPException("Not connected to a directory server", LDAP_CONNECT_ERROR);
+  open(*bound);
 }
 
 const ADObject& ADBinding::rootDse() {

@@ -90,7 +90,7 @@ std::string DN::canonicalFromDN(const std::string& dn) {
     const std::string label = inDomain ? domainLabel(component) : std::string();
     inDomain = !label.empty();
     if (inDomain) {
-      domain = label + (domain.empty() ? "" : "." + domain);
+      domain.insert(0, domain.empty() ? label : label + ".");
     } else {
       path += "/" + canonicalComponent(component);
     }

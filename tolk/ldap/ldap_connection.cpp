@@ -66,6 +66,7 @@ void sendAtOnce(int socket) {
 
 std::vector<char*> attributePointers(const SearchRequest& request) {
   std::vector<char*> names;
+  names.reserve(request.attributes.size() + 1);
   for (const std::string& name : request.attributes)
     names.push_back(const_cast<char*>(name.c_str()));
   if (!names.empty()) names.push_back(nullptr);

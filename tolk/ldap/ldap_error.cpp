@@ -15,7 +15,7 @@ std::string ldapDiagnostic(ldap* ld) {
       raw == nullptr) {
     return {};
   }
-  const std::string text = printable(trim(raw));
+  std::string text = printable(trim(raw));
   ldap_memfree(raw);
   return text;
 }

@@ -62,7 +62,7 @@ SID::SID(std::string_view text) {
 SID SID::fromBinary(std::string_view bytes) {
   const auto byteAt = [&](std::size_t i) { return static_cast<unsigned char>(bytes[i]); };
   if (bytes.size() < kHeaderBytes + 4 || byteAt(0) != 1 || byteAt(1) < 1 ||
-      byteAt(1) > kMaxSubAuthorities || bytes.size() != kHeaderBytes + 4u * byteAt(1)) {
+      byteAt(1) > kMaxSubAuthorities || bytes.size() != kHeaderBytes + std::size_t{4} * byteAt(1)) {
     throwBad(bytes);
   }
   SID sid;
