@@ -92,18 +92,135 @@ inline constexpr Property VELKD_IDENTIFIERS_INTERVAL{
     "VELKD_IDENTIFIERS_INTERVAL", "velkd.identifiers.interval", "3600", "seconds",
     "Time after which velkd reads the domain identifier ranges of the forest anew."};
 
+// The cloud client
+inline constexpr Property CLOUD_PROXY_SERVER{"CLOUD_PROXY_SERVER", "cloud.proxy.server", "", "text",
+                                             "Web proxy to the cloud platform, HOST or HOST:PORT "
+                                             "(8080 when it is left out); none when empty."};
+inline constexpr Property CLOUD_PROXY_AUTH_REQUIRED{
+    "CLOUD_PROXY_AUTH_REQUIRED", "cloud.proxy.auth.required", "false", "boolean",
+    "Whether the web proxy asks for a user; the credential is stored by velkd proxy-credential."};
+inline constexpr Property CLOUD_PROXY_AUTH_TYPE{
+    "CLOUD_PROXY_AUTH_TYPE", "cloud.proxy.auth.type", "AnyAuth", "text",
+    "How to prove the user to the web proxy: Negotiate, NTLM, Digest, Basic or AnyAuth."};
+inline constexpr Property CLOUD_PROXY_CRED_EXP_CHK_TIME{
+    "CLOUD_PROXY_CRED_EXP_CHK_TIME", "cloud.proxy.cred.exp.chk.time", "3600", "seconds",
+    "Kerberos credentials for the web proxy that end within this time are not used again."};
+inline constexpr Property CLOUD_DIRECT_CONNECTION{
+    "CLOUD_DIRECT_CONNECTION", "cloud.direct.connection", "false", "boolean",
+    "Whether the cloud platform is reached without any web proxy or connector."};
+inline constexpr Property CLOUD_CURL_TIMEOUT{"CLOUD_CURL_TIMEOUT", "cloud.curl.timeout", "30",
+                                             "seconds",
+                                             "Limit of one HTTP transfer of the cloud client."};
+inline constexpr Property CLOUD_REST_VERSION{
+    "CLOUD_REST_VERSION", "cloud.rest.version", "1.0S", "text",
+    "REST interface of the cloud platform: 0, 1.0 or 1.0S."};
+inline constexpr Property CLOUD_IWA_URL_OVERRIDE{
+    "CLOUD_IWA_URL_OVERRIDE", "cloud.iwa.url.override", "", "text",
+    "Address of the site check, in place of the current connector's."};
+inline constexpr Property CLOUD_CONNECTOR_OVERRIDE{
+    "CLOUD_CONNECTOR_OVERRIDE", "cloud.connector.override", "", "text",
+    "HOST:PORT of the one cloud connector to use, in place of a search."};
+inline constexpr Property CLOUD_CONNECTOR_LOCAL{
+    "CLOUD_CONNECTOR_LOCAL", "cloud.connector.local", "false", "boolean",
+    "Whether only cloud connectors of this host's own site are searched for."};
+inline constexpr Property CLOUD_CONNECTOR_REFRESH_INTERVAL{
+    "CLOUD_CONNECTOR_REFRESH_INTERVAL", "cloud.connector.refresh.interval", "28800", "seconds",
+    "Time between two searches for cloud connectors; 0 searches no more."};
+inline constexpr Property DEFAULT_CLOUD_CONNECTOR_SUBNET_PREFERENCE{
+    "DEFAULT_CLOUD_CONNECTOR_SUBNET_PREFERENCE", "default.cloud.connector.subnet.preference",
+    "true", "boolean",
+    "Whether cloud connectors in this host's subnet are tried before others of its site."};
+inline constexpr Property VELKD_LEGACYZONE_MFA_ENABLED{
+    "VELKD_LEGACYZONE_MFA_ENABLED", "velkd.legacyzone.mfa.enabled", "false", "boolean",
+    "Multi-factor authentication in a classic zone."};
+inline constexpr Property VELKD_LEGACYZONE_MFA_CLOUDURL{
+    "VELKD_LEGACYZONE_MFA_CLOUDURL", "velkd.legacyzone.mfa.cloudurl", "", "text",
+    "Cloud platform address of a classic zone."};
+inline constexpr Property VELKD_LEGACYZONE_MFA_TENANTID{
+    "VELKD_LEGACYZONE_MFA_TENANTID", "velkd.legacyzone.mfa.tenantid", "", "text",
+    "Cloud platform instance of a classic zone."};
+inline constexpr Property VELKD_CLOUD_LOG_PRIVEVENT{
+    "VELKD_CLOUD_LOG_PRIVEVENT", "velkd.cloud.log.privevent", "false", "boolean",
+    "Whether privilege events are posted to the cloud platform."};
+inline constexpr Property VELKD_CLOUD_MFA_PAYLOADS{
+    "VELKD_CLOUD_MFA_PAYLOADS", "velkd.cloud.mfa.payloads", "false", "boolean",
+    "Whether a multi-factor request carries what the user is about to run."};
+inline constexpr Property VELKD_CLOUD_AUTH_CONN_MAX{
+    "VELKD_CLOUD_AUTH_CONN_MAX", "velkd.cloud.auth.conn.max", "10", "count",
+    "Most HTTP transfers for multi-factor authentication at one time."};
+inline constexpr Property VELKD_CLOUD_SKIP_CERT_VERIFICATION{
+    "VELKD_CLOUD_SKIP_CERT_VERIFICATION", "velkd.cloud.skip.cert.verification", "false", "boolean",
+    "Accept any certificate of the cloud platform."};
+inline constexpr Property VELKD_CLOUD_CERT_STORE{
+    "VELKD_CLOUD_CERT_STORE", "velkd.cloud.cert.store", "", "path",
+    "File with the authorities that the cloud platform's certificate is checked against; the "
+    "system's own when empty."};
+inline constexpr Property VELKD_IWA_SKIP_CERT_VERIFICATION{
+    "VELKD_IWA_SKIP_CERT_VERIFICATION", "velkd.iwa.skip.cert.verification", "false", "boolean",
+    "Accept any certificate of the site check's web server."};
+inline constexpr Property ADSEC_CERT_DIR{
+    "ADSEC_CERT_DIR", "adsec.cert.dir", "/etc/ssl/certs", "path",
+    "Directory with the authorities that the site check's certificate is checked against, one file "
+    "a hash (openssl rehash)."};
+inline constexpr Property TOLKD_MAX_CLIENT_THREADS{
+    "TOLKD_MAX_CLIENT_THREADS", "tolkd.max.client.threads", "20", "count",
+    "Most callers that the cloud client serves at one time."};
+inline constexpr Property TOLKD_CLIENT_IDLE_TIMEOUT{
+    "TOLKD_CLIENT_IDLE_TIMEOUT", "tolkd.client.idle.timeout", "900", "seconds",
+    "Time after which an HTTP transfer that was lent and not returned is taken back."};
+
 }  // namespace PN
 
 /// All properties, in the order of the manual page.
 inline constexpr std::array kProperties{
-    &PN::ROOT_LOGGER_NAME,           &PN::TOLKD_CACHE_DISABLE,     &PN::TOLKD_PAGED_SEARCH_MAX,
-    &PN::VELKD_DNS_RESPONSE_MAXTIME, &PN::NET_CONNECT_TIMEOUT,     &PN::NET_NTP_TIMEOUT,
-    &PN::NET_DISCOVERY_TIMEOUT,      &PN::SMB_SESSION_TIMEOUT,     &PN::LDAP_CONNECT_TIMEOUT,
-    &PN::LDAP_BIND_TIMEOUT,          &PN::LDAP_SEARCH_TIMEOUT,     &PN::KRB5_KDC_TIMEOUT,
-    &PN::KRB5_CONFFILE_NAME,         &PN::KRB5_KEYTAB_NAME,        &PN::KRB5_ALLOW_WEAK_CRYPTO,
-    &PN::VELKD_RPC_TIMEOUT,          &PN::JOIN_VELKD_WAIT_TIME,    &PN::VELKD_IDLE_TIMEOUT,
-    &PN::VELKD_TRANSFER_TIMEOUT,     &PN::VELKD_CACHE_LIFETIME,    &PN::VELKD_CHECK_INTERVAL,
-    &PN::VELKD_DIRECTORY_TIMEOUT,    &PN::VELKD_RECONNECT_MAXTIME, &PN::VELKD_IDENTIFIERS_INTERVAL,
+    &PN::ROOT_LOGGER_NAME,
+    &PN::TOLKD_CACHE_DISABLE,
+    &PN::TOLKD_PAGED_SEARCH_MAX,
+    &PN::VELKD_DNS_RESPONSE_MAXTIME,
+    &PN::NET_CONNECT_TIMEOUT,
+    &PN::NET_NTP_TIMEOUT,
+    &PN::NET_DISCOVERY_TIMEOUT,
+    &PN::SMB_SESSION_TIMEOUT,
+    &PN::LDAP_CONNECT_TIMEOUT,
+    &PN::LDAP_BIND_TIMEOUT,
+    &PN::LDAP_SEARCH_TIMEOUT,
+    &PN::KRB5_KDC_TIMEOUT,
+    &PN::KRB5_CONFFILE_NAME,
+    &PN::KRB5_KEYTAB_NAME,
+    &PN::KRB5_ALLOW_WEAK_CRYPTO,
+    &PN::VELKD_RPC_TIMEOUT,
+    &PN::JOIN_VELKD_WAIT_TIME,
+    &PN::VELKD_IDLE_TIMEOUT,
+    &PN::VELKD_TRANSFER_TIMEOUT,
+    &PN::VELKD_CACHE_LIFETIME,
+    &PN::VELKD_CHECK_INTERVAL,
+    &PN::VELKD_DIRECTORY_TIMEOUT,
+    &PN::VELKD_RECONNECT_MAXTIME,
+    &PN::VELKD_IDENTIFIERS_INTERVAL,
+    &PN::CLOUD_PROXY_SERVER,
+    &PN::CLOUD_PROXY_AUTH_REQUIRED,
+    &PN::CLOUD_PROXY_AUTH_TYPE,
+    &PN::CLOUD_PROXY_CRED_EXP_CHK_TIME,
+    &PN::CLOUD_DIRECT_CONNECTION,
+    &PN::CLOUD_CURL_TIMEOUT,
+    &PN::CLOUD_REST_VERSION,
+    &PN::CLOUD_IWA_URL_OVERRIDE,
+    &PN::CLOUD_CONNECTOR_OVERRIDE,
+    &PN::CLOUD_CONNECTOR_LOCAL,
+    &PN::CLOUD_CONNECTOR_REFRESH_INTERVAL,
+    &PN::DEFAULT_CLOUD_CONNECTOR_SUBNET_PREFERENCE,
+    &PN::VELKD_LEGACYZONE_MFA_ENABLED,
+    &PN::VELKD_LEGACYZONE_MFA_CLOUDURL,
+    &PN::VELKD_LEGACYZONE_MFA_TENANTID,
+    &PN::VELKD_CLOUD_LOG_PRIVEVENT,
+    &PN::VELKD_CLOUD_MFA_PAYLOADS,
+    &PN::VELKD_CLOUD_AUTH_CONN_MAX,
+    &PN::VELKD_CLOUD_SKIP_CERT_VERIFICATION,
+    &PN::VELKD_CLOUD_CERT_STORE,
+    &PN::VELKD_IWA_SKIP_CERT_VERIFICATION,
+    &PN::ADSEC_CERT_DIR,
+    &PN::TOLKD_MAX_CLIENT_THREADS,
+    &PN::TOLKD_CLIENT_IDLE_TIMEOUT,
 };
 
 }  // namespace tolk

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "tolk/rpc/json.h"
+#include "tolk/base/json.h"
 
 namespace tolk {
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "tolk/ldap/ad_object.h"
-#include "tolk/rpc/json.h"
+#include "tolk/base/json.h"
 #include "tolk/rpc/varlink_wire.h"
 
 namespace tolk {

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "tolk/ldap/ad_object.h"
-#include "tolk/rpc/json.h"
+#include "tolk/base/json.h"
 
 namespace tolk {
 

@@ -1,5 +1,5 @@
 // JSON from a peer that may be broken or hostile.
-#include "tolk/rpc/json.h"
+#include "tolk/base/json.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

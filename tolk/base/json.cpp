@@ -1,5 +1,5 @@
 // JSON text in and out.
-#include "tolk/rpc/json.h"
+#include "tolk/base/json.h"
 
 #include <rapidjson/error/en.h>
 #include <rapidjson/memorystream.h>

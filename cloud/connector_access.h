@@ -1,0 +1,37 @@
+// The way from the transfers to the cloud connectors, without knowing the locator that finds them:
+// the locator reads the proxy's settings, and the proxy's settings ask for the current connector.
+#pragma once
+
+#include <string>
+
+namespace tolk {
+
+/// Where the site check is made, and the Kerberos name of that service.
+struct IwaAddress {
+  std::string url;        ///< ends with "/"; "" when there is none
+  std::string principal;  ///< "HTTP/host@REALM"
+};
+
+/// The connectors as the rest of the cloud client sees them. For use by several threads.
+class ConnectorAccess {
+ public:
+  virtual ~ConnectorAccess() = default;
+
+  /// "host:port" of the current connector; selects one when none is current, "" when there is none.
+  [[nodiscard]] virtual std::string getCloudConnector() = 0;
+  /// Discards the current connector.
+  virtual void resetCurrentCloudConnector() = 0;
+  /// The platform address of the zone, ending with "/"; "" when none is known.
+  [[nodiscard]] virtual std::string platformUrl() = 0;
+  /// The site check of the current connector.
+  [[nodiscard]] virtual IwaAddress getIwaUrl() = 0;
+  /// The Kerberos name for a site-check address of the configuration; "" when it cannot be found.
+  [[nodiscard]] virtual std::string GetSPNFromIwaURL(const std::string& url) = 0;
+
+  /// The installed one; null in a process without connectors.
+  [[nodiscard]] static ConnectorAccess* current() noexcept;
+  /// Installs `access`, which must outlive all transfers; null takes it away.
+  static void install(ConnectorAccess* access) noexcept;
+};
+
+}  // namespace tolk
