@@ -22,6 +22,7 @@ namespace {
 constexpr char kRelease[] = "Orvald 5.7.0-207";
 constexpr char kSuiteVersionPath[] = "/usr/share/orvald/etc/orvald_suite_version";
 constexpr char kSuiteUnavailable[] = "Pellion Infrastructure Services Version <unavailable>";
+constexpr char kOrigin[] = "cli_info";           // the source that the records of a start name
 constexpr std::size_t kMaxTextBytes = 511;       // of an exception's text, and of its pattern
 constexpr std::size_t kMaxFileBytes = 1U << 20;  // bounds the memory, not the format
 
@@ -33,7 +34,8 @@ std::string fill(const std::string& pattern, std::initializer_list<std::string> 
 
 [[noreturn]] void throwWithErrno(const char* what, const char* path, int code) {
   const std::string pattern = fill("%s: %%s", {what});
-  throw tolk::IOException(fill(pattern, {path, std::generic_category().message(code)}), code);
+  throw tolk::IOException(fill(pattern, {path, std::generic_category().message(code)}), code,
+                          kOrigin, "IOException");
 }
 
 // Size and content are asked for apart, with one read(2): a file that is written to meanwhile shows
@@ -50,7 +52,8 @@ std::string readWhole(const char* path) {
   const ssize_t count = ::read(fd.get(), content.data(), content.size());
   if (count < 0) throwWithErrno("Cannot read file %s", path, errno);
   if (static_cast<std::size_t>(count) < size) {
-    throw tolk::IOException(fill("Cannot read all data in file %s", {path}));
+    throw tolk::IOException(fill("Cannot read all data in file %s", {path}), -1, kOrigin,
+                            "IOException");
   }
   return content;
 }
@@ -84,7 +87,10 @@ std::string readSuiteVersion() {
 std::string readSuiteVersionFrom(const char* path) {
   const std::string content = readWhole(path);
   const std::string_view text = tolk::trim(content.c_str());
-  if (text.empty()) throw tolk::BadDataException(fill("Data in file %s is incorrect.", {path}));
+  if (text.empty()) {
+    throw tolk::BadDataException(fill("Data in file %s is incorrect.", {path}), -1, kOrigin,
+                                 "BadDataException");
+  }
   return std::string(text);
 }
 

@@ -6,6 +6,14 @@
 namespace tolk {
 
 Base_Exception::Base_Exception(std::string message, int code, SourceLocation where)
-    : message_(std::move(message)), code_(code), where_(where) {}
+    : Base_Exception(std::move(message), code, where.file_name(), "", where) {}
+
+Base_Exception::Base_Exception(std::string message, int code, const char* file,
+                               const char* typeName, SourceLocation where)
+    : message_(std::move(message)),
+      code_(code),
+      file_(file),
+      typeName_(typeName),
+      line_(where.line()) {}
 
 }  // namespace tolk

@@ -17,17 +17,25 @@ class Base_Exception : public std::exception {
   /// `message` must never hold a secret: it is printed and logged as it stands.
   explicit Base_Exception(std::string message, int code = -1,
                           SourceLocation where = SourceLocation::current());
+  /// For a place that is known by another name than its source file's, and a kind by another name
+  /// than its class's. Both texts must live as long as the program.
+  Base_Exception(std::string message, int code, const char* file, const char* typeName,
+                 SourceLocation where = SourceLocation::current());
 
   /// The message alone, never code, file or line.
   [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
   [[nodiscard]] int code() const noexcept { return code_; }
-  [[nodiscard]] const char* file() const noexcept { return where_.file_name(); }
-  [[nodiscard]] unsigned line() const noexcept { return where_.line(); }
+  [[nodiscard]] const char* file() const noexcept { return file_; }
+  [[nodiscard]] unsigned line() const noexcept { return line_; }
+  /// "" unless the constructor was given a name.
+  [[nodiscard]] const char* typeName() const noexcept { return typeName_; }
 
  private:
   std::string message_;
   int code_;
-  SourceLocation where_;
+  const char* file_;
+  const char* typeName_;
+  unsigned line_;
 };
 
 /// A file, socket or setting could not be read; code is errno where the system gave one, else -1.
