@@ -6,11 +6,8 @@
 //   at once; how many got the first one's answer rpc_caller --seconds S MESSAGE as many calls as
 //   possible on one connection; calls a second
 #include <sys/resource.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <iostream>
 #include <list>
@@ -18,51 +15,18 @@
 #include <string>
 #include <vector>
 
-#include "tolk/base/handle.h"
+#include "tests/support/raw_caller.h"
 
 namespace {
 
 constexpr const char* kSocket = "/var/orvald/daemon/velkd.sock";
 
-class Caller {
+using joinscope::test::framed;
+
+class Caller : public joinscope::test::RawCaller {
  public:
-  Caller() : socket_(::socket(AF_UNIX, SOCK_STREAM, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::string(kSocket).copy(address.sun_path, sizeof address.sun_path - 1);
-    if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-      throw std::runtime_error("cannot connect");
-    }
-  }
-
-  void send(const std::string& bytes) {
-    std::size_t sent = 0;
-    while (sent < bytes.size()) {
-      const ssize_t count =
-          ::send(socket_.get(), bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-      if (count <= 0) return;  // the answer, or its absence, tells
-      sent += static_cast<std::size_t>(count);
-    }
-  }
-  void call(std::string message) { send(message += '\0'); }
-
-  std::string receive() {
-    for (;;) {
-      if (const auto end = received_.find('\0'); end != std::string::npos) {
-        std::string answer = received_.substr(0, end);
-        received_.erase(0, end + 1);
-        return answer;
-      }
-      std::array<char, 65536> chunk;  // NOLINT(*-member-init): filled by recv
-      const ssize_t count = ::recv(socket_.get(), chunk.data(), chunk.size(), 0);
-      if (count <= 0) return "<closed>";
-      received_.append(chunk.data(), static_cast<std::size_t>(count));
-    }
-  }
-
- private:
-  tolk::UniqueFd socket_;
-  std::string received_;
+  Caller() : RawCaller(kSocket) {}
+  void call(const std::string& message) { send(framed(message)); }
 };
 
 long callTogether(std::size_t count, const std::string& message) {

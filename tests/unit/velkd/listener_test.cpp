@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "tests/support/raw_caller.h"
 #include "tests/unit/tolk/base/child_process.h"
 #include "tests/unit/tolk/base/scratch_directory.h"
-#include "tests/unit/velkd/caller.h"
 #include "tolk/base/exceptions.h"
 #include "velkd/notify.h"
 
@@ -57,7 +57,7 @@ TEST(Listener, ReplacesAStaleSocketAndNothingElse) {
   }
   {
     Listener listener(scratch.path("daemon"));
-    test::RawCaller reachesIt(path);
+    joinscope::test::RawCaller reachesIt(path);
   }
   scratch.write("daemon/velkd.sock", "somebody's notes");
   EXPECT_EQ(failureOf([&] { Listener(scratch.path("daemon")); }), path + " is in the way");

@@ -10,16 +10,16 @@
 #include <list>
 #include <thread>
 
+#include "tests/support/raw_caller.h"
 #include "tests/unit/tolk/base/scratch_directory.h"
-#include "tests/unit/velkd/caller.h"
 #include "tolk/base/exceptions.h"
 #include "velkd/listener.h"
 
 namespace velkd {
 namespace {
 
-using test::framed;
-using test::RawCaller;
+using joinscope::test::framed;
+using joinscope::test::RawCaller;
 
 constexpr std::chrono::hours kForEver{1};
 constexpr std::chrono::milliseconds kSoon{100};

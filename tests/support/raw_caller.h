@@ -1,32 +1,47 @@
 // A caller of the daemon's socket that can also behave badly.
 #pragma once
 
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 #include <array>
+#include <cerrno>
 #include <string>
+#include <string_view>
+#include <system_error>
 
 #include "tolk/base/handle.h"
 
-namespace velkd::test {
+namespace joinscope::test {
 
+inline std::string framed(std::string text) {
+  text += '\0';
+  return text;
+}
+
+/// One connection. Its receive() waits at most 20 s.
 class RawCaller {
  public:
+  /// Throws std::system_error when nobody listens there.
   explicit RawCaller(const std::string& path)
       : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    EXPECT_EQ(::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+      throw std::system_error(errno, std::generic_category(), "cannot connect to " + path);
+    }
   }
 
   /// False when the other end is gone.
   bool send(std::string_view bytes) {
-    return ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
-           static_cast<ssize_t>(bytes.size());
+    while (!bytes.empty()) {
+      const ssize_t count = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+      if (count <= 0) return false;
+      bytes.remove_prefix(static_cast<std::size_t>(count));
+    }
+    return true;
   }
   /// As much as goes out without waiting.
   void flood(std::string_view bytes) {
@@ -58,9 +73,4 @@ class RawCaller {
   std::string received_;
 };
 
-inline std::string framed(std::string text) {
-  text += '\0';
-  return text;
-}
-
-}  // namespace velkd::test
+}  // namespace joinscope::test
