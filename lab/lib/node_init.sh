@@ -72,11 +72,10 @@ mountRoot
 mountDevices
 mountProject
 writeIdentity
-mkdir root/.old
+# Stacked on itself and taken off below, as pivot_root(2) describes: no folder of the root is needed for the old one.
 cd root
-pivot_root . .old
-umount -l /.old
-rmdir /.old
+pivot_root . .
+umount -l .
 cd /
 echo "ready $outerPid"
 exec >/dev/null 2>&1
