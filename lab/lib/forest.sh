@@ -9,7 +9,7 @@ forestProvision() {
   inNode dc1 samba-tool domain provision --realm="$realm" --domain=LAB --server-role=dc --dns-backend=SAMBA_INTERNAL \
     --adminpass="$adminPassword" --host-name=dc1 --host-ip="$dcAddress" --function-level=2008_R2 --use-rfc2307 \
     --option='dns forwarder=' &>"$log" || { tail -n 5 "$log" >&2; die "provisioning failed; its log is $log"; }
-  { bash "$ROOT/lab/data/sites.sh" "$ROOT/lab/data/subnets.txt"; cat "$ROOT/lab/data/directory.ldif"; } |
+  { bash "$ROOT/lab/data/sites.sh" "$ROOT/lab/data/subnets.txt"; cat "$ROOT"/lab/data/{directory,zones}.ldif; } |
     dcDatabase load.py "$ROOT/lab/data/users.txt"
 }
 
