@@ -17,8 +17,10 @@
 #include "tolk/krb5/kerberos_paths.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"
+#include "tolk/ldap/guid.h"
 #include "tolk/ldap/sid.h"
 #include "tolk/net/network_state.h"
+#include "tolk/zones/zone_schema.h"
 #include "velkd/exit_status.h"
 #include "velkd/machine_binding.h"
 
@@ -122,16 +124,30 @@ std::string qualifiedName(const tolk::ADObject& computer, const std::string& dom
   return local.find('.') == std::string::npos ? local + "." + domain : local;
 }
 
+std::string schemaOf(const Options& options, const tolk::ADObject& zone) {
+  const std::string layout = options.schema.empty() ? tolk::zoneLayout(zone) : options.schema;
+  if (!tolk::isZoneLayout(layout)) {
+    refuse("The zone " + zone.dn() + " does not say its layout. Name it with --schema.");
+  }
+  return layout;
+}
+
 void addZone(const Options& options, MachineBinding& machine, tolk::JoinSettingValues& values) {
   const std::string domainDn = tolk::LDAPBinding::DNSNameToDN(machine.directory().domainName());
   values[std::string(tolk::SETTING_ZONE_REALNAME)] = domainDn;
   values[std::string(tolk::SETTING_SCHEMA)] =
       options.zoneChoice == ZoneChoice::none ? "null" : "auto";
   if (options.zoneChoice != ZoneChoice::named) return;
-  const MachineBinding::Read zone = machine.read(options.zone, {"objectGUID"});
-  if (!zone.found) refuse("There is no zone " + options.zone + " in the directory.");
+  const MachineBinding::Read zone = machine.read(
+      options.zone,
+      {tolk::AD_OBJECT_CLASS, tolk::AD_DISPLAY_NAME, tolk::AD_DESCRIPTION, tolk::AD_OBJECT_GUID});
+  if (!zone.found || !tolk::isZoneObject(zone.object)) {
+    refuse("There is no zone " + options.zone + " in the directory.");
+  }
   values[std::string(tolk::SETTING_ZONE_REALNAME)] = zone.object.dn();
-  values[std::string(tolk::SETTING_SCHEMA)] = options.schema;
+  values[std::string(tolk::SETTING_SCHEMA)] = schemaOf(options, zone.object);
+  values[std::string(tolk::SETTING_ZONE_GUID)] =
+      tolk::guidText(zone.object.getString(tolk::AD_OBJECT_GUID, ""));
 }
 
 tolk::JoinSettingValues settingsOf(const Options& options, MachineBinding& machine,

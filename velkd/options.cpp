@@ -3,14 +3,15 @@
 
 #include <getopt.h>
 
-#include <algorithm>
 #include <array>
 #include <string_view>
+
+#include "tolk/zones/zone_schema.h"
 
 namespace velkd {
 
 const char* const kUsage = R"(Usage: velkd
-       velkd adopt [--domain DOMAIN] [--auto-zone | --null-zone | --zone DN --schema NAME]
+       velkd adopt [--domain DOMAIN] [--auto-zone | --null-zone | --zone DN [--schema NAME]]
        velkd unadopt
        velkd --help | --version
 
@@ -27,9 +28,6 @@ Without a word velkd is the agent daemon and stays in the foreground.
 )";
 
 namespace {
-
-constexpr std::array<std::string_view, 5> kZoneSchemas{"orv_v1_0", "orv_v2_0", "orv_r2", "sfu_v3_0",
-                                                       "sfu_v3_0v1"};
 
 enum Letter { kDomain = 1, kZone, kSchema, kAutoZone, kNullZone, kHelp, kVersion };
 
@@ -101,10 +99,9 @@ struct Reader {
     if (zoneOptions > 1) return "only one zone may be chosen";
     const bool named = options.zoneChoice == ZoneChoice::named;
     if (named && options.zone.empty()) return "--zone needs a distinguished name";
-    if (named != !options.schema.empty()) return "--zone and --schema go together";
-    const bool known =
-        std::find(kZoneSchemas.begin(), kZoneSchemas.end(), options.schema) != kZoneSchemas.end();
-    return named && !known ? "there is no schema '" + options.schema + "'" : std::string();
+    if (options.schema.empty()) return {};
+    if (!named) return "--schema goes with --zone";
+    return tolk::isZoneLayout(options.schema) ? "" : "there is no schema '" + options.schema + "'";
   }
 };
 

@@ -12,6 +12,7 @@
 #include "cli/diag/root_dse.h"
 #include "cli/diag/site_topology.h"
 #include "cli/diag/srv_records.h"
+#include "cli/diag/zone_report.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_names.h"
@@ -36,7 +37,7 @@ class DomainSection {
   void testAndShow();
   void secondPass();
   void announceDnsSearch(const char* what, const std::string& domain);
-  void showSites();
+  void showSitesAndZones();
 
   TaskContext& ctx_;
   const char* server_;
@@ -66,7 +67,7 @@ void DomainSection::write() {
   }
   testAndShow();
   if (server_ == nullptr) secondPass();
-  if (!ctx_.bindFailed) showSites();
+  if (!ctx_.bindFailed) showSitesAndZones();
 }
 
 void DomainSection::findHostSite() {
@@ -151,11 +152,12 @@ void DomainSection::secondPass() {
   testAndShow();
 }
 
-void DomainSection::showSites() {
+void DomainSection::showSitesAndZones() {
   if (diag_ != nullptr) {
     *diag_ << prefix(1) << "Retrieving site data from " << ctx_.domain << '\n';
   }
   writeSiteTopology(std::cout, listSiteTopology(ctx_, server_, diag_));
+  if (!ctx_.bindFailed) zoneReport(ctx_, server_, diag_);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // Reading and writing the forest's site topology.
 #include "cli/diag/site_topology.h"
 
-#include <charconv>
 #include <cstddef>
 #include <iostream>
 #include <utility>
@@ -9,8 +8,6 @@
 #include "cli/account/binding.h"
 #include "cli/common/output.h"
 #include "cli/common/task_context.h"
-#include "tolk/base/properties.h"
-#include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
@@ -23,15 +20,6 @@ constexpr const char* kSiteObject = "siteObject";
 constexpr const char* const kSubnetAttributes[] = {"cn", kSiteObject, nullptr};
 constexpr const char* const kSiteAttributes[] = {tolk::AD_NAME, nullptr};
 constexpr const char* const kServerAttributes[] = {tolk::AD_NAME, tolk::AD_DNS_HOST_NAME, nullptr};
-
-int pageSize() {
-  constexpr int kDefault = 100;
-  const std::string text =
-      tolk::Props(false, false).getProperty(tolk::PN::TOLKD_PAGED_SEARCH_MAX, "");
-  int size = 0;
-  std::from_chars(text.data(), text.data() + text.size(), size);
-  return size > 0 ? size : kDefault;
-}
 
 std::string serverBase(const std::string& siteDn) {
   return "CN=Servers," + siteDn;
@@ -76,8 +64,9 @@ std::vector<SubnetSite> readTopology(tolk::LDAPBinding& binding, const std::stri
                                      std::ostream* diag) {
   std::vector<SubnetSite> topology;
   tolk::PipelinedReads reads(binding);
-  tolk::PagedObjectList page = binding.searchPaged(
-      pageSize(), tolk::AD_ALL_OBJECTS, base, kSubnetAttributes, tolk::SearchScope::oneLevel, 0, 0);
+  tolk::PagedObjectList page =
+      binding.searchPaged(tolk::configuredPageSize(), tolk::AD_ALL_OBJECTS, base, kSubnetAttributes,
+                          tolk::SearchScope::oneLevel, 0, 0);
   while (true) {
     requestPage(reads, page.objects());
     for (const tolk::ADObject& subnet : page.objects()) {

@@ -168,6 +168,10 @@ ADBinding::ADBinding(ADBinding& from, bool globalCatalog) : impl_(std::make_uniq
 
 ADBinding::~ADBinding() = default;
 
+bool ADBinding::isGlobalCatalog() const noexcept {
+  return impl_->globalCatalog;
+}
+
 void ADBinding::setInitialCredentialsCallback(InitialCredentialsFunction function,
                                               CallbackData data, CallbackDataCopy copy,
                                               CallbackDataFree release) {

@@ -62,6 +62,8 @@ class ADBinding : public LDAPBinding {
   /// The DNS name of the forest's root domain; read from the controller at the first call. Throws
   /// LDAPException.
   [[nodiscard]] std::string forestName();
+  /// Whether this is, or will be, a connection to a global catalog, which holds the whole forest.
+  [[nodiscard]] bool isGlobalCatalog() const noexcept;
   /// Whether the domain still admits Windows NT controllers: nTMixedDomain of the domain's object
   /// is not 0. Throws LDAPException; SystemException for a value that is no number.
   [[nodiscard]] bool isMixedMode();

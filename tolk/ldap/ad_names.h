@@ -20,6 +20,10 @@ inline constexpr char AD_CN[] = "cn";
 inline constexpr char AD_OBJECT_CLASS[] = "objectClass";
 inline constexpr char AD_OBJECT_SID[] = "objectSid";
 inline constexpr char AD_DISPLAY_NAME[] = "displayName";
+inline constexpr char AD_DESCRIPTION[] = "description";
+inline constexpr char AD_OBJECT_GUID[] = "objectGUID";
+inline constexpr char AD_MANAGED_BY[] = "managedBy";
+inline constexpr char AD_KEYWORDS[] = "keywords";
 inline constexpr char AD_MIXED_DOMAIN[] = "nTMixedDomain";
 
 // Accounts

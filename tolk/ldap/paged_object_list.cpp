@@ -1,8 +1,11 @@
 #include "tolk/ldap/paged_object_list.h"
 
 #include <algorithm>
+#include <charconv>
 #include <utility>
 
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 #include "tolk/ldap/ldap_connection.h"
 #include "tolk/ldap/ldap_error.h"
 
@@ -24,6 +27,14 @@ Control pageControl(LdapConnection& connection, int pageSize, std::string& cooki
 }
 
 }  // namespace
+
+int configuredPageSize() {
+  constexpr int kDefault = 100;
+  const std::string text = Props(false, false).getProperty(PN::TOLKD_PAGED_SEARCH_MAX, "");
+  int size = 0;
+  std::from_chars(text.data(), text.data() + text.size(), size);
+  return size > 0 ? size : kDefault;
+}
 
 PagedObjectList::PagedObjectList(std::shared_ptr<LdapConnection> connection, SearchRequest request,
                                  int pageSize)

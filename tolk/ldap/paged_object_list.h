@@ -11,6 +11,10 @@ namespace tolk {
 class LdapConnection;
 struct SearchRequest;
 
+/// The page size of the configuration: PN::TOLKD_PAGED_SEARCH_MAX, its default when that is no
+/// positive number.
+[[nodiscard]] int configuredPageSize();
+
 /// Made by LDAPBinding::searchPaged. While the list is not complete(), no other paged search may
 /// run on the same binding; other reads may.
 class PagedObjectList {

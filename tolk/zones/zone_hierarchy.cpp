@@ -7,6 +7,7 @@
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"
+#include "tolk/zones/zone_layout.h"
 
 namespace tolk {
 namespace {
@@ -17,8 +18,8 @@ constexpr const char* kZoneAttributes[] = {AD_CN, AD_NAME, AD_OBJECT_CLASS, AD_D
 constexpr const char* kEntryAttributes[] = {AD_DN_ONLY, nullptr};
 
 std::string entryFilter(const ADObject& computer) {
-  return "(&(objectClass=serviceConnectionPoint)(managedBy=" + DN::escapeLDAPFilter(computer.dn()) +
-         "))";
+  return "(&(" + std::string(AD_KEYWORDS) + '=' + std::string(kZoneEntryKeyword) + ")(" +
+         AD_MANAGED_BY + '=' + DN::escapeLDAPFilter(computer.dn()) + "))";
 }
 
 }  // namespace

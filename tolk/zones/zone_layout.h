@@ -6,18 +6,11 @@
 
 namespace tolk {
 
-/// The text of kset.schema and, behind kLayoutPrefix, of a zone object's description.
-inline constexpr char SCHEMA_AUTO[] = "auto";
-inline constexpr char SCHEMA_NULL[] = "null";
-inline constexpr char SCHEMA_ORV_V1_0[] = "orv_v1_0";
-inline constexpr char SCHEMA_ORV_V2_0[] = "orv_v2_0";
-inline constexpr char SCHEMA_ORV_R2[] = "orv_r2";
-inline constexpr char SCHEMA_SFU_V3_0[] = "sfu_v3_0";
-inline constexpr char SCHEMA_SFU_V3_0V1[] = "sfu_v3_0v1";
+/// Class of a zone object.
+inline constexpr char ZONE_CLASS[] = "container";
 
-/// Version markers: the attribute displayName of a zone object. An object of class `container`
-/// whose displayName begins with the prefix is a zone, also when the version behind it is not known
-/// here.
+/// Version markers: the attribute displayName of a zone object. A container whose displayName
+/// begins with the prefix is a zone, also when the version behind it is not known here.
 inline constexpr std::string_view ZONE_MARKER_PREFIX = "$OrvaldZone";
 inline constexpr std::string_view ZONE_VERSION2 = "$OrvaldZone2";
 inline constexpr std::string_view ZONE_VERSION3 = "$OrvaldZone3";
@@ -27,18 +20,16 @@ inline constexpr std::string_view ZONE_VERSION6 = "$OrvaldZone6";
 inline constexpr std::string_view ZONE_VERSION7 = "$OrvaldZone7";
 inline constexpr std::string_view ZONE_VERSION9 = "$OrvaldZone9";
 
-/// Values of a zone object's `description`, each a prefix with a text behind it: the layout (one of
-/// the schema names from orv_v1_0 on), and where a zone of version 6 and later has its cloud
-/// platform.
+/// Values of a zone object's `description`, each with a text behind it: the layout (a name of
+/// kset.schema from orv_v1_0 on), and where a zone of version 6 and later has its cloud platform.
 inline constexpr std::string_view kLayoutPrefix = "OrvaldLayout:";
 inline constexpr std::string_view kCloudUrlPrefix = "OrvaldCloudUrl:";
 inline constexpr std::string_view kTenantIdPrefix = "OrvaldTenantId:";
 
-/// A computer's entry in a zone: an object of class serviceConnectionPoint with this value among
-/// its `keywords`, in the container CN=Computers of the zone. Its `managedBy` names the computer
-/// object; the directory clears that link when the computer object is deleted, which makes the
-/// entry an orphan.
-inline constexpr char kZoneComputersContainer[] = "Computers";
+/// A computer's entry in a zone: a serviceConnectionPoint with this value among its `keywords`, in
+/// the container CN=Computers of the zone. Its `managedBy` names the computer object; the directory
+/// clears that link when the computer object is deleted, which makes the entry an orphan.
+inline constexpr char ZONE_COMPUTERS[] = "Computers";
 inline constexpr std::string_view kZoneEntryKeyword = "OrvaldZoneComputer";
 
 /// A joined computer's own object says in operatingSystemServicePack which agent joined it and how:

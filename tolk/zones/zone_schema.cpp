@@ -1,10 +1,13 @@
 #include "tolk/zones/zone_schema.h"
 
 #include <algorithm>
+#include <array>
 #include <vector>
 
+#include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_names.h"
+#include "tolk/zones/zone_layout.h"
 
 namespace tolk {
 namespace {
@@ -36,6 +39,19 @@ std::string zoneOfEntry(const std::string& entryDn) {
   const std::string zone = parentOf(computers);
   const std::string expected = std::string("CN=") + ZONE_COMPUTERS + "," + zone;
   return !zone.empty() && equalsIgnoringCase(computers, expected) ? zone : std::string();
+}
+
+std::string zoneLayout(const ADObject& zone) {
+  for (const std::string& value : zone.getStrings(AD_DESCRIPTION)) {
+    if (value.starts_with(kLayoutPrefix)) return value.substr(kLayoutPrefix.size());
+  }
+  return {};
+}
+
+bool isZoneLayout(std::string_view name) noexcept {
+  static constexpr std::array kLayouts{SCHEMA_ORV_V1_0, SCHEMA_ORV_V2_0, SCHEMA_ORV_R2,
+                                       SCHEMA_SFU_V3_0, SCHEMA_SFU_V3_0V1};
+  return std::find(kLayouts.begin(), kLayouts.end(), name) != kLayouts.end();
 }
 
 void ZoneSchema::convert(ADObject& object) const {

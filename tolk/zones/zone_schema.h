@@ -1,5 +1,5 @@
 // How the directory shows zones and the computers in them, and what the agent makes of such an
-// object. docs/zones.md describes the objects.
+// object. docs/zone-schema.md describes the objects.
 #pragma once
 
 #include <string>
@@ -15,13 +15,6 @@ struct ZoneObjectKind {
   static constexpr int zone = 26;
 };
 
-/// Every version marker begins so: the attribute displayName of a zone object.
-inline constexpr std::string_view ZONE_MARKER_PREFIX = "$OrvaldZone";
-/// Class of a zone object.
-inline constexpr char ZONE_CLASS[] = "container";
-/// Name of the container inside a zone that holds its computers' entries.
-inline constexpr char ZONE_COMPUTERS[] = "Computers";
-
 /// Whether `object`, read with objectClass and displayName, is a zone: a container with a version
 /// marker.
 bool isZoneObject(const ADObject& object);
@@ -30,7 +23,15 @@ bool isZoneObject(const ADObject& object);
 /// "CN=Z,DC=x"; "" for any other name.
 std::string zoneOfEntry(const std::string& entryDn);
 
-/// Converts objects of the standard layout.
+/// The layout that a zone object's description names, "orv_v2_0" for example; "" when it names
+/// none.
+std::string zoneLayout(const ADObject& zone);
+
+/// Whether a zone may be kept in that layout: the names of kset.schema but "auto" and "null".
+bool isZoneLayout(std::string_view name) noexcept;
+
+/// Converts objects of all layouts, which differ in how users are kept and not in zones and
+/// computers.
 class ZoneSchema {
  public:
   /// Adds the attributes that exist in memory only, as TOLK_EXT_FILTER of the object says what it

@@ -1,0 +1,103 @@
+#include "cli/diag/zone_report.h"
+
+#include <array>
+#include <iostream>
+#include <utility>
+
+#include "cli/account/binding.h"
+#include "cli/common/output.h"
+#include "cli/common/task_context.h"
+#include "tolk/base/join_settings.h"
+#include "tolk/base/text.h"
+#include "tolk/ldap/ad_binding.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/dn.h"
+#include "tolk/zones/zone_layout.h"
+#include "tolk/zones/zone_readers.h"
+
+namespace joinscope {
+namespace {
+
+boost::shared_ptr<tolk::ADBinding> bindForZones(TaskContext& ctx, const char* server,
+                                                std::ostream* diag) {
+  boost::shared_ptr<tolk::ADBinding> binding = getGCBinding(ctx);
+  if (binding) return binding;
+  std::cout << prefix(1) << "Cannot connect to GC, trying DC...\n";
+  binding = getBinding(ctx, server, diag);
+  if (!binding) {
+    std::cout << prefix(1) << "Cannot read zone data: unable to bind to DC.\n"
+              << ctx.errorMessage << '\n';
+  }
+  return binding;
+}
+
+/// A name that is no distinguished name is shown as it is.
+std::string location(const tolk::ADObject& zone) {
+  try {
+    return tolk::DN::canonicalFromDN(zone[tolk::AD_DN]);
+  } catch (const std::exception&) {
+    return zone.dn();
+  }
+}
+
+}  // namespace
+
+void zoneReport(TaskContext& ctx, const char* server, std::ostream* diag) {
+  std::cout << "\nRetrieving zone data from " << ctx.domain << '\n' << std::flush;
+  if (!loadZones(ctx, server, diag)) return;
+  printZones(*ctx.standardZones, "Standard");
+  printZones(*ctx.rfc2307Zones, "Standard 2307");
+  printZones(*ctx.sfuZones, "Microsoft SFU");
+}
+
+bool loadZones(TaskContext& ctx, const char* server, std::ostream* diag) {
+  if (ctx.zonesLoaded) return true;
+  const boost::shared_ptr<tolk::ADBinding> binding = bindForZones(ctx, server, diag);
+  if (!binding) return false;
+  try {
+    const tolk::ORVSchema standard(0, std::string(tolk::SCHEMA_ORV_V2_0), "", 0);
+    const tolk::ORVSchemaR2 rfc2307(0, "", 0);
+    const tolk::SFUSchema sfu(0, std::string(tolk::SCHEMA_SFU_V3_0), "", 0);
+    ctx.standardZones = standard.getZoneList(*binding, "");
+    ctx.rfc2307Zones = rfc2307.getZoneList(*binding, "");
+    ctx.sfuZones = sfu.getZoneList(*binding, "");
+    ctx.zonesLoaded = true;
+  } catch (const std::exception& failure) {
+    if (diag != nullptr) {
+      *diag << prefix(2) << "Cannot read zone data: " << tolk::printable(failure.what()) << '\n';
+    }
+  }
+  return ctx.zonesLoaded;
+}
+
+void printZones(const tolk::ADObjectList& zones, const std::string& layoutName) {
+  writeZones(std::cout, zones, layoutName);
+}
+
+void writeZones(std::ostream& out, const tolk::ADObjectList& zones, const std::string& layoutName) {
+  if (zones.empty()) return;
+  out << prefix(1) << "Pellion " << layoutName << " zones:\n";
+  for (const tolk::ADObject& zone : zones) {
+    out << prefix(2) << tolk::printable(zone.getString(tolk::TOLK_ZONE_NAME, "")) << " ("
+        << zoneVersionText(zone.getString(tolk::AD_DISPLAY_NAME, "")) << ") - "
+        << tolk::printable(location(zone)) << '\n';
+  }
+}
+
+std::string_view zoneVersionText(std::string_view marker) noexcept {
+  static constexpr std::array<std::pair<std::string_view, std::string_view>, 7> kVersions{{
+      {tolk::ZONE_VERSION2, "2.x"},
+      {tolk::ZONE_VERSION3, "3.x"},
+      {tolk::ZONE_VERSION4, "4.x"},
+      {tolk::ZONE_VERSION5, "4.x"},
+      {tolk::ZONE_VERSION6, "5.x"},
+      {tolk::ZONE_VERSION7, "5.x"},
+      {tolk::ZONE_VERSION9, "5.x"},
+  }};
+  for (const auto& [version, text] : kVersions) {
+    if (marker == version) return text;
+  }
+  return "Unknown";
+}
+
+}  // namespace joinscope
