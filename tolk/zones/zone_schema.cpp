@@ -45,7 +45,7 @@ std::string zoneLayout(const ADObject& zone) {
   for (const std::string& value : zone.getStrings(AD_DESCRIPTION)) {
     if (value.starts_with(kLayoutPrefix)) return value.substr(kLayoutPrefix.size());
   }
-  return {};
+  return std::string(SCHEMA_ORV_V1_0);
 }
 
 bool isZoneLayout(std::string_view name) noexcept {

@@ -23,8 +23,8 @@ bool isZoneObject(const ADObject& object);
 /// "CN=Z,DC=x"; "" for any other name.
 std::string zoneOfEntry(const std::string& entryDn);
 
-/// The layout that a zone object's description names, "orv_v2_0" for example; "" when it names
-/// none.
+/// The layout that a zone object's description names, "orv_v2_0" for example. Zones that are older
+/// than that note are of the first standard layout, "orv_v1_0".
 std::string zoneLayout(const ADObject& zone);
 
 /// Whether a zone may be kept in that layout: the names of kset.schema but "auto" and "null".
