@@ -2,12 +2,15 @@
 
 #include <exception>
 #include <iostream>
+#include <list>
+#include <string>
 
 #include "cli/account/binding.h"
 #include "cli/common/output.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
+#include "tolk/base/logger.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
@@ -27,10 +30,26 @@ bool isDisabled(const tolk::ADObject& object) {
   }
 }
 
-tolk::ADObjectList findClaimants(tolk::ADBinding& binding, std::ostream* verbose) {
+/// In the forest by the run's global catalog; in the domain when there is none.
+tolk::ADObjectList search(TaskContext& context, tolk::ADBinding& domain,
+                          const std::list<std::string>& names) {
+  if (const boost::shared_ptr<tolk::ADBinding> catalog = getGCBinding(context)) {
+    try {
+      return tolk::findObjsWithSpns(*catalog, names);
+    } catch (const tolk::Base_Exception& failure) {
+      tolk::Logger::GetThreadPrivateLogger("cli.joinscope")
+          .log(tolk::LogLevel::debug,
+               std::string("The global catalog failed, searching the domain: ") + failure.what());
+    }
+  }
+  return tolk::findObjsWithSpns(domain, names);
+}
+
+tolk::ADObjectList findClaimants(TaskContext& context, tolk::ADBinding& domain,
+                                 std::ostream* verbose) {
   try {
-    return tolk::findObjsWithSpns(
-        binding, {"host/" + tolk::longJoinedHostName(), "host/" + tolk::PreW2KHostName()});
+    return search(context, domain,
+                  {"host/" + tolk::longJoinedHostName(), "host/" + tolk::PreW2KHostName()});
   } catch (const std::exception& failure) {
     if (verbose != nullptr) {
       *verbose << prefix(2) << "Exception: " << tolk::printable(failure.what()) << '\n';
@@ -49,7 +68,7 @@ void showDuplicateSpns(TaskContext& context, const char* server, std::ostream* v
               << context.errorMessage << '\n';
     return;
   }
-  writeDuplicateSpns(std::cout, findClaimants(*binding, verbose));
+  writeDuplicateSpns(std::cout, findClaimants(context, *binding, verbose));
 }
 
 void writeDuplicateSpns(std::ostream& out, const tolk::ADObjectList& objects) {

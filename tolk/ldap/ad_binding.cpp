@@ -168,8 +168,12 @@ ADBinding::ADBinding(ADBinding& from, bool globalCatalog) : impl_(std::make_uniq
 
 ADBinding::~ADBinding() = default;
 
-bool ADBinding::isGlobalCatalog() const noexcept {
-  return impl_->globalCatalog;
+std::string ADBinding::cacheName() const {
+  return impl_->tickets == nullptr ? std::string() : impl_->tickets->cacheName();
+}
+
+std::string ADBinding::wholeTree() const {
+  return impl_->globalCatalog ? std::string() : DNSNameToDN(impl_->domain);
 }
 
 void ADBinding::setInitialCredentialsCallback(InitialCredentialsFunction function,

@@ -62,8 +62,12 @@ class ADBinding : public LDAPBinding {
   /// The DNS name of the forest's root domain; read from the controller at the first call. Throws
   /// LDAPException.
   [[nodiscard]] std::string forestName();
-  /// Whether this is, or will be, a connection to a global catalog, which holds the whole forest.
-  [[nodiscard]] bool isGlobalCatalog() const noexcept;
+  /// The name of the cache with this connection's tickets, valid while it lives; "" before
+  /// connect().
+  [[nodiscard]] std::string cacheName() const;
+  /// The base below which everything lies that the server holds: "", the forest, on a global
+  /// catalog, else the name of the domain, because a controller refuses to search below "".
+  [[nodiscard]] std::string wholeTree() const;
   /// Whether the domain still admits Windows NT controllers: nTMixedDomain of the domain's object
   /// is not 0. Throws LDAPException; SystemException for a value that is no number.
   [[nodiscard]] bool isMixedMode();

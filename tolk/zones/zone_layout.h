@@ -21,7 +21,8 @@ inline constexpr std::string_view ZONE_VERSION7 = "$OrvaldZone7";
 inline constexpr std::string_view ZONE_VERSION9 = "$OrvaldZone9";
 
 /// Values of a zone object's `description`, each with a text behind it: the layout (a name of
-/// kset.schema from orv_v1_0 on), and where a zone of version 6 and later has its cloud platform.
+/// kset.schema from orv_v1_0 on; orv_v1_0 without one), and where a zone of version 6 and later has
+/// its cloud platform.
 inline constexpr std::string_view kLayoutPrefix = "OrvaldLayout:";
 inline constexpr std::string_view kCloudUrlPrefix = "OrvaldCloudUrl:";
 inline constexpr std::string_view kTenantIdPrefix = "OrvaldTenantId:";
@@ -29,7 +30,7 @@ inline constexpr std::string_view kTenantIdPrefix = "OrvaldTenantId:";
 /// A computer's entry in a zone: a serviceConnectionPoint with this value among its `keywords`, in
 /// the container CN=Computers of the zone. Its `managedBy` names the computer object; the directory
 /// clears that link when the computer object is deleted, which makes the entry an orphan.
-inline constexpr char ZONE_COMPUTERS[] = "Computers";
+inline constexpr char kZoneComputersContainer[] = "Computers";
 inline constexpr std::string_view kZoneEntryKeyword = "OrvaldZoneComputer";
 
 /// A joined computer's own object says in operatingSystemServicePack which agent joined it and how:

@@ -53,8 +53,7 @@ std::string ZoneReader::filter() const {
 
 boost::shared_ptr<ADObjectList> ZoneReader::getZoneList(ADBinding& binding,
                                                         const std::string& base) const {
-  const bool wholeDomain = base.empty() && !binding.isGlobalCatalog();
-  const std::string root = wholeDomain ? LDAPBinding::DNSNameToDN(binding.domainName()) : base;
+  const std::string root = base.empty() ? binding.wholeTree() : base;
   auto zones = boost::make_shared<ADObjectList>();
   PagedObjectList page = binding.searchPaged(configuredPageSize(), filter(), root, kAttributes,
                                              SearchScope::subtree, 0, SearchFlags::none);

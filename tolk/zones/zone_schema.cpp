@@ -24,6 +24,11 @@ std::string parentOf(const std::string& dn) {
   return {};
 }
 
+// As the directory compares texts in a filter.
+bool startsWith(std::string_view text, std::string_view prefix) {
+  return equalsIgnoringCase(text.substr(0, prefix.size()), prefix);
+}
+
 }  // namespace
 
 bool isZoneObject(const ADObject& object) {
@@ -31,21 +36,26 @@ bool isZoneObject(const ADObject& object) {
   return std::any_of(
              classes.begin(), classes.end(),
              [](const std::string& name) { return equalsIgnoringCase(name, ZONE_CLASS); }) &&
-         object.getString(AD_DISPLAY_NAME, "").starts_with(ZONE_MARKER_PREFIX);
+         startsWith(object.getString(AD_DISPLAY_NAME, ""), ZONE_MARKER_PREFIX);
 }
 
 std::string zoneOfEntry(const std::string& entryDn) {
   const std::string computers = parentOf(entryDn);
   const std::string zone = parentOf(computers);
-  const std::string expected = std::string("CN=") + ZONE_COMPUTERS + "," + zone;
+  const std::string expected = std::string("CN=") + kZoneComputersContainer + "," + zone;
   return !zone.empty() && equalsIgnoringCase(computers, expected) ? zone : std::string();
 }
 
-std::string zoneLayout(const ADObject& zone) {
+std::string zoneNote(const ADObject& zone, std::string_view prefix) {
   for (const std::string& value : zone.getStrings(AD_DESCRIPTION)) {
-    if (value.starts_with(kLayoutPrefix)) return value.substr(kLayoutPrefix.size());
+    if (startsWith(value, prefix)) return value.substr(prefix.size());
   }
-  return std::string(SCHEMA_ORV_V1_0);
+  return {};
+}
+
+std::string zoneLayout(const ADObject& zone) {
+  const std::string noted = toLower(zoneNote(zone, kLayoutPrefix));
+  return noted.empty() ? std::string(SCHEMA_ORV_V1_0) : noted;
 }
 
 bool isZoneLayout(std::string_view name) noexcept {

@@ -23,6 +23,10 @@ bool isZoneObject(const ADObject& object);
 /// "CN=Z,DC=x"; "" for any other name.
 std::string zoneOfEntry(const std::string& entryDn);
 
+/// What stands behind `prefix`, kCloudUrlPrefix for example, in a zone object's description; ""
+/// when no value begins so.
+std::string zoneNote(const ADObject& zone, std::string_view prefix);
+
 /// The layout that a zone object's description names, "orv_v2_0" for example. Zones that are older
 /// than that note are of the first standard layout, "orv_v1_0".
 std::string zoneLayout(const ADObject& zone);
