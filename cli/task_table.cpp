@@ -14,6 +14,7 @@
 #include "cli/diag/connectivity.h"
 #include "cli/diag/diag_report.h"
 #include "cli/error_text.h"
+#include "cli/joins/join_counts.h"
 #include "cli/options.h"
 #include "cli/status/config_report.h"
 #include "cli/status/join_status.h"
@@ -58,6 +59,10 @@ int runZone(const Run& run) {
   return printZone(run.context, run.options.serverName);
 }
 
+int runJoinedCount(const Run& run) {
+  return showJoinCounts(run.context, run.options.serverName, run.diag);
+}
+
 int runSysinfo(const Run& run) {
   return sysinfo(run.context, run.options.sysinfoModules, run.diag);
 }
@@ -85,7 +90,7 @@ constexpr std::array kTasks{
     TaskEntry{Task::auth, Gate::none, runAuth},
     TaskEntry{Task::ntlmauth, Gate::none, runNtlmAuth},
     TaskEntry{Task::test, Gate::joinedOrDomain, runTest},
-    TaskEntry{Task::joinedCount, Gate::user},
+    TaskEntry{Task::joinedCount, Gate::user, runJoinedCount},
     TaskEntry{Task::version, Gate::none, [](const Run&) { return printVersion(); }},
     TaskEntry{Task::productVersion, Gate::none, [](const Run&) { return printProductVersion(); }},
     TaskEntry{Task::globalCatalog, Gate::none, onContext<printGlobalCatalog>},

@@ -4,12 +4,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <map>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
+#include "tolk/base/text.h"
 
 namespace tolk {
 namespace {
@@ -22,17 +24,27 @@ bool isPlainName(const std::string& name) {
   });
 }
 
+constexpr const char* kLibraryDefaults =
+    "[libdefaults]\n"
+    "dns_canonicalize_hostname = false\n"
+    "rdns = false\n"
+    "qualify_shortname = \"\"\n"
+    "dns_lookup_kdc = false\n"
+    "dns_lookup_realm = false\n";
+
 std::string configuration(const std::string& realm, const std::string& host) {
-  std::string text =
-      "[libdefaults]\n"
-      "dns_canonicalize_hostname = false\n"
-      "rdns = false\n"
-      "qualify_shortname = \"\"\n"
-      "dns_lookup_kdc = false\n"
-      "dns_lookup_realm = false\n";
+  std::string text = kLibraryDefaults;
   if (!isPlainName(realm)) return text;
   text += "default_realm = " + realm + "\n";
   if (isPlainName(host)) text += "[domain_realm]\n" + host + " = " + realm + "\n";
+  return text;
+}
+
+std::string configuration(const std::list<std::string>& domains) {
+  std::string text = std::string(kLibraryDefaults) + "[domain_realm]\n";
+  for (const std::string& domain : domains) {
+    if (isPlainName(domain)) text += "." + toLower(domain) + " = " + toUpper(domain) + "\n";
+  }
   return text;
 }
 
@@ -55,14 +67,27 @@ std::string pathOf(const std::string& text) {
   return "/proc/self/fd/" + std::to_string(found->second.get());
 }
 
-std::string fileList(const std::string& realm, const std::string& host) {
+std::string fileList(const std::string& first) {
   const char* former = std::getenv("KRB5_CONFIG");
-  return pathOf(configuration(realm, host)) + ":" + (former != nullptr ? former : "/etc/krb5.conf");
+  return pathOf(first) + ":" + (former != nullptr ? former : "/etc/krb5.conf");
 }
+
+// Whether an overlay for all threads is in force.
+std::atomic<bool> gForAllThreads = false;
 
 }  // namespace
 
-GssConfigOverlay::GssConfigOverlay(const std::string& realm, const std::string& host)
-    : variable_("KRB5_CONFIG", fileList(realm, host)) {}
+GssConfigOverlay::GssConfigOverlay(const std::string& realm, const std::string& host) {
+  if (!gForAllThreads) variable_.emplace("KRB5_CONFIG", fileList(configuration(realm, host)));
+}
+
+GssConfigOverlay::GssConfigOverlay(const std::list<std::string>& domains) : forAllThreads_(true) {
+  variable_.emplace("KRB5_CONFIG", fileList(configuration(domains)));
+  gForAllThreads = true;
+}
+
+GssConfigOverlay::~GssConfigOverlay() {
+  if (forAllThreads_) gForAllThreads = false;
+}
 
 }  // namespace tolk

@@ -23,6 +23,7 @@ inline constexpr char AD_DISPLAY_NAME[] = "displayName";
 inline constexpr char AD_DESCRIPTION[] = "description";
 inline constexpr char AD_OBJECT_GUID[] = "objectGUID";
 inline constexpr char AD_MANAGED_BY[] = "managedBy";
+inline constexpr char AD_MANAGED_OBJECTS[] = "managedObjects";  ///< the back link of managedBy
 inline constexpr char AD_KEYWORDS[] = "keywords";
 inline constexpr char AD_MIXED_DOMAIN[] = "nTMixedDomain";
 
@@ -33,6 +34,7 @@ inline constexpr char AD_PWCHG_LAST[] = "pwdLastSet";
 inline constexpr char AD_SERVER_PRINCIPAL_NAME[] = "servicePrincipalName";
 inline constexpr char AD_KEY_VERSION_NUMBER[] = "msDS-KeyVersionNumber";
 inline constexpr char AD_SUPPORTED_ENCTYPES[] = "msDS-SupportedEncryptionTypes";
+inline constexpr char AD_OS_SERVICE_PACK[] = "operatingSystemServicePack";
 inline constexpr char AD_OS_VERSION[] = "operatingSystemVersion";
 
 /// Matches every object.

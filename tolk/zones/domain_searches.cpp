@@ -1,0 +1,99 @@
+#include "tolk/zones/domain_searches.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/krb5/gss_config_overlay.h"
+#include "tolk/krb5/kerberos_context.h"
+#include "tolk/ldap/ad_binding.h"
+#include "tolk/net/network_state.h"
+
+namespace tolk {
+namespace {
+
+constexpr std::size_t kMostThreads = 8;
+constexpr std::chrono::milliseconds kProgressInterval{200};
+
+/// The work that the threads share: they take the domains in their order.
+class Work {
+ public:
+  Work(std::vector<DomainSearch>& searches, std::string cacheName)
+      : searches_(searches), cacheName_(std::move(cacheName)) {}
+
+  /// A thread's whole life.
+  void run() {
+    for (std::size_t i = next_++; i < searches_.size(); i = next_++) search(searches_[i]);
+    const std::lock_guard lock(mutex_);
+    ++ended_;
+    changed_.notify_all();
+  }
+
+  /// Whether all of `threads` have ended; waits for that, but only up to the next progress.
+  bool waitFor(std::size_t threads) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, kProgressInterval, [&] { return ended_ == threads; });
+  }
+
+  [[nodiscard]] std::uint64_t seen() const noexcept { return seen_; }
+
+ private:
+  void search(DomainSearch& result);
+  [[nodiscard]] DomainCount count(const std::string& domain, std::string& step);
+
+  std::vector<DomainSearch>& searches_;
+  std::string cacheName_;
+  std::atomic<std::size_t> next_ = 0;
+  std::atomic<std::uint64_t> seen_ = 0;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::size_t ended_ = 0;
+};
+
+void Work::search(DomainSearch& result) {
+  std::string step = "finding a domain controller";
+  try {
+    result.count = count(result.domain, step);
+  } catch (const std::exception& failure) {
+    result.problem = step + ": " + failure.what();
+  }
+}
+
+DomainCount Work::count(const std::string& domain, std::string& step) {
+  const std::string server = NetworkState::getDCForDomain(domain, ServiceType::domainController,
+                                                          false, std::string(), false);
+  step = "binding to " + server;
+  KerberosContext kerberos;
+  ADBinding binding(domain, cacheName_, &kerberos, false, server, std::string(), false, false);
+  binding.connect("", "", 0);
+  DomainCounter counter(binding, [this](std::size_t objects) { seen_ += objects; });
+  try {
+    return counter.count();
+  } catch (...) {
+    step = std::string(counter.step()) + " from " + server;
+    throw;
+  }
+}
+
+}  // namespace
+
+std::vector<DomainSearch> searchDomains(const std::list<std::string>& domains,
+                                        const std::string& cacheName,
+                                        const std::function<void(std::uint64_t)>& progress) {
+  std::vector<DomainSearch> searches;
+  for (const std::string& domain : domains) searches.push_back({.domain = domain});
+  // One configuration for all threads: the environment cannot be changed while they run.
+  const GssConfigOverlay overlay(domains);
+  Work work(searches, cacheName);
+  std::vector<std::jthread> threads;
+  for (std::size_t i = 0; i < std::min(kMostThreads, searches.size()); ++i) {
+    threads.emplace_back([&work] { work.run(); });
+  }
+  while (!work.waitFor(threads.size())) {
+    if (progress) progress(work.seen());
+  }
+  return searches;
+}
+
+}  // namespace tolk
