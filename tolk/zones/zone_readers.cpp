@@ -39,8 +39,8 @@ std::vector<std::string_view> upTo(const std::string& schema,
 }  // namespace
 
 std::string ZoneReader::filter() const {
-  std::string text = "(&(objectCategory=" + std::string(ZONE_CLASS) + ")(" + AD_DISPLAY_NAME + '=' +
-                     DN::escapeLDAPFilter(ZONE_MARKER_PREFIX) + "*)(|";
+  std::string text = "(&(" + std::string(AD_OBJECT_CLASS) + '=' + ZONE_CLASS + ")(" +
+                     AD_DISPLAY_NAME + '=' + DN::escapeLDAPFilter(ZONE_MARKER_PREFIX) + "*)(|";
   for (const std::string_view layout : layouts_) {
     text += std::string("(") + AD_DESCRIPTION + '=' +
             DN::escapeLDAPFilter(std::string(kLayoutPrefix).append(layout)) + ')';

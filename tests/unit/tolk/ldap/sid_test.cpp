@@ -5,6 +5,7 @@
 #include <string>
 
 #include "tolk/base/exceptions.h"
+#include "tolk/ldap/guid.h"
 
 namespace tolk {
 namespace {
@@ -22,6 +23,12 @@ TEST(SID, TextAndBinaryFormsAgree) {
   EXPECT_EQ(SID("s-1-5-21-1-2-1103").toBinary(), kBinary);
   // an authority beyond 32 bits is hexadecimal
   EXPECT_EQ(SID("S-1-0x123456789ABC-4294967295").toString(), "S-1-0x123456789abc-4294967295");
+}
+
+TEST(Guid, TextTurnsTheNumbersRound) {
+  const std::string bytes = "\xff\x19\x96\x6f\x86\x8b\x11\xd0\xb4\x2d\x00\xc0\x4f\xc9\x64\xff"s;
+  EXPECT_EQ(guidText(bytes), "{6f9619ff-8b86-d011-b42d-00c04fc964ff}");
+  EXPECT_EQ(guidText(bytes.substr(1)), "");
 }
 
 TEST(SID, OtherBytesAndTextsAreRefused) {

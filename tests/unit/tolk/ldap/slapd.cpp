@@ -16,6 +16,9 @@ std::string configuration(const std::string& directory) {
   return "include /etc/ldap/schema/core.schema\n"
          "include /etc/ldap/schema/cosine.schema\n"
          "include /etc/ldap/schema/inetorgperson.schema\n"
+         // As MS-ADSC 2.24 has it.
+         "objectclass ( 1.2.840.113556.1.3.23 NAME 'container' SUP top STRUCTURAL MUST cn\n"
+         " MAY ( description $ displayName ) )\n"
          "modulepath /usr/lib/ldap\nmoduleload back_mdb\n"
          "database mdb\nmaxsize 67108864\nsuffix \"dc=lab,dc=test\"\n"
          "directory " +
@@ -69,10 +72,11 @@ bool Slapd::available() {
   return std::filesystem::exists(kServer);
 }
 
-Slapd::Slapd() {
-  const std::string file = directory_.write("slapd.conf", configuration(directory_.path()));
+Slapd::Slapd(const std::string& settings, const std::string& more) {
+  const std::string file =
+      directory_.write("slapd.conf", configuration(directory_.path()) + settings);
   const std::string huge = directory_.write("huge", std::string(kHugeBytes, 'h'));
-  const std::string ldif = directory_.write("tree.ldif", tree(huge));
+  const std::string ldif = directory_.write("tree.ldif", tree(huge) + "\n" + more);
   EXPECT_EQ(std::system(("/usr/sbin/slapadd -q -f " + file + " -l " + ldif).c_str()), 0);
   process_.emplace([&] {
     ::execl(kServer, kServer, "-d", "0", "-f", file.c_str(), "-h", ("ldap://" + address_).c_str(),

@@ -7,6 +7,7 @@
 #include "tolk/ldap/ad_names.h"
 #include "tolk/zones/spn_search.h"
 #include "tolk/zones/zone_hierarchy.h"
+#include "tolk/zones/zone_layout.h"
 
 namespace tolk {
 namespace {
@@ -23,7 +24,7 @@ TEST(ZoneSchema, NamesContainersWithAVersionMarker) {
   };
   const Case cases[] = {
       {"zone", {"top", "container"}, "$OrvaldZone1", "Paris", "other", 26, "Paris"},
-      {"class in capitals", {"top", "Container"}, "$OrvaldZone9", "Paris", nullptr, 26, "Paris"},
+      {"in capitals", {"top", "Container"}, "$ORVALDZONE9", "Paris", nullptr, 26, "Paris"},
       {"without cn", {"top", "container"}, "$OrvaldZone1", nullptr, "Rome", 26, "Rome"},
       {"without a name", {"top", "container"}, "$OrvaldZone1", nullptr, nullptr, 26, "none"},
       {"no marker", {"top", "container"}, "Users of Paris", "Paris", "Paris", 26, "none"},
@@ -54,6 +55,32 @@ TEST(ZoneSchema, ZoneOfAnEntryIsTwoLevelsUp) {
   EXPECT_EQ(zoneOfEntry("CN=web1,CN=Users,CN=Paris,DC=lab"), "");
   EXPECT_EQ(zoneOfEntry("CN=web1,CN=Computers"), "");
   EXPECT_EQ(zoneOfEntry("CN=web1\\"), "");
+}
+
+TEST(ZoneSchema, NotesInTheDescription) {
+  struct Row {
+    std::vector<std::string> description;
+    const char* layout;
+    bool known;
+    const char* cloudUrl;
+  };
+  for (const Row& row : {
+           Row{{"OrvaldLayout:orv_r2"}, "orv_r2", true, ""},
+           Row{{"of Jo", "OrvaldCloudUrl:https://c.test", "orvaldlayout:SFU_v3_0v1"},
+               "sfu_v3_0v1",
+               true,
+               "https://c.test"},
+           Row{{}, "orv_v1_0", true, ""},
+           Row{{"no OrvaldLayout:orv_r2"}, "orv_v1_0", true, ""},
+           Row{{"OrvaldLayout:auto"}, "auto", false, ""},
+       }) {
+    SCOPED_TRACE(row.layout);
+    ADObject zone;
+    zone[AD_DESCRIPTION] = row.description;
+    EXPECT_EQ(zoneLayout(zone), row.layout);
+    EXPECT_EQ(isZoneLayout(zoneLayout(zone)), row.known);
+    EXPECT_EQ(zoneNote(zone, kCloudUrlPrefix), row.cloudUrl);
+  }
 }
 
 TEST(SpnSearch, EscapesEveryName) {
