@@ -284,6 +284,45 @@ TEST_F(DaemonTest, AdoptWritesWhatTheDirectoryKnows) {
   EXPECT_EQ(mode(), 0) << "the running daemon takes the new join over";
 }
 
+TEST_F(DaemonTest, AdoptTakesTheSchemaFromTheZoneObject) {
+  const HostChange kept(lab.member, "rm -rf /root/kset; cp -a /var/orvald /root/kset",
+                        "rm -rf /var/orvald/kset.* /var/orvald/previous; "
+                        "cp -a /root/kset/kset.* /var/orvald");
+  struct Row {
+    std::string zone;
+    const char* schema;
+    const char* shown;  ///< by --zone; the identifier stands for itself
+  };
+  for (const Row& row : {
+           Row{"CN=First,OU=Servers", "orv_v1_0", "First"},
+           Row{"cn=paris,cn=global,ou=zones", "orv_v2_0", "lab.test/Zones/Global/Paris"},
+           Row{R"(CN=The \"quoted\" zone,OU=Zones)", "orv_r2",
+               R"(lab.test/Zones/The "quoted" zone)"},
+           Row{"CN=NIS,OU=Zones", "sfu_v3_0", "lab.test/Zones/NIS"},
+           Row{"CN=Old NIS/YP,OU=Servers", "sfu_v3_0v1",
+               "CN=Old NIS/YP,OU=Servers,DC=lab,DC=test{GUID}"},
+       }) {
+    SCOPED_TRACE(row.zone);
+    const std::string dn = row.zone + ",DC=lab,DC=test";
+    EXPECT_EQ(velkd({"adopt", "--zone", dn}).status, 0);
+    EXPECT_EQ(lab.member.must("cat /var/orvald/kset.schema"), row.schema + std::string("\n"));
+    const std::string guid = lab.member.must("tr -d '{}\\n' < /var/orvald/kset.zoneguid");
+    EXPECT_THAT(lab.dc.must("ldbsearch -H /var/lib/samba/private/sam.ldb -s base -b '<GUID=" +
+                            guid + ">' dn 2>/dev/null | tr '[:upper:]' '[:lower:]'"),
+                HasSubstr("dn: " + tolk::toLower(dn)));
+    std::string shown = lab.member.joinscope({"--zone"}).out;
+    if (const std::size_t at = shown.find(guid); at != std::string::npos) {
+      shown.replace(at, guid.size(), "GUID");
+    }
+    EXPECT_EQ(shown, row.shown + std::string("\n"));
+  }
+  const std::string strange = "CN=Strange,OU=Zones,DC=lab,DC=test";
+  EXPECT_EQ(velkd({"adopt", "--zone", strange}).err,
+            "velkd: The layout 'orv_v9_9' of the zone " + strange +
+                " is not known. Name one with --schema.\n");
+  EXPECT_EQ(velkd({"adopt", "--zone", strange, "--schema", "orv_r2"}).status, 0);
+}
+
 TEST_F(DaemonTest, AdoptRefusesWithReasonAndChangesNothing) {
   const std::string before = lab.member.must("cd /var/orvald; grep -H . kset.*");
   struct Row {
@@ -330,8 +369,10 @@ TEST_F(DaemonTest, AdoptRefusesWithReasonAndChangesNothing) {
     EXPECT_THAT(result.err, HasSubstr("the computer account is disabled"));
   }
   EXPECT_EQ(velkd({"adopt"}, "tester").status, 9);
-  EXPECT_EQ(velkd({"adopt", "--zone", "CN=none,DC=lab,DC=test", "--schema", "orv_r2"}).err,
-            "velkd: There is no zone CN=none,DC=lab,DC=test in the directory.\n");
+  for (const char* zone : {"CN=none,DC=lab,DC=test", "CN=Box,OU=Zones,DC=lab,DC=test"}) {
+    EXPECT_EQ(velkd({"adopt", "--zone", zone, "--schema", "orv_r2"}).err,
+              "velkd: There is no zone " + std::string(zone) + " in the directory.\n");
+  }
   EXPECT_EQ(lab.member.must("cd /var/orvald; grep -H . kset.*"), before);
 }
 

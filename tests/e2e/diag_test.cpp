@@ -65,8 +65,8 @@ TEST_F(DiagTest, JoinedHostWithTheMachineAccount) {
   EXPECT_EQ(result.out.substr(0, daemon),
             kVersion + std::string("\n") + expectedHostSections(lab.member) +
                 firstPass(siteByAdcli(lab.member)) + secondPass() + expectedSites(lab.member) +
-                "\n" + expectedRanges(lab.member) + "\n" + expectedComputerAccount(lab.member) +
-                "\n");
+                expectedZones(lab.member) + "\n" + expectedRanges(lab.member) + "\n" +
+                expectedComputerAccount(lab.member) + "\n");
   EXPECT_THAT(result.out.substr(daemon),
               testing::AllOf(testing::StartsWith("System Diagnostic\n  DNS\n"),
                              testing::EndsWith("\n\n\nPellion Orvald Status\n"
@@ -81,7 +81,8 @@ TEST_F(DiagTest, UnjoinedHostWithUserAndPassword) {
       lab.guest.joinscope({"-g", "lab.test", "-u", "alice", "-p", "Alice-Pass1"});
   EXPECT_EQ(result.out, kVersion + std::string("\n") + expectedHostSections(lab.guest) +
                             firstPass(site) + (site.empty() ? kNoSite : "") + secondPass() +
-                            expectedSites(lab.member) + kUnjoinedSections);
+                            expectedSites(lab.member) + expectedZones(lab.member) +
+                            kUnjoinedSections);
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.status, 0);
 }
@@ -129,7 +130,7 @@ TEST_F(DiagTest, NamedServerSkipsDnsAndTheSecondPass) {
                                     std::string(kTesting) + kCatalogGood + kControllerGood +
                                     expectedController(lab.member, "dc1.lab.test:3268") +
                                     expectedController(lab.member, "dc1.lab.test:389") + kForest +
-                                    expectedSites(lab.member)));
+                                    expectedSites(lab.member) + expectedZones(lab.member)));
   EXPECT_THAT(result.out, Not(HasSubstr("DNS query for:")));
   EXPECT_THAT(result.err, HasSubstr("  DC service record is given on command line:\n"));
   EXPECT_THAT(result.err,

@@ -126,6 +126,40 @@ std::string expectedSites(const Host& host) {
   return text;
 }
 
+std::string expectedZones(const Host& host) {
+  struct Zone {
+    std::string dn;  ///< a line of LDIF
+    std::size_t layout;
+    const char* line;
+  };
+  static const std::vector<Zone> zones{
+      {"dn: CN=Global,OU=Zones", 0, "    Global (5.x) - lab.test/Zones/Global\n"},
+      {"dn: CN=Paris,CN=Global,OU=Zones", 0, "    Paris (5.x) - lab.test/Zones/Global/Paris\n"},
+      {"dn: CN=Sales\\, EMEA,OU=Zones", 0, "    Sales, EMEA (2.x) - lab.test/Zones/Sales, EMEA\n"},
+      {"dn: CN=First,OU=Servers", 0, "    First (3.x) - lab.test/Servers/First\n"},
+      {"dn: CN=Tomorrow,OU=Zones", 0, "    Tomorrow (Unknown) - lab.test/Zones/Tomorrow\n"},
+      {"dn:: Q049WsO8cmljaCxPVT1Cw7xybyxPVT1ab25lcyxEQz1sYWIsREM9dGVzdA==", 1,
+       "    Zürich (5.x) - lab.test/Zones/Büro/Zürich\n"},
+      {R"(dn: CN=The \"quoted\" zone,OU=Zones)", 1,
+       "    The \"quoted\" zone (4.x) - lab.test/Zones/The \"quoted\" zone\n"},
+      {"dn: CN=NIS,OU=Zones", 2, "    NIS (4.x) - lab.test/Zones/NIS\n"},
+      {"dn: CN=Old NIS/YP,OU=Servers", 2, "    Old NIS/YP (3.x) - lab.test/Servers/Old NIS\\/YP\n"},
+  };
+  std::vector<std::string> layouts{"  Pellion Standard zones:\n",
+                                   "  Pellion Standard 2307 zones:\n",
+                                   "  Pellion Microsoft SFU zones:\n"};
+  std::istringstream found(host.must(
+      "export KRB5CCNAME=/tmp/oracle_ccache; klist -s || kinit -k 'HOST1$'; "
+      "ldapsearch -Q -Y GSSAPI -LLL -o ldif-wrap=no -E pr=100/noprompt "
+      "-H ldap://dc1.lab.test:3268 -b '' '(&(objectClass=container)(displayName=*))' 1.1"));
+  for (std::string line; std::getline(found, line);) {
+    for (const Zone& zone : zones) {
+      if (line == zone.dn || line == zone.dn + ",DC=lab,DC=test") layouts[zone.layout] += zone.line;
+    }
+  }
+  return "\nRetrieving zone data from lab.test\n" + layouts[0] + layouts[1] + layouts[2];
+}
+
 std::string expectedComputerAccount(const Host& host) {
   const std::string dn = "CN=HOST1,CN=Computers,DC=lab,DC=test";
   const Entry entry = searched(host, dn, "base",

@@ -17,6 +17,10 @@ std::string expectedController(const Host& host, const std::string& hostAndPort)
 /// The site listing, by ldapsearch with the machine's keytab.
 std::string expectedSites(const Host& host);
 
+/// The zone listing: what lab/data/zones.ldif holds, in the order in which ldapsearch finds it in
+/// the global catalog.
+std::string expectedZones(const Host& host);
+
 /// "Computer Account Diagnostics" of the joined host as root, by ldapsearch.
 std::string expectedComputerAccount(const Host& host);
 

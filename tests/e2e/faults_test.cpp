@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tests/e2e/directory_oracle.h"
 #include "tests/support/lab.h"
 
 namespace joinscope::test {
@@ -188,6 +189,45 @@ TEST_F(FaultsTest, SilentControllersAreGivenUpAndTheLiveOneIsUsed) {
   const CommandResult diag = lab.member.joinscope({"--diag"}, bounded());
   EXPECT_THAT(diag.out, HasSubstr(controllers));
   EXPECT_THAT(diag.out, HasSubstr("  Site: Paris\n")) << "the binding found no live controller";
+}
+
+TEST_F(FaultsTest, ZonesComeFromTheDomainWhenTheGlobalCatalogIsDown) {
+  const std::string zones = expectedZones(lab.member);
+  for (const char* rule : {"tcp dport 3268 reject with tcp reset", "tcp dport 3268 drop"}) {
+    SCOPED_TRACE(rule);
+    const HostChange filter = filtered(lab.dc, rule);
+    std::string expected = zones;
+    expected.insert(expected.find("  Pellion"), "  Cannot connect to GC, trying DC...\n");
+    const CommandResult result = lab.member.joinscope({"--diag", "-S", "dc1.lab.test"}, bounded());
+    EXPECT_THAT(result.out, HasSubstr(expected + "\nDomain RIDs"));
+    EXPECT_EQ(result.status, 0);
+  }
+}
+
+/// The catalog answers, and falls silent while the zones are on their way page by page.
+TEST_F(FaultsTest, ACatalogThatStallsBetweenPagesLeavesNoHalfListing) {
+  constexpr int kZones = 60;
+  const std::string admin =
+      "export KRB5CCNAME=/tmp/e2e_admin; klist -s || echo 'Passw0rd!' | kinit administrator "
+      ">/dev/null; seq -f ";
+  const std::string to = std::to_string(kZones);
+  const HostChange many(
+      lab.member,
+      admin +
+          "'dn: CN=many%g,OU=Zones,DC=lab,DC=test#objectClass: container#displayName: "
+          "$OrvaldZone7##' 1 " +
+          to + " | tr '#' '\\n' | ldapadd -Q -Y GSSAPI -H ldap://dc1.lab.test >/dev/null",
+      admin + "'CN=many%g,OU=Zones,DC=lab,DC=test' 1 " + to +
+          " | ldapdelete -Q -Y GSSAPI -H ldap://dc1.lab.test");
+  const std::string onePerPage = "echo 'tolkd.paged.search.max: 1' >> /etc/orvald/orvald.conf";
+  const HostChange pages(lab.member, onePerPage, "true");
+  // More than ports and bind take, less than all pages.
+  const HostChange filter = filtered(lab.dc, "tcp dport 3268 quota over 8 kbytes drop");
+  const CommandResult result =
+      lab.member.joinscope({"--diag", "-V", "-S", "dc1.lab.test"}, bounded());
+  EXPECT_THAT(result.out, HasSubstr("\nRetrieving zone data from lab.test\n\nDomain RIDs"));
+  EXPECT_THAT(result.err, HasSubstr("\n    Cannot read zone data: "));
+  EXPECT_EQ(result.status, 0);
 }
 
 TEST_F(FaultsTest, ClosedOutputEndsTheRun) {

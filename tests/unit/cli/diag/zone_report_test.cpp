@@ -3,13 +3,21 @@
 
 #include <gtest/gtest.h>
 
+#include <boost/make_shared.hpp>
 #include <sstream>
+#include <string>
 
 #include "cli/common/task_context.h"
+#include "tests/unit/tolk/ldap/slapd.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
 
 namespace joinscope {
 namespace {
+
+using tolk::test::Slapd;
 
 tolk::ADObject zone(const char* dn, const char* name, const char* marker) {
   tolk::ADObject object(dn);
@@ -62,16 +70,53 @@ TEST(ZoneReport, WithoutABindingItsMessageIsShownTwice) {
   EXPECT_FALSE(ctx.zonesLoaded);
 }
 
-TEST(ZoneReport, ZonesOfAnEarlierReportAreNotReadAgain) {
-  TaskContext ctx(nullptr, "lab.test", nullptr);
-  ctx.bindFailed = true;
-  ctx.zonesLoaded = true;
-  ctx.sfuZones->push_back(zone("CN=A,DC=lab,DC=test", "A", "$OrvaldZone2"));
-  testing::internal::CaptureStdout();
-  zoneReport(ctx, nullptr, nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "\nRetrieving zone data from lab.test\n"
-            "  Pellion Microsoft SFU zones:\n    A (2.x) - lab.test/A\n");
+/// A context whose global catalog is slapd with three zones; needs no tickets.
+class ZoneReportOfServer : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (!Slapd::available()) GTEST_SKIP() << "slapd is not installed";
+    tolk::Props().set(tolk::PN::TOLKD_PAGED_SEARCH_MAX, "1");
+  }
+  void TearDown() override { tolk::Props().set(tolk::PN::TOLKD_PAGED_SEARCH_MAX, "100"); }
+
+  void connect(const Slapd& server) {
+    ctx.gcBinding =
+        boost::make_shared<tolk::ADBinding>("lab.test", "", nullptr, false, "", "", false, false);
+    ctx.gcBinding->connectToServer(server.address());
+  }
+  std::string report() {
+    testing::internal::CaptureStdout();
+    zoneReport(ctx, nullptr, &diag);
+    return testing::internal::GetCapturedStdout();
+  }
+
+  static constexpr const char* kZones =
+      "dn: cn=a,dc=lab,dc=test\nobjectClass: container\ndisplayName: $OrvaldZone2\n\n"
+      "dn: cn=b,dc=lab,dc=test\nobjectClass: container\ndisplayName: $OrvaldZone3\n\n"
+      "dn: cn=c,cn=a,dc=lab,dc=test\nobjectClass: container\ndisplayName: $OrvaldZone4\n\n";
+  TaskContext ctx{nullptr, "lab.test", nullptr};
+  std::ostringstream diag;
+};
+
+TEST_F(ZoneReportOfServer, ASecondReportReadsNothing) {
+  Slapd server("", kZones);
+  connect(server);
+  const std::string first = report();
+  EXPECT_EQ(first,
+            "\nRetrieving zone data from lab.test\n  Pellion Standard zones:\n"
+            "    a (2.x) - lab.test/a\n    b (3.x) - lab.test/b\n    c (4.x) - lab.test/a/c\n");
+  server.kill();
+  EXPECT_EQ(report(), first);
+  EXPECT_EQ(diag.str(), "");
+}
+
+TEST_F(ZoneReportOfServer, AFailureInTheThirdPageListsNothing) {
+  const Slapd server("limits * size.prtotal=2\n", kZones);
+  connect(server);
+  EXPECT_EQ(report(), "\nRetrieving zone data from lab.test\n");
+  EXPECT_EQ(diag.str().rfind("    Cannot read zone data: Size limit exceeded", 0), 0u);
+  EXPECT_FALSE(ctx.zonesLoaded);
+  EXPECT_TRUE(ctx.standardZones->empty());
 }
 
 }  // namespace
