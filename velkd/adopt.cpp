@@ -125,7 +125,7 @@ std::string qualifiedName(const tolk::ADObject& computer, const std::string& dom
 }
 
 std::string schemaOf(const Options& options, const tolk::ADObject& zone) {
-  const std::string layout = options.schema.empty() ? tolk::zoneLayout(zone) : options.schema;
+  std::string layout = options.schema.empty() ? tolk::zoneLayout(zone) : options.schema;
   if (!tolk::isZoneLayout(layout)) {
     refuse("The layout '" + tolk::printable(layout) + "' of the zone " + zone.dn() +
            " is not known. Name one with --schema.");
