@@ -95,7 +95,7 @@ std::string_view zoneVersionText(std::string_view marker) noexcept {
       {tolk::ZONE_VERSION9, "5.x"},
   }};
   for (const auto& [version, text] : kVersions) {
-    if (marker == version) return text;
+    if (tolk::equalsIgnoringCase(marker, version)) return text;
   }
   return "Unknown";
 }

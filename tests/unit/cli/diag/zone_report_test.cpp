@@ -34,7 +34,7 @@ TEST(ZoneReport, EveryVersionAndEveryKindOfName) {
       zone("CN=C\\\"c\\\",DC=lab,DC=test", "C\"c\"", "$OrvaldZone4"),
       zone("CN=D/d,DC=lab,DC=test", "D/d", "$OrvaldZone5"),
       zone("CN=Ä,DC=lab,DC=test", "Ä", "$OrvaldZone6"),
-      zone("CN=F\\1B[1m,DC=lab,DC=test", "F\x1b[1m", "$OrvaldZone7"),
+      zone("CN=F\\1B[1m,DC=lab,DC=test", "F\x1b[1m", "$orvaldzone7"),
       zone("no name", "", "$OrvaldZone9"),
       zone("CN=H,DC=lab,DC=test", "H", "$OrvaldZone8"),
       zone("CN=I,DC=lab,DC=test", "I", "$OrvaldZone22"),
