@@ -20,6 +20,7 @@
 #include "cli/status/join_status.h"
 #include "cli/status/single_values.h"
 #include "cli/status/sysinfo.h"
+#include "cli/support/collect_support.h"
 #include "tolk/base/exceptions.h"
 
 namespace joinscope {
@@ -33,6 +34,11 @@ struct TaskEntry {
 
 int runDiag(const Run& run) {
   return diagReport(run.context, run.options.serverName, run.diag);
+}
+
+int runSupport(const Run& run) {
+  return collectSupport(run.context, run.options.outputPath, run.options.additionalPaths,
+                        run.options.serverName, run.diag);
 }
 
 int runTest(const Run& run) {
@@ -84,8 +90,8 @@ constexpr std::array kTasks{
     TaskEntry{Task::name, Gate::none, onContext<printName>},
     TaskEntry{Task::mode, Gate::none, onContext<printMode>},
     TaskEntry{Task::config, Gate::none, [](const Run&) { return printConfig(); }},
-    TaskEntry{Task::support, Gate::joinedOrDomain},
-    TaskEntry{Task::debugcache, Gate::joinedAndUser},
+    TaskEntry{Task::support, Gate::joinedOrDomain, runSupport},
+    TaskEntry{Task::debugcache, Gate::joinedAndUser, onContext<collectDebugCache>},
     TaskEntry{Task::computer, Gate::joinedAndUser, runComputer},
     TaskEntry{Task::auth, Gate::none, runAuth},
     TaskEntry{Task::ntlmauth, Gate::none, runNtlmAuth},

@@ -13,6 +13,7 @@
 #include "cli/diag/ip_section.h"
 #include "cli/status/domain_rids.h"
 #include "cli/status/join_status.h"
+#include "cli/status/security_modules.h"
 #include "cli/status/sysinfo.h"
 
 namespace joinscope {
@@ -30,7 +31,12 @@ constexpr std::uint32_t kSystemModules = ~std::uint32_t{64};
 
 using Section = void (*)(const ReportRun&);
 
-constexpr std::array<Section, 9> kSections{
+void security(const ReportRun& /*run*/) {
+  showSelinuxStatus();
+  showAppArmorStatus();
+}
+
+constexpr std::array<Section, 10> kSections{
     [](const ReportRun&) { printVersion(); },
     [](const ReportRun& run) { hostDiagnostics(run.diag); },
     [](const ReportRun& run) { ipDiagnostics(run.diag); },
@@ -40,6 +46,7 @@ constexpr std::array<Section, 9> kSections{
     [](const ReportRun& run) { sysinfo(run.ctx, kSystemModules, run.diag); },
     [](const ReportRun& run) { showDuplicateSpns(run.ctx, run.server, run.diag); },
     [](const ReportRun& run) { printStatusHeader(run.ctx); },
+    security,
 };
 
 }  // namespace

@@ -10,6 +10,13 @@ velkdProgram() {
   return 1
 }
 
+# scriptsInstall NODE: the agent's scripts, where the package puts them.
+scriptsInstall() {
+  inNode "$1" mkdir -p /usr/share/orvald/bin /usr/share/orvald/kerberos/bin
+  inNode "$1" cp -p "$ROOT"/share/. -r /usr/share/orvald/bin
+  inNode "$1" ln -sf /usr/bin/klist /usr/share/orvald/kerberos/bin/klist
+}
+
 # agentUp: adopts the join of host1 and starts the daemon there, as far as that is not done yet.
 agentUp() {
   local program log=$state/nodes/host1/adopt.log

@@ -92,6 +92,10 @@ inline constexpr Property VELKD_IDENTIFIERS_INTERVAL{
     "VELKD_IDENTIFIERS_INTERVAL", "velkd.identifiers.interval", "3600", "seconds",
     "Time after which velkd reads the domain identifier ranges of the forest anew."};
 
+inline constexpr Property SUPPORT_COMMAND_TIMEOUT{
+    "SUPPORT_COMMAND_TIMEOUT", "support.command.timeout", "120", "seconds",
+    "Limit of one command or script that a report runs."};
+
 // The cloud client
 inline constexpr Property CLOUD_PROXY_SERVER{"CLOUD_PROXY_SERVER", "cloud.proxy.server", "", "text",
                                              "Web proxy to the cloud platform, HOST or HOST:PORT "
@@ -197,6 +201,7 @@ inline constexpr std::array kProperties{
     &PN::VELKD_DIRECTORY_TIMEOUT,
     &PN::VELKD_RECONNECT_MAXTIME,
     &PN::VELKD_IDENTIFIERS_INTERVAL,
+    &PN::SUPPORT_COMMAND_TIMEOUT,
     &PN::CLOUD_PROXY_SERVER,
     &PN::CLOUD_PROXY_AUTH_REQUIRED,
     &PN::CLOUD_PROXY_AUTH_TYPE,

@@ -1,0 +1,73 @@
+#include "cli/support/report_file.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <iostream>
+
+namespace joinscope {
+namespace {
+
+tolk::UniqueFd duplicate(int descriptor) {
+  return tolk::UniqueFd(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+}  // namespace
+
+ReportFile::ReportFile(std::string path) : path_(std::move(path)) {
+  std::cout.flush();
+  redirected_ = redirect();
+}
+
+bool ReportFile::redirect() {
+  constexpr mode_t kOwnerMayRead = 0400;
+  output_ = duplicate(STDOUT_FILENO);
+  if (!output_) return std::perror("Unable to dup(1)"), false;
+  error_ = duplicate(STDERR_FILENO);
+  if (!error_) return std::perror("Unable to dup(2)"), false;
+  ::unlink(path_.c_str());
+  const tolk::UniqueFd file(::open(path_.c_str(),
+                                   O_WRONLY | O_CREAT | O_EXCL | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
+                                   kOwnerMayRead));
+  if (!file) return std::perror(("Unable to open " + path_).c_str()), false;
+  if (::dup2(file.get(), STDOUT_FILENO) == -1) return std::perror("Unable to dup2(1)"), false;
+  if (::dup2(file.get(), STDERR_FILENO) == -1) {
+    ::dup2(output_.get(), STDOUT_FILENO);
+    return std::perror("Unable to dup2(2)"), false;
+  }
+  return true;
+}
+
+ReportFile::~ReportFile() {
+  if (redirected_) restore();
+}
+
+bool ReportFile::restore() {
+  std::cout.flush();
+  const bool complete = std::cout.good() && ::fsync(STDOUT_FILENO) == 0;
+  const int reason = errno;
+  redirected_ = false;
+  const bool error = putBack(error_, STDERR_FILENO, "Problem while restoring stderr");
+  const bool output = putBack(output_, STDOUT_FILENO, "Problem while restoring stdout");
+  std::cout.clear();
+  std::cerr.clear();
+  if (!complete) {
+    errno = reason;
+    std::perror(("WARNING: " + path_ + " is not complete").c_str());
+  }
+  return error && output;
+}
+
+bool ReportFile::putBack(const tolk::UniqueFd& saved, int descriptor, const char* complaint) {
+  if (::dup2(saved.get(), descriptor) != -1) return true;
+  std::perror(complaint);
+  return false;
+}
+
+int ReportFile::watcher() const noexcept {
+  return ::isatty(error_.get()) == 1 ? error_.get() : -1;
+}
+
+}  // namespace joinscope

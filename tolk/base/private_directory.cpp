@@ -1,0 +1,48 @@
+#include "tolk/base/private_directory.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+#include "tolk/base/handle.h"
+
+namespace tolk {
+namespace {
+
+constexpr mode_t kOwnerOnly = 0700;
+constexpr mode_t kOthers = 077;
+
+int fail(int error) noexcept {
+  errno = error;
+  return error;
+}
+
+}  // namespace
+
+int makePrivateDirectory(const char* path) noexcept {
+  if (::mkdir(path, kOwnerOnly) != 0 && errno != EEXIST) return fail(errno);
+  const UniqueFd directory(::open(path, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!directory) return fail(errno);
+  struct stat status {};
+  if (::fstat(directory.get(), &status) != 0) return fail(errno);
+  if (status.st_uid != ::geteuid() || (status.st_mode & kOthers) != 0) return fail(EPERM);
+  return 0;
+}
+
+int GetPellionTempDirForCurrentUser(char* buffer, std::size_t size) noexcept {
+  constexpr mode_t kEverybodyMayEnter = 0755;
+  const uid_t user = ::geteuid();
+  const int length = user == 0 ? std::snprintf(buffer, size, "/var/orvald/tmp")
+                               : std::snprintf(buffer, size, "/tmp/orvald-%u", user);
+  if (length < 0 || static_cast<std::size_t>(length) >= size) return fail(ERANGE);
+  // The agent's own directory is there unless nothing was ever joined.
+  if (user == 0 && ::mkdir("/var/orvald", kEverybodyMayEnter) != 0 && errno != EEXIST) {
+    return fail(errno);
+  }
+  return makePrivateDirectory(buffer);
+}
+
+}  // namespace tolk
