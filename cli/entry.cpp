@@ -42,6 +42,15 @@ void disableCache() {
   tolk::NoCacheMode::reset();
 }
 
+// Only where the system keeps its log in the journal do these options say anything.
+void takeLogWindow(TaskContext& context, const Options& options) {
+  context.useJournal = options.journalSupported;
+  if (!context.useJournal) return;
+  context.logBegin = options.logBegin;
+  context.logEnd = options.logEnd;
+  context.lastHours = options.lastHours;
+}
+
 Options& processOptions() {
   static Options options{.journalSupported = OSSupportSystemdJournal()};
   return options;
@@ -62,6 +71,7 @@ int main2(int argc, char** argv) {
 
   std::ostream* diag = options.verbose ? &std::cerr : nullptr;
   TaskContext context(options.credentials, options.domain, diag);
+  takeLogWindow(context, options);
   checkKeySets(context);
   disableCache();
   return runTask({.context = context, .options = options, .diag = diag});

@@ -14,6 +14,14 @@ tolk::UniqueFd duplicate(int descriptor) {
   return tolk::UniqueFd(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
+// What the file would not take must not come out on the terminal.
+void discardOutput() {
+  const tolk::UniqueFd nowhere(::open("/dev/null", O_WRONLY | O_CLOEXEC));
+  ::dup2(nowhere.get(), STDOUT_FILENO);
+  std::cout.clear();
+  std::cout.flush();
+}
+
 }  // namespace
 
 ReportFile::ReportFile(std::string path) : path_(std::move(path)) {
@@ -49,9 +57,9 @@ bool ReportFile::restore() {
   const bool complete = std::cout.good() && ::fsync(STDOUT_FILENO) == 0;
   const int reason = errno;
   redirected_ = false;
+  if (!complete) discardOutput();
   const bool error = putBack(error_, STDERR_FILENO, "Problem while restoring stderr");
   const bool output = putBack(output_, STDOUT_FILENO, "Problem while restoring stdout");
-  std::cout.clear();
   std::cerr.clear();
   if (!complete) {
     errno = reason;

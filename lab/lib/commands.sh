@@ -36,6 +36,8 @@ cmd-up() {
   nodeUp host1 "$hostAddress"
   fillNodes "$(snapshotPath)"
   nodeUp guest1 "$guestAddress"
+  scriptsInstall host1
+  scriptsInstall guest1
   dcStarted dc1
   agentUp
   : >"$state/complete"

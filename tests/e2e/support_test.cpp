@@ -12,6 +12,13 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
+// Shell that puts a program in the place of another, for the mount namespace of one run.
+std::string instead(const std::string& path, const std::string& body) {
+  return "mount -t tmpfs tmpfs /mnt; printf '#!/bin/sh\\n" + body +
+         "\\n' > /mnt/program; chmod 755 /mnt/program; [ -e " + path + " ] || touch " + path +
+         "; mount --bind /mnt/program " + path;
+}
+
 const std::string kReport = "/var/orvald/tmp/joinscope_support.txt";
 
 class SupportTest : public testing::Test {
@@ -40,7 +47,7 @@ TEST_F(SupportTest, ReportAndBundleInPrivateFiles) {
           "\\n' > /etc/orvald/cert; "
           "mkdir -p /tmp/more; cp /etc/krb5.keytab /tmp/more/renamed; echo hello > "
           "'/tmp/more/a;id'; "
-          "ln -sf /etc/hostname " +
+          "mkdir -p -m 700 /var/orvald/tmp; ln -sf /etc/hostname " +
           kReport,
       "rm -rf /etc/orvald/extra.conf /etc/orvald/x.cred /etc/orvald/cert /tmp/more");
   const CommandResult run = lab.member.joinscope({"--support", "-P", "/tmp/more  $(touch/tmp/x)"});
@@ -80,10 +87,7 @@ TEST_F(SupportTest, EverySectionInItsPlace) {
 }
 
 TEST_F(SupportTest, JournalWindow) {
-  const std::string recorder =
-      "mkdir -p /tmp/j; printf '#!/bin/sh\\nfor a; do echo \"[$a]\"; done\\n' > /tmp/j/journalctl; "
-      "chmod 755 /tmp/j/journalctl; touch /usr/bin/journalctl; "
-      "mount --bind /tmp/j/journalctl /usr/bin/journalctl; ";
+  const std::string recorder = instead("/usr/bin/journalctl", "for a; do echo \"[$a]\"; done");
   struct Case {
     std::vector<std::string> options;
     std::string expected;
@@ -107,17 +111,19 @@ TEST_F(SupportTest, JournalWindow) {
 
 TEST_F(SupportTest, HangingLoudAndFailingSections) {
   const std::string script = "/usr/share/orvald/bin/nscdrestart.sh";
-  const std::string quick = "echo 'support.command.timeout: 1' >> /etc/orvald/orvald.conf; ";
-  const CommandResult hangs =
-      after(quick + "printf '#!/bin/sh\\necho begun\\nsleep 60\\n' > " + script);
+  const std::string quick =
+      "; cp /etc/orvald/orvald.conf /mnt; echo 'support.command.timeout: 1' >> /mnt/orvald.conf; "
+      "mount --bind /mnt/orvald.conf /etc/orvald/orvald.conf";
+  const CommandResult hangs = after(instead(script, "echo begun; sleep 60") + quick);
   EXPECT_THAT(hangs.out,
               HasSubstr("nscd status:\nbegun\nended after 1 s (support.command.timeout)\n"));
   EXPECT_THAT(hangs.out, HasSubstr("\nOrvald package verify results:\n"));
-  const CommandResult loud =
-      after("printf '#!/bin/sh\\nhead -c 100000000 /dev/zero\\n' > " + script);
+  const CommandResult loud = after(instead(script, "head -c 100000000 /dev/zero"));
   EXPECT_THAT(loud.out, HasSubstr(" bytes left out\n"));
   EXPECT_LT(loud.out.size(), 20U << 20);
-  EXPECT_EQ(after("rm " + script).status, 0);
+  const CommandResult missing = after("mount -t tmpfs tmpfs /usr/share/orvald/bin");
+  EXPECT_EQ(missing.status, 0);
+  EXPECT_THAT(missing.err, HasSubstr("Cannot run /usr/share/orvald/bin/joinscope_pkgverify.sh: "));
 }
 
 TEST_F(SupportTest, NoFileNoReport) {
@@ -126,14 +132,16 @@ TEST_F(SupportTest, NoFileNoReport) {
   };
   EXPECT_EQ(refused("true", "/nowhere/report"),
             (CommandResult{6, "", "Unable to open /nowhere/report: No such file or directory\n"}));
-  EXPECT_EQ(refused("mkdir /tmp/full", "/tmp/full"),
+  EXPECT_EQ(refused("mkdir -p /tmp/full", "/tmp/full"),
             (CommandResult{6, "", "Unable to open /tmp/full: File exists\n"}));
   const CommandResult full =
-      refused("mkdir /tmp/small; mount -t tmpfs -o size=8k tmpfs /tmp/small", "/tmp/small/report");
+      refused("mkdir -p /tmp/small; mount -t tmpfs -o size=8k tmpfs /tmp/small", "/tmp/small/report");
   EXPECT_THAT(full.err, HasSubstr("WARNING: /tmp/small/report is not complete: "));
   EXPECT_THAT(full.out, StartsWith("\nCollecting stack trace information via stacktrace.pl:\n"));
   const CommandResult planted = lab.member.joinscopeAfter(
-      "rm -rf /var/orvald/tmp; ln -s /tmp /var/orvald/tmp", {"--support"});
+      "cp -a /var/orvald /tmp/planted; rm -rf /tmp/planted/tmp; ln -s /tmp /tmp/planted/tmp; "
+      "mount --bind /tmp/planted /var/orvald",
+      {"--support"});
   EXPECT_EQ(planted.status, 3);
   EXPECT_THAT(planted.err, HasSubstr("Failed to create directory:'/var/orvald/tmp'\n: "));
 }
