@@ -1,0 +1,84 @@
+// Join counts of the lab's forest against independent searches, and domains that cannot be counted.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "tests/support/lab.h"
+
+namespace joinscope::test {
+namespace {
+
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+class JoinsTest : public testing::Test {
+ protected:
+  // Matching objects, as ldapsearch counts them.
+  std::string count(const std::string& filter) {
+    const std::string number = lab.member.must(
+        "kinit -k 'HOST1$' -c /tmp/joins_cc && KRB5CCNAME=/tmp/joins_cc ldapsearch -LLL -Q -Y "
+        "GSSAPI "
+        "-H ldap://dc1.lab.test -E pr=1000/noprompt -b DC=lab,DC=test '" +
+        filter + "' 1.1 | grep -c '^dn:' || true");
+    return number.substr(0, number.find('\n'));
+  }
+
+  Lab lab;
+};
+
+TEST_F(JoinsTest, TotalsAreThoseOfIndependentSearches) {
+  const CommandResult run = lab.member.joinscope({"--joinedcount"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(run.err, "");
+  const std::string kind = "(&(objectCategory=computer)(operatingSystemServicePack=Orvald ";
+  const std::pair<const char*, std::string> rows[] = {
+      {"  Total Zones:    ",
+       "(&(objectClass=container)(displayName=$OrvaldZone*)"
+       "(!(description=OrvaldLayout:orv_v9*)))"},
+      {"  Total Joins:    ", "(&(keywords=OrvaldZoneComputer)(managedBy=*))"},
+      {"  Total Orphans:  ", "(&(keywords=OrvaldZoneComputer)(!(managedBy=*)))"},
+      {"  Total Auto Zone Joins:   ", kind + "* auto))"},
+      {"  Total Sprig Joins:       ", kind + "* sprig))"},
+      {"  Total OEM Joins:         ", kind + "* oem))"},
+      {"  Total Unknown Joins:     ", kind + "6* cloud))"},
+      {"  Total Zone Joins:        ", kind + "* zone))"},
+  };
+  for (const auto& [label, filter] : rows) {
+    EXPECT_THAT(run.out, HasSubstr(label + count(filter) + "\n"));
+  }
+  EXPECT_THAT(run.out, AllOf(HasSubstr("\nGlobal\n  Joins:    2\n  Disabled: 1\n  Orphans:  1\n"),
+                             HasSubstr("  Total Disabled: 2\n"),
+                             HasSubstr("\nLAB.TEST\n  Zone Joins:        6\n"),
+                             HasSubstr("\nTotal Joins (All Orvald Versions) = 12\n\n"),
+                             Not(HasSubstr("Unreachable"))));
+}
+
+TEST_F(JoinsTest, WithoutBindingOrDomainsNothingIsCounted) {
+  const std::string introduction =
+      "\nCounting joins.\nThis may take several minutes depending on domain topology...\n";
+  const std::string failure = introduction + "\nUnable to retrieve an authenticated binding\n";
+  EXPECT_EQ(lab.guest.joinscope({"--joinedcount"}), (CommandResult{3, failure, ""}));
+  const HostChange stopped(lab.member, "kill -STOP $(pidof velkd)", "kill -CONT $(pidof velkd)");
+  const CommandResult run = lab.member.joinscope({"--joinedcount"});
+  EXPECT_EQ(run.status, 3);
+  EXPECT_EQ(run.out, failure);
+}
+
+TEST_F(JoinsTest, ControllerThatFallsSilentIsAProblem) {
+  // What binding and the first pages take passes; then the controller's answers stop.
+  const HostChange silent(lab.dc,
+                          "nft add table inet joins; nft 'add chain inet joins out { type filter "
+                          "hook output priority 0; }'; nft add rule inet joins out tcp sport 389 "
+                          "ip daddr 10.99.0.21 quota over 12 kbytes drop",
+                          "nft delete table inet joins");
+  const CommandResult run = lab.member.joinscope({"--joinedcount"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, AllOf(HasSubstr("  Total Zones:    0\n"),
+                             HasSubstr("\nUnreachable Domains\n-------------------\n\n"
+                                       "  Domain: LAB.TEST\n  Reason: ")));
+}
+
+}  // namespace
+}  // namespace joinscope::test
