@@ -8,11 +8,11 @@
 #include <utility>
 
 #include "tolk/base/exceptions.h"
+#include "tolk/base/json.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
 #include "tolk/rpc/daemon_protocol.h"
-#include "tolk/base/json.h"
 #include "tolk/rpc/varlink_wire.h"
 #include "velkd/interface_text.h"
 #include "velkd/rpc_error.h"

@@ -71,7 +71,7 @@ TEST_F(JoinsTest, ControllerThatFallsSilentIsAProblem) {
   const HostChange silent(lab.dc,
                           "nft add table inet joins; nft 'add chain inet joins out { type filter "
                           "hook output priority 0; }'; nft add rule inet joins out tcp sport 389 "
-                          "ip daddr 10.99.0.21 quota over 12 kbytes drop",
+                          "ip daddr 10.99.0.21 quota over 6000 bytes drop",
                           "nft delete table inet joins");
   const CommandResult run = lab.member.joinscope({"--joinedcount"});
   EXPECT_EQ(run.status, 0);

@@ -134,8 +134,8 @@ TEST_F(SupportTest, NoFileNoReport) {
             (CommandResult{6, "", "Unable to open /nowhere/report: No such file or directory\n"}));
   EXPECT_EQ(refused("mkdir -p /tmp/full", "/tmp/full"),
             (CommandResult{6, "", "Unable to open /tmp/full: File exists\n"}));
-  const CommandResult full =
-      refused("mkdir -p /tmp/small; mount -t tmpfs -o size=8k tmpfs /tmp/small", "/tmp/small/report");
+  const CommandResult full = refused(
+      "mkdir -p /tmp/small; mount -t tmpfs -o size=8k tmpfs /tmp/small", "/tmp/small/report");
   EXPECT_THAT(full.err, HasSubstr("WARNING: /tmp/small/report is not complete: "));
   EXPECT_THAT(full.out, StartsWith("\nCollecting stack trace information via stacktrace.pl:\n"));
   const CommandResult planted = lab.member.joinscopeAfter(

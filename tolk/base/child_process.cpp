@@ -47,6 +47,7 @@ using Clock = std::chrono::steady_clock;
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, int output) {
   std::vector<char*> words;
+  words.reserve(arguments.size() + 1);
   for (const std::string& argument : arguments) {
     words.push_back(
         const_cast<char*>(argument.c_str()));  // NOLINT(*-const-cast): as execv wants it

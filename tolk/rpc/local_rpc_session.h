@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "tolk/ldap/ad_object.h"
 #include "tolk/base/json.h"
+#include "tolk/ldap/ad_object.h"
 #include "tolk/rpc/varlink_wire.h"
 
 namespace tolk {

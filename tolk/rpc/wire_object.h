@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "tolk/ldap/ad_object.h"
 #include "tolk/base/json.h"
+#include "tolk/ldap/ad_object.h"
 
 namespace tolk {
 

@@ -41,7 +41,7 @@ class Slapd {
 
   /// Starts the server and waits until it accepts. `settings` (slapd.conf(5)) and `ldif` add to its
   /// database.
-  explicit Slapd(const std::string& settings = {}, const std::string& ldif = {});
+  explicit Slapd(const std::string& settings = {}, const std::string& more = {});
 
   /// Whether the server program is installed.
   static bool available();
