@@ -75,6 +75,8 @@ void DomainRanges::readPool(MachineBinding& machine, const Domain& domain) {
   } catch (const tolk::Base_Exception& e) {
     if (own) throw;
     ++missing_;
+    // The domain is there all the same: join counts go through these names.
+    ranges_[tolk::toUpper(domain.name)] = "<unavailable>";
     tolk::Logger::GetThreadPrivateLogger("velkd.identifiers")
         .log(tolk::LogLevel::warning, "No identifier range of " + domain.name + ": " + e.what());
   }

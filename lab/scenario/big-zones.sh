@@ -1,13 +1,13 @@
 # big-zones COMPUTERS ENTRIES: that many joined computers in OU=BigFleet, and entries for that many of them in ten zones; stays until `lab down`
 #
-# A second call adds nothing that is there already, so sizes can only grow. Loading takes about a minute for 10,000
-# computers.
+# A second call adds nothing that is there already, so sizes can only grow. A thousand computers take some two seconds.
 
 scenario() {
   local computers=${1:?big-zones needs the number of computers} entries=${2:?big-zones needs the number of entries}
   local base=OU=BigFleet,DC=lab,DC=test
-  [[ $computers =~ ^[1-9][0-9]{0,5}$ && $entries =~ ^[0-9]{1,6}$ ]] && ((entries <= computers)) ||
+  if [[ ! $computers =~ ^[1-9][0-9]{0,5}$ || ! $entries =~ ^[0-9]{1,6}$ ]] || ((entries > computers)); then
     die "big-zones takes 1 to 999999 computers and no more entries than computers"
+  fi
   awk -v computers="$computers" -v entries="$entries" -v base="$base" 'BEGIN {
     printf "dn: %s\nobjectClass: organizationalUnit\n\n", base
     for (zone = 0; zone < 10; zone++) {

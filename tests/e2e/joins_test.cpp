@@ -66,6 +66,21 @@ TEST_F(JoinsTest, WithoutBindingOrDomainsNothingIsCounted) {
   EXPECT_EQ(run.out, failure);
 }
 
+TEST_F(JoinsTest, DeadDomainsAreListedAndTheOthersCounted) {
+  Lab::command({"scenario", "dead-domains", "3"});
+  lab.member.must("kinit -k 'HOST1$' -c /tmp/joins_cc");
+  const CommandResult run = lab.member.run(
+      {JOINSCOPE_JOIN_STATS_CALLER, "FILE:/tmp/joins_cc", "lab.test", "gone1.lab.test", "lab.test",
+       "gone2.lab.test", "nowhere.test", "lab.test", "gone3.lab.test"});
+  Lab::command({"node-down", "gone"});
+  EXPECT_THAT(run.out,
+              testing::MatchesRegex("lab.test 6\nlab.test 6\nlab.test 6\n"
+                                    "gone1.lab.test: finding a domain controller: [^\n]*\n"
+                                    "gone2.lab.test: finding a domain controller: [^\n]*\n"
+                                    "nowhere.test: finding a domain controller: [^\n]*\n"
+                                    "gone3.lab.test: finding a domain controller: [^\n]*\n"));
+}
+
 TEST_F(JoinsTest, ControllerThatFallsSilentIsAProblem) {
   // What binding and the first pages take passes; then the controller's answers stop.
   const HostChange silent(lab.dc,

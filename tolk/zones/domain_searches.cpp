@@ -6,7 +6,9 @@
 
 #include "tolk/base/exceptions.h"
 #include "tolk/krb5/gss_config_overlay.h"
+#include "tolk/krb5/kdc_locator.h"
 #include "tolk/krb5/kerberos_context.h"
+#include "tolk/krb5/krb5_error.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/net/network_state.h"
 
@@ -65,6 +67,8 @@ DomainCount Work::count(const std::string& domain, std::string& step) {
                                                           false, std::string(), false);
   step = "binding to " + server;
   KerberosContext kerberos;
+  throwIfKrb5(kerberos.get(), krb5_set_server_locator(kerberos.get(), krb5_dc_locator_callback),
+              "setting the server locator");
   ADBinding binding(domain, cacheName_, &kerberos, false, server, std::string(), false, false);
   binding.connect("", "", 0);
   DomainCounter counter(binding, [this](std::size_t objects) { seen_ += objects; });

@@ -39,7 +39,7 @@ class Slapd {
   static constexpr int kPeople = 60;
   static constexpr std::size_t kHugeBytes = 3u << 20;
 
-  /// Starts the server and waits until it accepts. `settings` (slapd.conf(5)) and `ldif` add to its
+  /// Starts the server and waits until it accepts. `settings` (slapd.conf(5)) and `more` add to its
   /// database.
   explicit Slapd(const std::string& settings = {}, const std::string& more = {});
 
