@@ -1,2 +1,10 @@
-# ./dev package: will make the Debian package.
-run() { die "package: there is no Debian package yet; './dev build release' makes build/release/bin/joinscope"; }
+# ./dev package: makes the Debian package from the release build, in build/release.
+. "$ROOT/tools/dev/build.sh"
+
+run() {
+  (($# == 0)) || die "package takes no argument"
+  verb setup --quiet
+  buildPreset release joinscope velkd
+  rm -f "$ROOT"/build/release/joinscope_*.deb
+  timed "package" bash -c "cd '$ROOT/build/release' && cpack"
+}
