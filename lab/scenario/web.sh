@@ -10,7 +10,11 @@ webRecords() {
   done | dcDatabase dns.py
 }
 
-webAccounts() { inNode dc1 /usr/bin/python3 "$ROOT/lab/scenario/web/accounts.py" "$@" >/dev/null; }
+webAccounts() {
+  local log=$state/nodes/dc1/web.log
+  inNode dc1 /usr/bin/python3 "$ROOT/lab/scenario/web/accounts.py" "$@" &>"$log" ||
+    { tail -n 5 "$log" >&2; die "cannot change the accounts of the web scenario"; }
+}
 
 # webOff: the directory first, so that a broken run can be taken back.
 webOff() {
@@ -39,7 +43,11 @@ webStart() {
 }
 
 webOn() {
-  local node
+  local node tool
+  for tool in squid:/usr/sbin/squid apache2:/usr/sbin/apache2 openssl:/usr/bin/openssl faketime:/usr/bin/faketime \
+    libapache2-mod-auth-gssapi:/usr/lib/apache2/modules/mod_auth_gssapi.so; do
+    [[ -e ${tool#*:} ]] || die "the package ${tool%%:*} is missing: run ./dev setup"
+  done
   webOff
   mkdir -m 700 "$state/web"
   nodeUp proxy1 10.99.0.60
