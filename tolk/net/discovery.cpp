@@ -84,6 +84,7 @@ class Discovery {
   void tryConnections();
   [[nodiscard]] Clock::time_point connectAt() const;
   [[nodiscard]] Clock::time_point nextWake() const;
+  [[nodiscard]] std::string triedServers() const;
   [[noreturn]] void fail() const;
 
   DiscoveryRequest request_;
@@ -256,27 +257,42 @@ Clock::time_point Discovery::nextWake() const {
   return wake;
 }
 
+// "2 tried: dc1.lab.test, dc2.lab.test"; names in alphabetical order, three at most.
+std::string Discovery::triedServers() const {
+  constexpr std::size_t kMostNames = 3;
+  std::vector<std::string> names;
+  for (const ControllerCandidate& candidate : candidates_) {
+    if (candidate.started()) names.push_back(shownName(candidate.host()));
+  }
+  std::sort(names.begin(), names.end());
+  std::string text = std::to_string(names.size()) + " tried";
+  for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
+    text += (i == 0 ? ": " : ", ") + names[i];
+  }
+  return names.size() > kMostNames ? text + " and others" : text;
+}
+
 void Discovery::fail() const {
   const auto count = [this](bool (*holds)(const ControllerCandidate&)) {
     return std::to_string(std::count_if(candidates_.begin(), candidates_.end(), holds));
   };
   using Candidate = const ControllerCandidate&;
-  const std::string tried = count([](Candidate candidate) { return candidate.started(); });
+  const std::string tried = triedServers();
   const std::string domain = shownName(request_.domain);
   if (candidates_.empty()) {
     throw TOLKException(records_.failure().empty() ? "DNS has no controller of " + domain
                                                    : records_.failure());
   }
   if (count([](Candidate candidate) { return candidate.hasAddress(); }) == "0") {
-    throw TOLKException("no controller of " + domain + " has an address (" + tried + " tried)");
+    throw TOLKException("no controller of " + domain + " has an address (" + tried + ")");
   }
   const std::string answered = count([](Candidate candidate) { return candidate.answered(); });
   if (answered != "0") {
     throw TOLKException("no controller of " + domain + " has the wanted role (" + answered +
-                        " answered, " + tried + " tried)");
+                        " answered, " + tried + ")");
   }
   throw TOLKException("no controller of " + domain + " answered within " + limitText(limit_) +
-                      " (" + tried + " tried; net.discovery.timeout)");
+                      " (" + tried + "; net.discovery.timeout)");
 }
 
 }  // namespace

@@ -228,17 +228,19 @@ TEST_F(DiscoveryRows, EveryFailureNamesItsReason) {
       {"no records", {}, "DNS has no controller of lab.test"},
       {"no addresses",
        {{.name = "lost", .resolvable = false}, {.name = "gone", .resolvable = false}},
-       "no controller of lab.test has an address (2 tried)"},
+       "no controller of lab.test has an address (2 tried: gone.lab.test, lost.lab.test)"},
       {"a role that none has",
        {{.name = "plain", .says = inSite("Near", "Near", 0x1378)},
         {.name = "closed", .udp = Udp::closed}},
-       "no controller of lab.test has the wanted role (1 answered, 2 tried)",
+       "no controller of lab.test has the wanted role (1 answered, 2 tried: closed.lab.test, "
+       "plain.lab.test)",
        ServiceType::globalCatalog},
   });
   Props().set(PN::NET_DISCOVERY_TIMEOUT, "0.3");
   check({{"silence",
           {{.name = "a", .udp = Udp::silent}, {.name = "b", .udp = Udp::silent}},
-          "no controller of lab.test answered within 0.3 s (2 tried; net.discovery.timeout)"}});
+          "no controller of lab.test answered within 0.3 s (2 tried: a.lab.test, b.lab.test; "
+          "net.discovery.timeout)"}});
 }
 
 TEST_F(DiscoveryScene, UnansweredPingsLeadToTcpBeforeTheLimit) {
