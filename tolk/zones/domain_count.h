@@ -32,7 +32,7 @@ struct DomainJoins {
 
 /// What the search of one domain gave.
 struct DomainCount {
-  std::list<ZoneJoins> zones;                  ///< in the directory's order
+  std::list<ZoneJoins> zones;                  ///< by layout, then in the directory's order
   std::map<std::string, ZoneJoins*> zoneByDn;  ///< the same, by name in lower case
   /// Entries of disabled computers of this domain, by the zone's name in lower case; the zone may
   /// be in another domain.
@@ -48,10 +48,11 @@ class DomainCounter {
   DomainCounter(ADBinding& binding, std::function<void(std::size_t)> seen);
 
   /// Reads the zones, their entries, the disabled computers and the joined ones, in this order and
-  /// in pages of 1,000 objects; of each only what is counted. Which computers are disabled comes
-  /// from the back links of managedBy: a controller knows those of the domains that it holds, so a
-  /// disabled computer with an entry in another domain's zone is noticed where the controller is a
-  /// global catalog as well. Throws LDAPException.
+  /// in pages of 1,000 objects; of each only what is counted. Which entries are disabled comes from
+  /// the back links of managedBy on the disabled computers, and goes by the place of the object
+  /// that is named. A controller knows the back links from its own domain; those from another
+  /// domain's zones it knows only where managedBy is replicated to the global catalog. Throws
+  /// LDAPException.
   [[nodiscard]] DomainCount count();
 
   /// The step at hand, for the message about a failure.

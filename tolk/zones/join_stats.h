@@ -42,7 +42,7 @@ class JoinStats {
   /// with one domain.
   void gatherStats();
 
-  /// In the order of the domains, then of the directory.
+  /// In the order of the domains, then of the layouts, then of the directory.
   [[nodiscard]] const ZoneList& getZoneStats() const noexcept { return zones_; }
   [[nodiscard]] ZoneJoins getZoneTotals() const;
   /// In the order of the domains, those with a problem left out.
