@@ -130,7 +130,7 @@ TEST_F(AccountTest, OtherObjectsWithTheHostsNames) {
   const std::string other = "  CN=FS1,OU=Servers,DC=lab,DC=test\n";
   const auto section = [](const std::string& objects) {
     return "\nObjects that contain same SPNs.The duplicate SPNs DN are:\n" + objects +
-           "\nPellion Orvald Status\n  Running in connected mode\n\n";
+           "\nPellion Orvald Status\n  Running in connected mode\n\n\n";
   };
   EXPECT_THAT(lab.member.joinscope({"--diag"}).out,
               testing::AnyOf(testing::EndsWith(section(host + other)),

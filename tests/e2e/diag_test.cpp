@@ -37,7 +37,7 @@ constexpr const char* kUnjoinedSections =
     "Computer Account Diagnostics\n  Not joined to any domain\n\n"
     "System Diagnostic\n  Not joined to any domain\n\n"
     "\n"
-    "Pellion Orvald Status\n  Not joined to any domain\n\n";
+    "Pellion Orvald Status\n  Not joined to any domain\n\n\n";
 
 class DiagTest : public testing::Test {
  protected:
@@ -70,7 +70,7 @@ TEST_F(DiagTest, JoinedHostWithTheMachineAccount) {
   EXPECT_THAT(result.out.substr(daemon),
               testing::AllOf(testing::StartsWith("System Diagnostic\n  DNS\n"),
                              testing::EndsWith("\n\n\nPellion Orvald Status\n"
-                                               "  Running in connected mode\n\n")));
+                                               "  Running in connected mode\n\n\n")));
   EXPECT_EQ(result.err, "");
   EXPECT_EQ(result.status, 0);
 }

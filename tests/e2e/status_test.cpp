@@ -72,7 +72,7 @@ TEST_F(StatusTest, WithoutTheDaemonAndWithoutANetwork) {
                                 "at /var/orvald/daemon/velkd.sock: No such file or directory\n"));
   const CommandResult diag = lab.member.joinscope({"--diag"});
   EXPECT_EQ(diag.err, "  Could not communicate with velkd\n  Failed to get sysinfo from velkd.\n");
-  EXPECT_THAT(diag.out, testing::EndsWith("\nPellion Orvald Status\n  Not running\n\n"));
+  EXPECT_THAT(diag.out, testing::EndsWith("\nPellion Orvald Status\n  Not running\n\n\n"));
   const HostChange away(lab.member, "ip route add unreachable 10.99.0.10/32",
                         "ip route del unreachable 10.99.0.10/32");
   EXPECT_EQ(lab.member.joinscope({"--all"}), (CommandResult{0, report, ""}));
