@@ -2,6 +2,7 @@
 // when that fails. docs/cloud.md draws the states.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <initializer_list>
 #include <map>
@@ -57,6 +58,12 @@ class CloudConnectorLocator final : public ConnectorAccess {
   /// Throws nothing.
   void checkSite() noexcept;
 
+  /// Whether no refresh has succeeded since the last that failed, or at all.
+  [[nodiscard]] bool needsRefresh() const noexcept { return needsRefresh_; }
+
+  /// PN::CLOUD_CONNECTOR_REFRESH_INTERVAL; its default where that is no time.
+  [[nodiscard]] static long refreshIntervalSeconds();
+
   /// The state as text.
   [[nodiscard]] std::string dump();
 
@@ -95,6 +102,7 @@ class CloudConnectorLocator final : public ConnectorAccess {
   static void UpdateConnector2ComputerObject();
 
   const std::string ksetDirectory_;
+  std::atomic<bool> needsRefresh_ = true;
   State state_;             // guarded by gAccess
   bool searching_ = false;  // guarded by gAccess: one search at a time
   TextSet reported_;        // of whoever searches

@@ -70,13 +70,20 @@ bool CloudConnectorLocator::UpdateCloudConnectors() noexcept {
   }
 }
 
+long CloudConnectorLocator::refreshIntervalSeconds() {
+  const Property& property = PN::CLOUD_CONNECTOR_REFRESH_INTERVAL;
+  const long fallback = std::stol(std::string(property.value));
+  const long seconds = Props().getTime(property, 's', fallback);
+  return seconds < 0 ? fallback : seconds;
+}
+
 bool CloudConnectorLocator::refreshWhenDue() {
   constexpr const char* kOff = "MFA is not enabled, no need to refresh cloud connector.";
   if (!m_adagent->inZone() && !readZonePlatform(ADObject()).mfaEnabled) {
     logConnector(LogLevel::debug, kOff);
     return true;
   }
-  if (Props().getTime(PN::CLOUD_CONNECTOR_REFRESH_INTERVAL, 's', 1) == 0) {
+  if (refreshIntervalSeconds() == 0) {
     logConnector(LogLevel::info,
                  "Background task of refreshing Pellion Connectors has been suspended due to the "
                  "interval being set to 0.");
@@ -84,6 +91,7 @@ bool CloudConnectorLocator::refreshWhenDue() {
   }
   const OneAtATime search(gAccess, searching_);
   if (!search.entered()) return true;
+  needsRefresh_ = true;
   const std::unique_ptr<ADSession> session = openSession();
   if (session == nullptr) return true;
   const ZonePlatform platform = readZonePlatform(session->zone());
@@ -91,6 +99,7 @@ bool CloudConnectorLocator::refreshWhenDue() {
     RefreshCloudConnectorsInfo(*session, platform);
   } else {
     logConnector(LogLevel::debug, kOff);
+    needsRefresh_ = false;
   }
   UpdateConnector2ComputerObject();
   return true;
@@ -101,6 +110,7 @@ void CloudConnectorLocator::RefreshCloudConnectorsInfo(ADSession& session,
   try {
     searchAndPublish(session, platform);
     updateKsetFile();
+    needsRefresh_ = false;
     logConnector(LogLevel::info, "Refresh cloud connectors info done");
   } catch (const std::exception& e) {
     logConnector(LogLevel::error, "Fail to refresh Pellion Connector information: %s", {e.what()});

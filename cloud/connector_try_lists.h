@@ -25,7 +25,8 @@ enum class ConnectorList : std::size_t {
 
 class ConnectorTryLists {
  public:
-  static constexpr std::size_t kTryListCount = 4;  ///< the first of the lists, in the order of choice
+  static constexpr std::size_t kTryListCount =
+      4;  ///< the first of the lists, in the order of choice
 
   using Keys = std::vector<std::string>;
 
