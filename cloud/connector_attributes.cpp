@@ -145,7 +145,9 @@ CloudConnector readConnector(const ADObject& connector) {
           .name = hostObjectName(connector.dn()),
           .fqdn = text(AD_DNS_HOST_NAME),
           .address = text(TOLK_CLOUD_WEB_PROXY),
-          .port = port.empty() ? text(TOLK_CLOUD_CONNECTOR_PORT) : port,
+          .port = port.empty()
+                      ? connector.getString(TOLK_CLOUD_CONNECTOR_PORT, kDefaultConnectorPort)
+                      : port,
           .site = text(TOLK_CLOUD_CONNECTOR_SITE),
           .url = text(TOLK_CLOUD_URL),
           .tenantId = text(TOLK_CLOUD_TENANT_ID),
