@@ -175,9 +175,8 @@ void CloudConnectorLocator::sortForSite() {
   fresh.lists.rebuildTryList(fresh.connectors, fresh.place.site, fresh.place.nextClosestSite);
   fresh.splitBySubnet();
   // What has failed meanwhile stays dropped.
-  for (const std::string& key : copyState().lists.list(ConnectorList::discarded)) {
-    fresh.lists.discard(key);
-  }
+  const State now = copyState();
+  for (const std::string& key : now.lists.list(ConnectorList::discarded)) fresh.lists.discard(key);
   publish(fresh);
   updateKsetFile();
 }
