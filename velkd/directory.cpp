@@ -141,7 +141,6 @@ void Directory::connect() {
     status.lastFailure.clear();
   });
   nextCheck_ = {};
-  if (onConnect_) onConnect_();
 }
 
 MachineBinding& Directory::machine() {

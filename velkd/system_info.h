@@ -39,7 +39,6 @@ struct SystemFacts {
   tolk::Properties::Map config;
   tolk::DiscoveryMemory discovery;
   Counters::Picture counters;
-  std::string cloud;  ///< cloudText()
 };
 
 /// Gathers the facts from this host and the two thread-safe sources; no network.
