@@ -39,5 +39,5 @@ for path; do
   add "$path"
 done
 for path in /var/log/orvald.log /etc/orvald; do [ ! -e "$path" ] || add "$path"; done
-rm -f "$report.tar.gz"
-tar -C "$work/files" -czf "$report.tar.gz" . && echo "Support bundle: $report.tar.gz"
+# Made in the private directory and moved: nothing that somebody planted beside the report is written through.
+tar -C "$work/files" -czf "$work/bundle" . && mv -fT "$work/bundle" "$report.tar.gz" && echo "Support bundle: $report.tar.gz"

@@ -36,6 +36,7 @@ method GetCurrentDC() -> (host: string)
 method GetSystemInfo(modules: int) -> (text: string)
 
 # The identifier ranges of the forest's domains, which the daemon gathers in the background. For root.
+# That of a domain which cannot be reached is "<unavailable>".
 method GetDomainIdentifiers() -> (ranges: []Range)
 
 # The cloud platform that this host uses. code: 0 none is configured, 1 connected, 2 connected through a web proxy,

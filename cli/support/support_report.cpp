@@ -68,13 +68,15 @@ bool isSolaris11() {
 
 }  // namespace
 
-/// A line end and the heading.
+void SupportReport::announce(std::string_view section) {
+  if (watcher_ == -1) return;
+  const std::string line = std::string(tolk::trim(section)) + '\n';
+  // A watcher who is gone is no reason to stop.
+  if (::write(watcher_, line.data(), line.size()) < 0) watcher_ = -1;
+}
+
 void SupportReport::begin(const std::string& heading) {
-  if (watcher_ != -1) {
-    const std::string line = std::string(tolk::trim(heading)) + '\n';
-    // A watcher who is gone is no reason to stop.
-    if (::write(watcher_, line.data(), line.size()) < 0) watcher_ = -1;
-  }
+  announce(heading);
   std::cout << '\n' << heading << std::flush;
 }
 
@@ -153,6 +155,7 @@ void SupportReport::pamFiles() {
 }
 
 void SupportReport::nameServiceCache() {
+  announce("nscd status:");
   runPiped("nscd status:\n", std::string(kScripts) + "nscdrestart.sh status", "");
   if (isSolaris11()) {
     runPiped("nscd configurations:\n", "/usr/bin/svcs -lv name-service/cache", "");
@@ -174,6 +177,7 @@ void SupportReport::libraries() {
 }
 
 void SupportReport::environment() {
+  announce("Environment variables and velkd reference information:");
   std::cout << '\n';
   showEnvironment(privateTempDirectory() + "/.joinscope.tmp");
 }
@@ -183,7 +187,8 @@ void SupportReport::log() {
     fileSection(kAgentLog);
     return;
   }
-  begin("");
+  announce("System logging information:");
+  std::cout << '\n';
   showJournal(context_);
 }
 

@@ -3,6 +3,7 @@
 
 #include <iosfwd>
 #include <string>
+#include <string_view>
 
 namespace joinscope {
 
@@ -22,7 +23,8 @@ class SupportReport {
   int write();
 
  private:
-  void begin(const std::string& heading);
+  void announce(std::string_view section);  // to the watcher
+  void begin(const std::string& heading);   // that, and a line end and the heading in the report
   void fileSection(const std::string& path);
   void agentReports();
   void nameServiceFiles();

@@ -1,7 +1,10 @@
 #include "tolk/zones/domain_searches.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 
 #include "tolk/base/exceptions.h"

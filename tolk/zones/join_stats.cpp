@@ -1,6 +1,7 @@
 #include "tolk/zones/join_stats.h"
 
-#include <array>
+#include <map>
+#include <vector>
 
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"

@@ -6,7 +6,6 @@
 #include <list>
 #include <string>
 #include <utility>
-#include <vector>
 
 #include "tolk/zones/domain_count.h"
 
