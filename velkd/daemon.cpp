@@ -14,6 +14,8 @@
 #include "tolk/base/logger.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/run_queue.h"
+#include "velkd/connector_service.h"
 #include "velkd/exit_status.h"
 #include "velkd/listener.h"
 #include "velkd/notify.h"
@@ -72,11 +74,12 @@ ServerLimits configuredLimits() {
   return limits;
 }
 
-void reload(Server& server, Worker& worker) {
+void reload(Server& server, Worker& worker, ConnectorService& connectors) {
   tolk::openLog(tolk::LogSink::file, kLogFile);
   tolk::Logger::ReconfigureLevels(tolk::Props(true));
   server.setLimits(configuredLimits());
   worker.wake();
+  connectors.reload();
   logger().log(tolk::LogLevel::info, "Reread the configuration");
 }
 
@@ -84,12 +87,17 @@ void reload(Server& server, Worker& worker) {
 // the process, so that is no reason to stay.
 void endWorker(Worker& worker) {
   const std::chrono::milliseconds limit(tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT));
-  if (worker.stop(limit)) return;
+  const auto end = std::chrono::steady_clock::now() + limit;
+  const bool idle = worker.stop(limit);  // first: it queues work
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+  if (tolk::RunQueue::shutdown(std::max(left, std::chrono::milliseconds(0))) && idle) return;
   logger().log(tolk::LogLevel::warning, "Ended while waiting for the directory");
   ::_exit(exit_status::kSuccess);
 }
 
-void serveCallers(const Signals& signals, Worker& worker, Service& service, Mailbox& mailbox) {
+void serveCallers(const Signals& signals, Worker& worker, Service& service, Mailbox& mailbox,
+                  ConnectorService& connectors) {
   Listener listener(kSocketDirectory);
   Server server(
       listener.takeSocket(), [&service](const Request& request) { return service.handle(request); },
@@ -98,7 +106,7 @@ void serveCallers(const Signals& signals, Worker& worker, Service& service, Mail
   logger().log(tolk::LogLevel::info, "Ready");
   server.run(signals.fd(), [&] {
     const int signal = signals.next();
-    if (signal == SIGHUP) reload(server, worker);
+    if (signal == SIGHUP) reload(server, worker, connectors);
     return signal == 0 || signal == SIGHUP;
   });
   notifyServiceManager("STOPPING=1");
@@ -107,13 +115,14 @@ void serveCallers(const Signals& signals, Worker& worker, Service& service, Mail
 void serve(const Signals& signals) {
   Mailbox mailbox;
   StatusBoard board;
-  Directory directory(board);
+  ConnectorService connectors(board);
+  Directory directory(board, [&connectors] { connectors.connected(); });
   Worker worker(kMaxQueuedJobs, [&directory] { return directory.upkeep(); });
   Service service(
       board, worker, [&directory](const FetchCall& call) { return directory.fetch(call); },
       mailbox);
   try {
-    serveCallers(signals, worker, service, mailbox);
+    serveCallers(signals, worker, service, mailbox, connectors);
   } catch (...) {
     endWorker(worker);  // its jobs use what is about to go
     throw;

@@ -141,6 +141,7 @@ void Directory::connect() {
     status.lastFailure.clear();
   });
   nextCheck_ = {};
+  if (onConnect_) onConnect_();
 }
 
 MachineBinding& Directory::machine() {

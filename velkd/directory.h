@@ -4,8 +4,10 @@
 
 #include <chrono>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "velkd/domain_ranges.h"
@@ -29,7 +31,9 @@ class Directory {
  public:
   using Clock = std::chrono::steady_clock;
 
-  explicit Directory(StatusBoard& board) : board_(board) {}
+  /// `onConnect` is called on the worker's thread after each connection; it must not wait.
+  explicit Directory(StatusBoard& board, std::function<void()> onConnect = {})
+      : board_(board), onConnect_(std::move(onConnect)) {}
 
   /// The text of the answer. Connects first when there is no connection and the last attempt is not
   /// too short ago. Throws RpcError.
@@ -64,6 +68,7 @@ class Directory {
   [[nodiscard]] MachineBinding::Read readFromOwnServer(const FetchCall& call);
 
   StatusBoard& board_;
+  std::function<void()> onConnect_;
   Identity identity_;
   std::unique_ptr<MachineBinding> machine_;  // null while not connected
   ObjectCache cache_;

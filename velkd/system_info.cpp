@@ -9,6 +9,7 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
+#include "velkd/connector_service.h"
 
 namespace velkd {
 namespace {
@@ -157,8 +158,8 @@ void writeHealth(Output& out, const SystemFacts& facts) {
   if (problems.empty()) out << "    No problem is known.\n";
 }
 
-void writeOrb(Output& out, const SystemFacts& /*facts*/) {
-  out << "    Not configured.\n";
+void writeOrb(Output& out, const SystemFacts& facts) {
+  out << (facts.cloud.empty() ? "    Not configured.\n" : facts.cloud);
 }
 
 struct Section {
@@ -187,7 +188,8 @@ SystemFacts readSystemFacts(bool privileged, const StatusBoard& board, const Cou
                     .directory = board.get(),
                     .config = tolk::Props().all(),
                     .discovery = tolk::NetworkState::memory(),
-                    .counters = counters.get()};
+                    .counters = counters.get(),
+                    .cloud = cloudText()};
   constexpr std::array kSettings{
       tolk::SETTING_DOMAIN_NAME,   tolk::SETTING_HOST_NAME,    tolk::SETTING_PREW2K_HOST_NAME,
       tolk::SETTING_HOSTSID,       tolk::SETTING_MACHINE_SITE, tolk::SETTING_SUBNET_SITE,

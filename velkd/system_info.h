@@ -39,6 +39,7 @@ struct SystemFacts {
   tolk::Properties::Map config;
   tolk::DiscoveryMemory discovery;
   Counters::Picture counters;
+  std::string cloud;  ///< cloudText()
 };
 
 /// Gathers the facts from this host and the two thread-safe sources; no network.

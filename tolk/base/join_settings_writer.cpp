@@ -123,6 +123,19 @@ void writeJoinSettings(const std::string& directory, const JoinSettingValues& va
   syncDirectory(directory);
 }
 
+void writeJoinSetting(const std::string& directory, std::string_view name,
+                      const std::string& value) {
+  makeDirectory(directory);
+  if (value.empty()) {
+    removeSetting(directory, std::string(name));
+  } else {
+    TemporaryFiles files(directory);
+    files.write(std::string(name), value);
+    files.putInPlace(std::string(name));
+  }
+  syncDirectory(directory);
+}
+
 void retireJoinSettings(const std::string& directory) {
   const std::string previous = directory + "/previous";
   const std::vector<std::string> names = settingsIn(directory);

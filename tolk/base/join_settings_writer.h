@@ -3,6 +3,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace tolk {
 
@@ -15,6 +16,12 @@ using JoinSettingValues = std::map<std::string, std::string, std::less<>>;
 /// as one. Settings that are not in `values` are removed. Throws IOException with errno; a failure
 /// before the first rename leaves the settings as they were.
 void writeJoinSettings(const std::string& directory, const JoinSettingValues& values);
+
+/// Replaces one setting below `directory` and leaves the others alone; an empty value removes it. A
+/// reader sees the old value or the new one, whole. Throws IOException with errno, and then the old
+/// value still stands.
+void writeJoinSetting(const std::string& directory, std::string_view name,
+                      const std::string& value);
 
 /// Moves all settings below `directory` into its subdirectory "previous", in place of those of an
 /// earlier join; the domain goes first. Throws NotFoundException when there is none, IOException

@@ -98,6 +98,18 @@ std::string DN::canonicalFromDN(const std::string& dn) {
   return domain + (path.empty() ? "/" : path);
 }
 
+// A backslash takes the next character's meaning (RFC 4514).
+std::string DN::parentOf(const std::string& dn) {
+  for (std::size_t at = 0; at < dn.size(); ++at) {
+    if (dn[at] == '\\') {
+      ++at;
+    } else if (dn[at] == ',') {
+      return dn.substr(at + 1);
+    }
+  }
+  return {};
+}
+
 std::string DN::escapeLDAPFilter(std::string_view value) {
   std::string out;
   out.reserve(value.size());

@@ -19,6 +19,9 @@ class DN {
   /// distinguished name.
   [[nodiscard]] static std::string canonicalFromDN(const std::string& dn);
 
+  /// The name above `dn`, as it stands there; "" at the top.
+  [[nodiscard]] static std::string parentOf(const std::string& dn);
+
   /// `value` as it may stand in a filter: NUL, "*", "(", ")", "\" and every byte outside printable
   /// ASCII become \hh (RFC 4515, section 3).
   [[nodiscard]] static std::string escapeLDAPFilter(std::string_view value);

@@ -43,6 +43,7 @@ DCInfo makeInfo(const NetlogonAnswer& answer, const std::string& host, const soc
   info.netbiosDomain = answer.netbiosDomain;
   info.dcSite = answer.dcSite;
   info.clientSite = answer.clientSite;
+  info.nextClosestSite = answer.nextClosestSite;
   info.address = address;
   return info;
 }

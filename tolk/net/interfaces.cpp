@@ -19,6 +19,7 @@
 #include "tolk/base/handle.h"
 #include "tolk/net/host_query.h"
 #include "tolk/net/limits.h"
+#include "tolk/net/sockets.h"
 
 namespace tolk {
 namespace {
@@ -60,6 +61,24 @@ void GetIpAddresses(std::list<InterfaceDescription>& out, unsigned flags, bool i
         out.begin(), out.end(), [address](const auto& other) { return other.address == address; });
     if (!known) out.push_back({entry->ifa_name, address, ipv4(entry->ifa_netmask)});
   }
+}
+
+std::optional<InterfaceDescription> addressTowards(const sockaddr_in& peer) {
+  sockaddr_in own{};
+  socklen_t size = sizeof own;
+  try {
+    const UniqueFd socket = openUdp(peer);
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): the form of getsockname(2)
+    if (getsockname(socket.get(), reinterpret_cast<sockaddr*>(&own), &size) != 0) return {};
+  } catch (const Base_Exception&) {
+    return std::nullopt;
+  }
+  std::list<InterfaceDescription> all;
+  GetIpAddresses(all, kOnlyUp, true);
+  const auto found = std::find_if(all.begin(), all.end(), [&own](const auto& item) {
+    return item.address == own.sin_addr.s_addr;
+  });
+  return found == all.end() ? std::nullopt : std::optional(*found);
 }
 
 std::string InetNToA(unsigned long address) {

@@ -1,7 +1,10 @@
 // The host's own addresses and names.
 #pragma once
 
+#include <netinet/in.h>
+
 #include <list>
+#include <optional>
 #include <string>
 
 namespace tolk {
@@ -17,6 +20,10 @@ struct InterfaceDescription {
 /// only interfaces that are up. Loopback interfaces are left out unless `includeLoopback`. Throws
 /// IOException when the kernel does not tell (getifaddrs(3)).
 void GetIpAddresses(std::list<InterfaceDescription>& out, unsigned flags, bool includeLoopback);
+
+/// The address, with its interface, from which this host reaches `peer`; nothing without a way
+/// there. Sends nothing.
+std::optional<InterfaceDescription> addressTowards(const sockaddr_in& peer);
 
 /// Dotted-decimal text of an IPv4 address in network byte order.
 std::string InetNToA(unsigned long address);

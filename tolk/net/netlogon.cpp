@@ -25,6 +25,13 @@ class Reader {
     return value;
   }
 
+  // The versions of the answer stand in its last eight bytes, behind whatever they say is there.
+  [[nodiscard]] std::uint32_t version() const {
+    constexpr std::size_t kTail = 8;
+    if (bytes_.size() < at_ + kTail) return 0;
+    return Reader(bytes_.substr(bytes_.size() - kTail)).number(4);
+  }
+
   void copy(std::array<std::uint8_t, 16>& out) {
     for (std::uint8_t& item : out) item = byte(at_++);
   }
@@ -70,6 +77,9 @@ class Reader {
   std::size_t at_ = 0;
 };
 
+constexpr std::uint32_t kWithAddress = 0x8;  // NETLOGON_NT_VERSION_5EX_WITH_IP: never asked for
+constexpr std::uint32_t kWithClosestSite = 0x10;  // NETLOGON_NT_VERSION_WITH_CLOSEST_SITE
+
 // The four bytes of NtVer, little-endian: versions 5 and 5EX, and the closest site wanted
 // (MS-ADTS 6.3.1.1).
 const std::string& netlogonVersion() {
@@ -106,6 +116,10 @@ NetlogonAnswer parseNetlogonAnswer(std::string_view value) {
        {&answer.forest, &answer.domain, &answer.host, &answer.netbiosDomain, &answer.netbiosHost,
         &answer.user, &answer.dcSite, &answer.clientSite}) {
     *name = reader.name();
+  }
+  const std::uint32_t version = reader.version();
+  if ((version & kWithClosestSite) != 0 && (version & kWithAddress) == 0) {
+    answer.nextClosestSite = reader.name();
   }
   return answer;
 }

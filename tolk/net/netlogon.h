@@ -37,7 +37,8 @@ struct NetlogonAnswer {
   std::string netbiosHost;
   std::string user;
   std::string dcSite;
-  std::string clientSite;  ///< empty when no site covers the client's address
+  std::string clientSite;       ///< empty when no site covers the client's address
+  std::string nextClosestSite;  ///< empty when the controller does not say
 };
 
 /// Reads the value of the attribute Netlogon. Names may be compressed with pointers to earlier

@@ -31,8 +31,9 @@ struct DCInfo {
   std::string netbiosDomain;
   std::string dcSite;
   std::string
-      clientSite;         ///< where the controller places this host; empty when no subnet covers it
-  sockaddr_in address{};  ///< port 389
+      clientSite;  ///< where the controller places this host; empty when no subnet covers it
+  std::string nextClosestSite;  ///< empty when the controller does not say
+  sockaddr_in address{};        ///< port 389
 };
 
 /// What a process has learnt by its searches, and how often that has spared it the network.

@@ -7,22 +7,11 @@
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/dn.h"
 #include "tolk/zones/zone_layout.h"
 
 namespace tolk {
 namespace {
-
-// The name above `dn`, "" at the top. A backslash takes the next character's meaning (RFC 4514).
-std::string parentOf(const std::string& dn) {
-  for (std::size_t at = 0; at < dn.size(); ++at) {
-    if (dn[at] == '\\') {
-      ++at;
-    } else if (dn[at] == ',') {
-      return dn.substr(at + 1);
-    }
-  }
-  return {};
-}
 
 // As the directory compares texts in a filter.
 bool startsWith(std::string_view text, std::string_view prefix) {
@@ -40,8 +29,8 @@ bool isZoneObject(const ADObject& object) {
 }
 
 std::string zoneOfEntry(const std::string& entryDn) {
-  const std::string computers = parentOf(entryDn);
-  const std::string zone = parentOf(computers);
+  const std::string computers = DN::parentOf(entryDn);
+  const std::string zone = DN::parentOf(computers);
   const std::string expected = std::string("CN=") + kZoneComputersContainer + "," + zone;
   return !zone.empty() && equalsIgnoringCase(computers, expected) ? zone : std::string();
 }

@@ -1,0 +1,45 @@
+// The background task that keeps the cloud connectors up to date.
+#include "cloud/cloud_connectors_refresh.h"
+
+#include <algorithm>
+
+#include "cloud/cloudconnectorlocator.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+
+namespace tolk {
+namespace {
+
+constexpr const char* kThreadName = "connectors";
+
+}  // namespace
+
+CloudConnectorsRefresh::CloudConnectorsRefresh(CloudConnectorLocator& locator)
+    : QueueAble("CloudConnectorsRefresh"), locator_(locator) {
+  setLoggingThreadName(kThreadName);
+}
+
+void CloudConnectorsRefresh::run() {
+  again_ = locator_.UpdateCloudConnectors();
+}
+
+void CloudConnectorsRefresh::updateTimeout() {
+  setTimeout(CloudConnectorLocator::refreshIntervalSeconds());
+}
+
+long CloudConnectorsRefresh::getRandomDelay() const {
+  constexpr long kPartOfInterval = 10;
+  constexpr long kMostSeconds = 600;
+  return std::min(kMostSeconds, getTimeout() / kPartOfInterval);
+}
+
+CloudConnectorsSiteCheck::CloudConnectorsSiteCheck(CloudConnectorLocator& locator)
+    : QueueAble("CloudConnectorsSiteCheck"), locator_(locator) {
+  setLoggingThreadName(kThreadName);
+}
+
+void CloudConnectorsSiteCheck::run() {
+  locator_.checkSite();
+}
+
+}  // namespace tolk

@@ -1,0 +1,185 @@
+// The cloud connectors of this host's zone: handing them out.
+#include "cloud/cloudconnectorlocator.h"
+
+#include <utility>
+
+#include "cloud/cloud_exceptions.h"
+#include "cloud/connector_attributes.h"
+#include "cloud/connector_checks.h"
+#include "cloud/connector_dump.h"
+#include "cloud/connector_log.h"
+#include "cloud/connector_subnets.h"
+#include "cloud/iwa_principal.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+
+namespace tolk {
+namespace {
+
+constexpr const char* kKsetDirectory = "/var/orvald";
+
+}  // namespace
+
+std::shared_ptr<ADAgent> CloudConnectorLocator::m_adagent;
+std::mutex CloudConnectorLocator::gAccess;
+
+CloudConnectorLocator& CloudConnectorLocator::getInstance() {
+  if (m_adagent == nullptr) throw CloudConnectorException("Can not get ADAgent");
+  static CloudConnectorLocator locator(kKsetDirectory);
+  static const bool installed = [] {
+    install(&locator);
+    return true;
+  }();
+  static_cast<void>(installed);
+  return locator;
+}
+
+CloudConnectorLocator::CloudConnectorLocator(std::string ksetDirectory)
+    : ksetDirectory_(std::move(ksetDirectory)) {
+  fillTolkAttributeMap();
+  readKset();
+}
+
+void CloudConnectorLocator::State::add(CloudConnector connector) {
+  positions.emplace(connector.key(), connectors.size());
+  connectors.push_back(std::move(connector));
+}
+
+const CloudConnector* CloudConnectorLocator::State::find(const std::string& key) const {
+  const auto position = positions.find(key);
+  return position == positions.end() ? nullptr : &connectors[position->second];
+}
+
+std::vector<CloudConnector> CloudConnectorLocator::State::listed(
+    std::initializer_list<ConnectorList> which) const {
+  std::vector<CloudConnector> all;
+  for (const ConnectorList list : which) {
+    for (const std::string& key : lists.list(list)) {
+      const CloudConnector* const connector = find(key);
+      if (connector != nullptr) all.push_back(*connector);
+    }
+  }
+  return all;
+}
+
+void CloudConnectorLocator::State::splitBySubnet() {
+  const bool wanted = Props().getBool(PN::DEFAULT_CLOUD_CONNECTOR_SUBNET_PREFERENCE, true);
+  if (!wanted || !place.address) return;
+  const ConnectorAddresses addresses =
+      resolveConnectors(lists.list(ConnectorList::site), connectors);
+  insertIntoTryListBySubnets(lists, addresses, *place.address);
+}
+
+CloudConnectorLocator::Choice CloudConnectorLocator::chooseCurrent(const char* noneKnown,
+                                                                   const char* noneLeft) {
+  Choice choice{.connector = state_.find(state_.lists.current())};
+  if (choice.connector != nullptr) return choice;
+  if (state_.lists.nothingLeft() && state_.lists.list(ConnectorList::discarded).empty()) {
+    logConnector(LogLevel::debug, noneKnown);
+    return choice;
+  }
+  if (state_.lists.selectCurrentCloudConnector()) {
+    choice = {.connector = state_.find(state_.lists.current()), .isNew = true};
+  }
+  if (choice.connector == nullptr) logConnector(LogLevel::warning, noneLeft);
+  return choice;
+}
+
+std::string CloudConnectorLocator::getCloudConnector() {
+  std::string address;
+  bool isNew = false;
+  {
+    const std::lock_guard lock(gAccess);
+    const Choice choice =
+        chooseCurrent("getCloudConnector: no valid connectors in try list",
+                      "getCloudConnector: Can't get a valid cloud connector for this time");
+    if (choice.connector == nullptr) return {};
+    logConnector(LogLevel::debug, "getCloudConnector: current cloud connector host DC FQDN=%s",
+                 {choice.connector->fqdn});
+    address = choice.connector->address;
+    isNew = choice.isNew;
+  }
+  if (isNew) updateKsetFile();
+  return address;
+}
+
+void CloudConnectorLocator::resetCurrentCloudConnector() {
+  const std::lock_guard lock(gAccess);
+  state_.lists.resetCurrentCloudConnector();
+}
+
+std::string CloudConnectorLocator::platformUrl() {
+  const std::lock_guard lock(gAccess);
+  if (!state_.platform.url.empty()) return withFinalSlash(state_.platform.url);
+  const CloudConnector* const current = state_.find(state_.lists.current());
+  return current == nullptr ? std::string() : withFinalSlash(current->url);
+}
+
+IwaAddress CloudConnectorLocator::getIwaUrl() {
+  if (!iwaRequired()) {
+    logConnector(LogLevel::debug, "getIwaUrl: IWA is not required");
+    return {};
+  }
+  CloudConnector connector;
+  bool isNew = false;
+  {
+    const std::lock_guard lock(gAccess);
+    const Choice choice =
+        chooseCurrent("getIwaUrl: no valid connectors in try list",
+                      "getIwaUrl: Can't get a valid cloud connector for this time");
+    if (choice.connector == nullptr) return {};
+    connector = *choice.connector;
+    isNew = choice.isNew;
+  }
+  logConnector(LogLevel::debug, "getIwaUrl: current cloud connector FQDN=%s", {connector.fqdn});
+  if (isNew) updateKsetFile();
+  IwaAddress iwa;
+  iwa.url = "https://" + connector.iwaHost + ":" + connector.iwaHttpsPort + "/";
+  try {
+    iwa.principal = iwaPrincipal(connector.iwaHost, connector.dn);
+  } catch (const Base_Exception& e) {
+    logConnector(
+        LogLevel::warning,
+        "getIwaUrl: fail to get SPN due to exception; err_msg '%s'. Try to get SPN from IWA "
+        "URL.",
+        {e.what()});
+    iwa.principal = GetSPNFromIwaURL(iwa.url);
+  }
+  return iwa;
+}
+
+std::string CloudConnectorLocator::GetSPNFromIwaURL(const std::string& url) {
+  return findIwaPrincipal(m_adagent.get(), url);
+}
+
+CloudConnectorLocator::State CloudConnectorLocator::copyState() const {
+  const std::lock_guard lock(gAccess);
+  return state_;
+}
+
+std::string CloudConnectorLocator::dump() {
+  try {
+    const State state = copyState();
+    const CloudConnector* const current = state.find(state.lists.current());
+    const Properties& properties = Props();
+    using List = ConnectorList;
+    return connectorDump(
+        {.connectedUrl = current == nullptr ? std::string() : current->url,
+         .zoneUrl = state.platform.url,
+         .zoneTenantId = state.platform.tenantId,
+         .urls = state.urls,
+         .tenantIds = state.tenantIds,
+         .proxyServer = properties.getProperty(PN::CLOUD_PROXY_SERVER),
+         .proxyAuthType = properties.getProperty(PN::CLOUD_PROXY_AUTH_TYPE),
+         .current = current == nullptr ? std::string() : current->fqdn,
+         .currentSite = state.listed({List::sameSubnet, List::otherSubnet, List::site}),
+         .otherSites = state.listed({List::otherSites}),
+         .discarded = state.listed({List::discarded}),
+         .invalid = state.listed({List::invalid})});
+  } catch (const std::exception& e) {
+    logConnector(LogLevel::error, "Fail to dump Pellion Connector information: %s", {e.what()});
+    return {};
+  }
+}
+
+}  // namespace tolk

@@ -1,0 +1,55 @@
+// The daemon's cloud connectors.
+#include "velkd/connector_service.h"
+
+#include <memory>
+#include <utility>
+
+#include "cloud/cloud_connectors_refresh.h"
+#include "cloud/cloudconnectorlocator.h"
+#include "tolk/base/run_queue.h"
+#include "velkd/machine_agent.h"
+
+namespace velkd {
+namespace {
+
+using tolk::CloudConnectorLocator;
+
+void enqueue(std::shared_ptr<tolk::QueueAble> item) {
+  constexpr const char* kQueueName = "connectors";
+  (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1)->queue(std::move(item));
+}
+
+void enqueueRefresh() {
+  enqueue(std::make_shared<tolk::CloudConnectorsRefresh>(CloudConnectorLocator::getInstance()));
+}
+
+}  // namespace
+
+ConnectorService::ConnectorService(const StatusBoard& board) : board_(board) {
+  CloudConnectorLocator::m_adagent = std::make_shared<MachineAgent>(board);
+  enqueueRefresh();
+}
+
+void ConnectorService::reload() {
+  enqueueRefresh();
+}
+
+void ConnectorService::connected() {
+  std::string domain = board_.get().domain;
+  CloudConnectorLocator& locator = CloudConnectorLocator::getInstance();
+  const std::lock_guard lock(mutex_);
+  const bool moved = !domain_.empty() && domain_ != domain;
+  domain_ = std::move(domain);
+  if (moved || locator.needsRefresh()) {
+    enqueueRefresh();
+  } else {
+    enqueue(std::make_shared<tolk::CloudConnectorsSiteCheck>(locator));
+  }
+}
+
+std::string cloudText() {
+  return CloudConnectorLocator::m_adagent == nullptr ? std::string()
+                                                     : CloudConnectorLocator::getInstance().dump();
+}
+
+}  // namespace velkd

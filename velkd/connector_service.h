@@ -1,0 +1,36 @@
+// The daemon's cloud connectors: the locator with the daemon's directory agent, and its background
+// task.
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "velkd/status.h"
+
+namespace velkd {
+
+/// For use by several threads. The queue's threads use the board until tolk::RunQueue::shutdown().
+class ConnectorService {
+ public:
+  /// Makes the locator, with the connectors that the join settings keep, and starts the background
+  /// task. `board` must outlive the queue's threads.
+  explicit ConnectorService(const StatusBoard& board);
+  ConnectorService(const ConnectorService&) = delete;
+  ConnectorService& operator=(const ConnectorService&) = delete;
+
+  /// The configuration may have changed: searches anew.
+  void reload();
+  /// The daemon has its connection to the domain again: searches where that has not succeeded yet
+  /// or the domain is another, else looks whether this host has changed its site.
+  void connected();
+
+ private:
+  const StatusBoard& board_;
+  std::mutex mutex_;
+  std::string domain_;  // guarded by mutex_
+};
+
+/// What the daemon knows of the cloud, as text; "" before there is anything.
+[[nodiscard]] std::string cloudText();
+
+}  // namespace velkd

@@ -1,0 +1,163 @@
+// The directory agent of the cloud client.
+#include "velkd/machine_agent.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tolk/base/exceptions.h"
+#include "tolk/base/join_settings.h"
+#include "tolk/base/logger.h"
+#include "tolk/base/text.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/dn.h"
+#include "tolk/ldap/pipelined_reads.h"
+#include "tolk/ldap/site_links.h"
+#include "tolk/net/network_state.h"
+#include "velkd/machine_binding.h"
+
+namespace velkd {
+namespace {
+
+const tolk::Logger& logger() {
+  return tolk::Logger::GetThreadPrivateLogger("velkd.agent");
+}
+
+// A null-terminated view of names, as the bindings take them.
+class NameList {
+ public:
+  explicit NameList(const std::vector<std::string>& names) {
+    for (const std::string& name : names) pointers_.push_back(name.c_str());
+    pointers_.push_back(nullptr);
+  }
+  [[nodiscard]] const char* const* get() const noexcept { return pointers_.data(); }
+
+ private:
+  std::vector<const char*> pointers_;
+};
+
+// "" when there is no object: joined without a zone, or to the automatic one.
+std::string zoneName() {
+  const std::string schema = tolk::loadSetting(tolk::SETTING_SCHEMA, false, false);
+  for (const std::string_view none : {tolk::SCHEMA_AUTO, tolk::SCHEMA_NULL}) {
+    if (tolk::equalsIgnoringCase(schema, none)) return {};
+  }
+  return tolk::loadSetting(tolk::SETTING_ZONE_REALNAME, false, false);
+}
+
+class MachineSession final : public tolk::ADSession {
+ public:
+  explicit MachineSession(const std::string& domain) : machine_({.domain = domain}) {}
+
+  bool isHealthy() override;
+  tolk::ADObjectList search(Server server, const std::string& filter,
+                            const std::vector<std::string>& attributes) override;
+  std::vector<tolk::ADObject> fetch(Server server, const std::vector<std::string>& names,
+                                    const std::vector<std::string>& attributes) override;
+  tolk::AgentPlace place() override;
+  tolk::ADObject zone() override;
+
+ private:
+  tolk::ADBinding& binding(Server server);
+
+  MachineBinding machine_;
+  std::unique_ptr<tolk::ADBinding> catalog_;  // opened when it is asked for
+};
+
+bool MachineSession::isHealthy() {
+  return machine_.read("", {tolk::AD_DEFAULT_NAMING_CTX}).found;
+}
+
+tolk::ADBinding& MachineSession::binding(Server server) {
+  if (server == Server::controller) return machine_.directory();
+  if (!catalog_) {
+    auto catalog = std::make_unique<tolk::ADBinding>(machine_.directory(), true);
+    catalog->connect("", "", 0);
+    catalog_ = std::move(catalog);
+  }
+  return *catalog_;
+}
+
+tolk::ADObjectList MachineSession::search(Server server, const std::string& filter,
+                                          const std::vector<std::string>& attributes) {
+  tolk::ADBinding& asked = binding(server);
+  const NameList names(attributes);
+  tolk::PagedObjectList page =
+      asked.searchPaged(tolk::configuredPageSize(), filter, asked.wholeTree(), names.get(),
+                        tolk::SearchScope::subtree, 0, tolk::SearchFlags::none);
+  tolk::ADObjectList all = std::move(page.objects());
+  while (!page.complete()) {
+    page.nextPage();
+    all.splice(all.end(), page.objects());
+  }
+  return all;
+}
+
+std::vector<tolk::ADObject> MachineSession::fetch(Server server,
+                                                  const std::vector<std::string>& names,
+                                                  const std::vector<std::string>& attributes) {
+  tolk::PipelinedReads reads(binding(server));
+  const NameList list(attributes);
+  for (const std::string& name : names) {
+    reads.add(tolk::AD_ALL_OBJECTS, name, list.get(), tolk::SearchScope::base);
+  }
+  std::vector<tolk::ADObject> objects;
+  while (reads.pending() > 0) {
+    objects.emplace_back();
+    try {
+      tolk::ADObjectList found = reads.next();
+      if (!found.empty()) objects.back() = std::move(found.front());
+    } catch (const tolk::LDAPException& e) {
+      logger().log(tolk::LogLevel::debug, e.what());
+    }
+  }
+  return objects;
+}
+
+tolk::AgentPlace MachineSession::place() {
+  tolk::AgentPlace place;
+  try {
+    const auto info = tolk::NetworkState::getDCInfo(machine_.host(), true);
+    place.site = info->clientSite;
+    place.nextClosestSite = info->nextClosestSite;
+    place.address = tolk::addressTowards(info->address);
+    // A host outside of every subnet is where it was joined to.
+    if (place.site.empty()) {
+      place.site = tolk::loadSetting(tolk::SETTING_MACHINE_SITE, false, false);
+    }
+    // Not every controller names the next closest site.
+    if (place.nextClosestSite.empty()) {
+      place.nextClosestSite =
+          tolk::nextClosestSite(tolk::readSiteLinks(machine_.directory()), place.site);
+    }
+  } catch (const tolk::Base_Exception& e) {
+    logger().log(tolk::LogLevel::warning, e.what());
+  }
+  return place;
+}
+
+tolk::ADObject MachineSession::zone() {
+  const std::string name = zoneName();
+  if (name.empty()) return {};
+  // Another domain's zone is in the catalog only; it has both attributes.
+  const bool own = tolk::equalsIgnoringCase(tolk::DN::domainFromDN(name),
+                                            machine_.directory().domainName());
+  const MachineBinding::Read read =
+      MachineBinding::read(binding(own ? Server::controller : Server::globalCatalog), name,
+                           {tolk::AD_DISPLAY_NAME, tolk::AD_DESCRIPTION});
+  if (!read.found) throw tolk::NotFoundException("The zone " + name + " does not exist");
+  return read.object;
+}
+
+}  // namespace
+
+std::unique_ptr<tolk::ADSession> MachineAgent::open() {
+  const std::string domain = tolk::loadSetting(tolk::SETTING_DOMAIN_NAME, false, false);
+  if (domain.empty()) throw tolk::NotFoundException("This host is in no domain");
+  return std::make_unique<MachineSession>(domain);
+}
+
+bool MachineAgent::inZone() const {
+  return !zoneName().empty();
+}
+
+}  // namespace velkd
