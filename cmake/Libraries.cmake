@@ -13,6 +13,7 @@ pkg_check_modules(lber REQUIRED IMPORTED_TARGET lber)
 pkg_check_modules(sasl REQUIRED IMPORTED_TARGET libsasl2)
 pkg_check_modules(nettle REQUIRED IMPORTED_TARGET nettle)
 pkg_check_modules(libcurl REQUIRED IMPORTED_TARGET libcurl)
+pkg_check_modules(cpphttplib REQUIRED IMPORTED_TARGET cpp-httplib openssl)
 
 # com_err gives error_message(); krb5-config's pkg-config file leaves it out. k5crypto names encryption types.
 find_library(COM_ERR_LIBRARY com_err REQUIRED)
