@@ -5,7 +5,6 @@
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>
 #include <rapidjson/stringbuffer.h>
-#include <rapidjson/writer.h>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
@@ -71,6 +70,23 @@ const Value& neededMember(const Value& object, std::string_view name) {
   return *member;
 }
 
+template <unsigned Flags, typename Stream>
+Document populate(Stream& stream, unsigned maxDepth) {
+  rapidjson::ParseResult result;
+  Document document;
+  const auto generate = [&](Document& handler) {
+    constexpr unsigned kFlags =
+        Flags | rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
+    DepthLimit limit(handler, maxDepth);
+    rapidjson::Reader reader;
+    result = reader.Parse<kFlags>(stream, limit);
+    return !result.IsError();
+  };
+  document.Populate(generate);
+  if (result.IsError()) throw BadDataException(faultText(result, maxDepth));
+  return document;
+}
+
 }  // namespace
 
 void throwWrongUse(const char* condition) {
@@ -82,20 +98,13 @@ Document parse(std::string_view text, unsigned maxDepth) {
   if (const std::size_t nul = text.find('\0'); nul != std::string_view::npos) {
     throw BadDataException("Bad JSON at byte " + std::to_string(nul) + ": NUL byte.");
   }
-  rapidjson::ParseResult result;
-  Document document;
-  const auto generate = [&](Document& handler) {
-    constexpr unsigned kFlags =
-        rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
-    rapidjson::MemoryStream stream(text.data(), text.size());
-    DepthLimit limit(handler, maxDepth);
-    rapidjson::Reader reader;
-    result = reader.Parse<kFlags>(stream, limit);
-    return !result.IsError();
-  };
-  document.Populate(generate);
-  if (result.IsError()) throw BadDataException(faultText(result, maxDepth));
-  return document;
+  rapidjson::MemoryStream stream(text.data(), text.size());
+  return populate<rapidjson::kParseNoFlags>(stream, maxDepth);
+}
+
+Document parseInPlace(char* text, unsigned maxDepth) {
+  rapidjson::InsituStringStream stream(text);
+  return populate<rapidjson::kParseInsituFlag>(stream, maxDepth);
 }
 
 std::string write(const Value& value) {
@@ -117,10 +126,14 @@ const Value* findMember(const Value& object, std::string_view name) noexcept {
   return nullptr;
 }
 
-std::string stringMember(const Value& object, std::string_view name) {
+std::string_view stringView(const Value& object, std::string_view name) {
   const Value& member = neededMember(object, name);
   if (!member.IsString()) throwMember(name, "is no string");
   return {member.GetString(), member.GetStringLength()};
+}
+
+std::string stringMember(const Value& object, std::string_view name) {
+  return std::string(stringView(object, name));
 }
 
 std::int64_t integerMember(const Value& object, std::string_view name) {

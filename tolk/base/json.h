@@ -4,8 +4,12 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "tolk/base/exceptions.h"
 
 namespace tolk::json {
 /// Throws BadDataException: a value was used as what it is not.
@@ -16,6 +20,7 @@ namespace tolk::json {
   (static_cast<bool>(x) ? static_cast<void>(0) : ::tolk::json::throwWrongUse(#x))
 #define RAPIDJSON_HAS_STDSTRING 1
 #include <rapidjson/document.h>
+#include <rapidjson/writer.h>
 
 namespace tolk::json {
 
@@ -30,6 +35,10 @@ inline constexpr unsigned kMaxDepth = 32;
 /// BadDataException with the place of the fault. Of several members of one name the first counts.
 Document parse(std::string_view text, unsigned maxDepth = kMaxDepth);
 
+/// The same for a text that ends with a NUL, which is overwritten: the strings of the value point
+/// into it, so that a secret is nowhere else.
+Document parseInPlace(char* text, unsigned maxDepth = kMaxDepth);
+
 /// The text of a value, without blanks. Throws BadDataException when a string in it is not UTF-8.
 std::string write(const Value& value);
 
@@ -38,7 +47,24 @@ const Value* findMember(const Value& object, std::string_view name) noexcept;
 
 /// A member that has to be there and of that type, else BadDataException naming it.
 std::string stringMember(const Value& object, std::string_view name);
+std::string_view stringView(const Value& object, std::string_view name);  ///< while `object` lives
 std::int64_t integerMember(const Value& object, std::string_view name);
+
+/// Writes an object of strings to an output stream of RapidJSON. Throws BadDataException for a text
+/// that is not UTF-8.
+template <typename Stream>
+void writePairs(Stream& stream,
+                std::initializer_list<std::pair<std::string_view, std::string_view>> pairs) {
+  rapidjson::Writer<Stream, rapidjson::UTF8<>, rapidjson::UTF8<>, rapidjson::CrtAllocator,
+                    rapidjson::kWriteValidateEncodingFlag>
+      writer(stream);
+  bool valid = writer.StartObject();
+  for (const auto& [name, value] : pairs) {
+    valid = valid && writer.Key(name.data(), static_cast<rapidjson::SizeType>(name.size())) &&
+            writer.String(value.data(), static_cast<rapidjson::SizeType>(value.size()));
+  }
+  if (!valid || !writer.EndObject()) throw BadDataException("Text for JSON is not UTF-8");
+}
 
 /// A copy of `text` as a value.
 Value makeString(std::string_view text, Allocator& memory);

@@ -8,9 +8,16 @@
 namespace tolk {
 
 /// Puts a ticket for `service`/`host`@`realm` into `cache`, unless it holds one that is still
-/// valid. Cross-realm tickets on the way are got and kept too. GSS-API then contacts no KDC. Throws
-/// KerberosException with the KDC's code.
+/// valid. Cross-realm tickets on the way are got and kept too. The ticket is stored under
+/// `service`/`host` without a realm as well, because that is what GSS-API looks for where no
+/// setting maps the host to a realm; so it contacts no KDC. Throws KerberosException with the KDC's
+/// code.
 void fetchServiceTicket(krb5_context context, krb5_ccache cache, const std::string& service,
                         const std::string& host, const std::string& realm);
+
+/// The same for a principal as text, "HTTP/web.example.com@REALM" (without a realm, that of the
+/// cache's client), whose ticket GSS-API is to find under `service`/`host`.
+void fetchServiceTicketAs(krb5_context context, krb5_ccache cache, const std::string& principal,
+                          const std::string& service, const std::string& host);
 
 }  // namespace tolk

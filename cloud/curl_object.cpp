@@ -1,0 +1,320 @@
+// One HTTP transfer at a time over libcurl's easy interface.
+#include "cloud/curl_object.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "cloud/cloud_exceptions.h"
+#include "cloud/cloud_log.h"
+#include "cloud/curl_memory.h"
+#include "cloud/http_proxy.h"
+#include "cloud/proxy_auth.h"
+#include "cloud/url_text.h"
+#include "tolk/base/locked_memory.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
+
+namespace tolk {
+namespace {
+
+constexpr CloudLog kLog{"curl.object"};
+constexpr long kDefaultTimeoutSeconds = 30;
+constexpr long kForbiddenStatus = 407;  // RFC 9110, 15.5.8
+
+static_assert(ProxyAuthMask::basic == CURLAUTH_BASIC && ProxyAuthMask::digest == CURLAUTH_DIGEST &&
+              ProxyAuthMask::negotiate == CURLAUTH_NEGOTIATE &&
+              ProxyAuthMask::ntlm == CURLAUTH_NTLM &&
+              ProxyAuthMask::any == static_cast<long>(CURLAUTH_ANY));
+
+void throwIfCurl(CURLcode code, const char* what) {
+  if (code == CURLE_OK) return;
+  throw CurlException(formatText("curl error occurred in %s: %s (%d)",
+                                 {what, curl_easy_strerror(code), std::to_string(code)}),
+                      code);
+}
+
+bool isRecordedOnly(CURLoption option) {
+  return option == CurlGssOption::servicePrincipal || option == CurlGssOption::credentialCache ||
+         option == CurlGssOption::setupFunction || option == CurlGssOption::setupData;
+}
+
+std::string hostOf(const std::string& server) {
+  return server.substr(0, server.find(':'));
+}
+
+}  // namespace
+
+CurlObject::CurlObject() {
+  startCurl();
+  handle_.reset(curl_easy_init());
+  if (!handle_) throw CurlException("Failed to create curl context", CURLE_FAILED_INIT);
+  setOption(CURLOPT_COOKIEFILE, std::string());
+  setOption(CURLOPT_NOSIGNAL, 1L);
+  setOption(CURLOPT_SSL_VERIFYPEER, 1L);
+  setOption(CURLOPT_SSL_VERIFYHOST, 2L);
+  const long timeout = Props().getTime(PN::CLOUD_CURL_TIMEOUT, 's', kDefaultTimeoutSeconds);
+  // To libcurl 0 is no limit at all.
+  setOption(CURLOPT_TIMEOUT, timeout > 0 ? timeout : kDefaultTimeoutSeconds);
+  kLog.debug("Setup CURL timeout as:%ds", {std::to_string(timeout)});
+  setOption(CURLOPT_PROTOCOLS_STR, std::string("http,https"));
+  // Without one in so many words libcurl takes a proxy from the environment.
+  setOption(CURLOPT_PROXY, std::string());
+  if (!Logger::enabled(LogLevel::trace)) return;
+  setOption(CURLOPT_VERBOSE, 1L);
+  setOption(CURLOPT_DEBUGFUNCTION, reinterpret_cast<void*>(&CurlDebugCallBack));
+}
+
+CurlObject::~CurlObject() = default;
+
+template <typename Value>
+void CurlObject::apply(CURLoption option, Value value) {
+  if (isRecordedOnly(option)) return;
+  throwIfCurl(curl_easy_setopt(handle_.get(), option, value), "curl_easy_setopt");
+}
+
+void CurlObject::setOption(CURLoption option, const std::string& value) {
+  apply(option, value.c_str());
+  options_[option] = value;
+}
+
+void CurlObject::setOption(CURLoption option, long value) {
+  apply(option, value);
+  options_[option] = value;
+}
+
+void CurlObject::setOption(CURLoption option, void* value) {
+  apply(option, value);
+  options_[option] = value;
+}
+
+void CurlObject::clearOption(CURLoption option) {
+  if (options_.erase(option) == 0 || isRecordedOnly(option)) return;
+  CURLcode code = CURLE_OK;
+  if (option == CURLOPT_PROXY) {
+    code = curl_easy_setopt(handle_.get(), option, "");  // none, the environment's neither
+  } else if (option < CURLOPTTYPE_OBJECTPOINT) {
+    code = curl_easy_setopt(handle_.get(), option, 0L);
+  } else {
+    code = curl_easy_setopt(handle_.get(), option, nullptr);
+  }
+  throwIfCurl(code, "curl_easy_setopt to clear option");
+}
+
+void CurlObject::addHeader(const std::string& name, const std::string& value) {
+  headers_[name] = value;
+}
+
+long CurlObject::maskOf(CURLoption option) const {
+  const auto found = options_.find(option);
+  if (found == options_.end()) return 0;
+  const long* mask = std::get_if<long>(&found->second);
+  return mask == nullptr ? 0 : *mask;
+}
+
+// The library splits at the first ":" and decodes both halves, so both are encoded.
+void CurlObject::setUserAndPassword(const std::string& user, const Shredder& password) {
+  constexpr std::size_t kEncodedLength = 3;  // of one character
+  const LockedMemory both(kEncodedLength * (user.size() + password.size()) + 2);
+  char* end = percentEncode(user, both.data());
+  *end++ = ':';
+  end = percentEncode(password.view(), end);
+  *end = '\0';
+  apply(CURLOPT_PROXYUSERPWD, both.data());
+  options_[CURLOPT_PROXYUSERPWD] = std::string();  // the value is a secret
+}
+
+void CurlObject::setProxy(const std::string& server, const std::string& authType,
+                          const std::string& user, const Shredder& password) {
+  reset(false);
+  server_ = server;
+  user_ = user;
+  password_ = password;
+  if (server.empty()) return;
+  setOption(CURLOPT_PROXY, server);
+  if (authType.empty()) {
+    setOption(CURLOPT_HTTPPROXYTUNNEL, 1L);
+    return;
+  }
+  const long mask = proxyAuthMask(toLower(authType)).value_or(ProxyAuthMask::any);
+  setOption(CURLOPT_PROXYAUTH, mask);
+  setUserAndPassword(user, password);
+  negotiate_.setPeer(server, user, password);
+  const std::string service = "HTTP/" + hostOf(server);
+  // Only Kerberos needs the canonical name: without it the directory is not asked.
+  std::string principal;
+  if ((mask & ProxyAuthMask::negotiate) != 0) principal = negotiate_.canonicalPrincipal(service);
+  setOption(CurlGssOption::servicePrincipal, principal.empty() ? service : principal);
+  if (mask == ProxyAuthMask::negotiate && negotiate_.initKrb5CCache()) handCredentials(server);
+}
+
+void CurlObject::setServerNegotiate(const std::string& principal, const std::string& server,
+                                    const std::string& user) {
+  reset(true);
+  negotiate_.setPeer(server, user, Shredder());
+  setOption(CurlGssOption::servicePrincipal, principal);
+  setOption(CURLOPT_HTTPAUTH, ProxyAuthMask::negotiate);
+  // No user and no password: the library then takes the Kerberos credentials.
+  setOption(CURLOPT_USERPWD, std::string(":"));
+  if (negotiate_.initKrb5CCache()) handCredentials(server);
+}
+
+void CurlObject::handCredentials(const std::string& server) {
+  negotiate_.initGSSCredential();
+  const auto& principal = std::get<std::string>(options_.at(CurlGssOption::servicePrincipal));
+  setOption(CurlGssOption::credentialCache, negotiate_.ccacheName());
+  setOption(CurlGssOption::setupFunction, reinterpret_cast<void*>(&CurlGsssetupCallback));
+  setOption(CurlGssOption::setupData,
+            static_cast<void*>(negotiate_.setupData(principal, toLower(hostOf(server)))));
+}
+
+void CurlObject::clearCredentialOptions() {
+  clearOption(CurlGssOption::credentialCache);
+  clearOption(CurlGssOption::setupFunction);
+  clearOption(CurlGssOption::setupData);
+}
+
+void CurlObject::reset(bool keep) {
+  clearOption(CURLOPT_PROXY);
+  clearOption(CURLOPT_PROXYAUTH);
+  clearOption(CURLOPT_PROXYUSERPWD);
+  setOption(CURLOPT_HTTPPROXYTUNNEL, 0L);
+  clearOption(CurlGssOption::servicePrincipal);
+  clearCredentialOptions();
+  negotiate_.clearGSSCredential();
+  if (!keep) negotiate_.forgetContext();
+  server_.clear();
+  user_.clear();
+  password_.wipe();
+}
+
+void CurlObject::clearCookies() {
+  clearOption(CURLOPT_COOKIE);
+  apply(CURLOPT_COOKIELIST, "ALL");
+}
+
+bool CurlObject::makeRequest(const std::string& url, std::string_view body, bool isPost) {
+  prepare(url, body, isPost);
+  finish(perform());
+  if (responseCode_ == kForbiddenStatus && isSet(CURLOPT_PROXYAUTH) && renewAfter407()) {
+    clearCredentialOptions();
+    handCredentials(server_);
+    prepare(url, body, isPost);
+    finish(perform());
+  }
+  requestBody_ = {};
+  return true;
+}
+
+void CurlObject::prepare(const std::string& url, std::string_view body, bool isPost) {
+  setOption(CURLOPT_POST, isPost ? 1L : 0L);
+  responseHeaders_.clear();
+  responseHeaderBytes_ = 0;
+  response_.clear();
+  responseCode_ = 0;
+  callbackFailure_ = nullptr;
+  setOption(CURLOPT_HEADERDATA, this);
+  setOption(CURLOPT_HEADERFUNCTION, reinterpret_cast<void*>(&HeaderCallBack));
+  requestBody_ = body;
+  readPosition_ = 0;
+  if (isPost) {
+    addHeader("Content-Length", std::to_string(body.size()));
+    kLog.debug("HTTP post URL = %s. with content: (hidden)", {url});
+    setOption(CURLOPT_URL, url);
+    setOption(CURLOPT_READFUNCTION, reinterpret_cast<void*>(&ReadMemoryCallback));
+    setOption(CURLOPT_READDATA, this);
+    // Without a size the library would send the body in chunks as well; a proxy that first says 407
+    // has it sent twice.
+    setOption(CURLOPT_SEEKFUNCTION, reinterpret_cast<void*>(&SeekMemoryCallback));
+    setOption(CURLOPT_SEEKDATA, this);
+    setOption(CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+  } else {
+    headers_.erase("Content-Length");
+    kLog.debug("HTTP get URL = %s", {url});
+    setOption(CURLOPT_URL, url);
+  }
+  setOption(CURLOPT_WRITEFUNCTION, reinterpret_cast<void*>(&WriteMemoryCallback));
+  setOption(CURLOPT_WRITEDATA, this);
+  sendHeaders();
+  setReuse();
+}
+
+void CurlObject::sendHeaders() {
+  List fresh;
+  for (const auto& [name, value] : headers_) {
+    curl_slist* longer = curl_slist_append(fresh.get(), (name + ": " + value).c_str());
+    throwIfCurl(longer == nullptr ? CURLE_OUT_OF_MEMORY : CURLE_OK, "curl_slist_append");
+    (void)fresh.release();
+    fresh.reset(longer);
+  }
+  setOption(CURLOPT_HTTPHEADER, static_cast<void*>(fresh.get()));
+  headerList_ = std::move(fresh);
+}
+
+// NTLM and Negotiate log the connection on, not the request: nobody else may come to use it.
+void CurlObject::setReuse() {
+  const long masks = maskOf(CURLOPT_PROXYAUTH) | maskOf(CURLOPT_HTTPAUTH);
+  const bool logsConnectionOn = (masks & (ProxyAuthMask::negotiate | ProxyAuthMask::ntlm)) != 0;
+  setOption(CURLOPT_FORBID_REUSE, logsConnectionOn ? 1L : 0L);
+}
+
+CURLcode CurlObject::perform() {
+  const long masks = maskOf(CURLOPT_PROXYAUTH) | maskOf(CURLOPT_HTTPAUTH);
+  if ((masks & ProxyAuthMask::negotiate) == 0) return curl_easy_perform(handle_.get());
+  const auto data = options_.find(CurlGssOption::setupData);
+  if (data == options_.end()) {
+    gssUseNoCCache();
+  } else {
+    (void)CurlGsssetupCallback(std::get<void*>(data->second));
+  }
+  const CURLcode result = curl_easy_perform(handle_.get());
+  (void)gssUseCCache(nullptr);
+  return result;
+}
+
+void CurlObject::finish(CURLcode result) {
+  if (callbackFailure_) std::rethrow_exception(std::exchange(callbackFailure_, nullptr));
+  long tunnelCode = 0;
+  if (result == CURLE_RECV_ERROR) {
+    (void)curl_easy_getinfo(handle_.get(), CURLINFO_HTTP_CONNECTCODE, &tunnelCode);
+  }
+  // A tunnel that the proxy refuses is a failed transfer to the library, an answer to us.
+  if (tunnelCode == kForbiddenStatus) {
+    responseCode_ = tunnelCode;
+    return;
+  }
+  throwIfCurl(result, "curl_easy_perform");
+  throwIfCurl(curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &responseCode_),
+              "curl_easy_getinfo");
+}
+
+bool CurlObject::renewAfter407() {
+  long offered = 0;
+  throwIfCurl(curl_easy_getinfo(handle_.get(), CURLINFO_PROXYAUTH_AVAIL, &offered),
+              "curl_easy_getinfo");
+  bool renewed = false;
+  if ((offered & ProxyAuthMask::negotiate) != 0) {
+    if (user_.find('\\') != std::string::npos) {
+      kLog.error(
+          "The user name format \"%s\" for 'negotiate' auth type is incorrect. Please ensure the "
+          "user name for 'negotiate' auth type is in the format of <username> or "
+          "<username>@<domain>.",
+          {user_});
+    } else {
+      // A password for another way to log on is not tried at the KDC: each try may lock the
+      // account.
+      renewed = (maskOf(CURLOPT_PROXYAUTH) & ProxyAuthMask::negotiate) != 0 &&
+                negotiate_.handleKrb5CCache(responseHeaders_);
+    }
+  }
+  if ((offered & ProxyAuthMask::ntlm) != 0 && user_.find('@') != std::string::npos) {
+    kLog.error(
+        "The user name format \"%s\" for 'ntlm' auth type is incorrect. Please ensure the user "
+        "name for 'ntlm' auth type is in the format of <username>, <domain>\\\\<username> or "
+        "<domain>/<username>.",
+        {user_});
+  }
+  return renewed;
+}
+
+}  // namespace tolk

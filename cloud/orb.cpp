@@ -1,0 +1,206 @@
+// The client of the platform for privilege events.
+#include "cloud/orb.h"
+
+#include <algorithm>
+
+#include "cloud/cloud_exceptions.h"
+#include "cloud/cloud_json.h"
+#include "cloud/cloud_log.h"
+#include "cloud/connector_access.h"
+#include "cloud/iwa_site_check.h"
+#include "cloud/url_text.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
+
+namespace tolk {
+namespace {
+
+constexpr CloudLog kLog{"cloud.orb.processor"};
+constexpr long kUnauthorized = 401;
+
+std::string eventJson(const EventPayload& payload) {
+  json::Document event(rapidjson::kObjectType);
+  json::Allocator& memory = event.GetAllocator();
+  const auto text = [&memory](const std::string& value) {
+    return json::makeString(isUtf8(value) ? value : printable(value), memory);
+  };
+  for (const auto& [name, value] : payload) event.AddMember(text(name), text(value), memory);
+  return json::write(event);
+}
+
+void recordFault(const SiteCheckResult& check, long status) {
+  using Fault = SiteCheckResult::Fault;
+  switch (check.fault) {
+    case Fault::status:
+      return kLog.debug("siteCheck: httpCode not OK : %ld", {std::to_string(status)});
+    case Fault::noOpeningBrace:
+    case Fault::noClosingBrace:
+      return kLog.debug(
+          "siteCheck: no valid json string in SiteCheck response. Can't find '{' or '}'.");
+    case Fault::notSuccess:
+      return kLog.debug("siteCheck: result not success: (%s)", {check.result});
+    case Fault::none:
+      return kLog.debug("siteCheck: complete successfully");
+  }
+}
+
+}  // namespace
+
+Lock ORBProcessor::gAccess;
+std::vector<EventPayload> ORBProcessor::gEvtPayloads;
+std::shared_ptr<ORBProcessor> ORBProcessor::gProcessor;
+
+void ORBProcessor::checkEnabled() {
+  if (Props().getBool(PN::VELKD_CLOUD_LOG_PRIVEVENT, false)) return;
+  throw ORBException("ORB is disabled in config file.", 0);
+}
+
+std::shared_ptr<ORBProcessor> ORBProcessor::getProcessor() {
+  checkEnabled();
+  const std::lock_guard lock(gAccess);
+  if (!gProcessor) throw ORBException("ORB is not ready.", 1);
+  return gProcessor;
+}
+
+void ORBProcessor::setProcessor(std::shared_ptr<ORBProcessor> processor) {
+  const std::lock_guard lock(gAccess);
+  gProcessor = std::move(processor);
+}
+
+void ORBProcessor::handleLogPrivEvent(EventPayload payload) {
+  try {
+    {
+      const std::lock_guard lock(gAccess);
+      gEvtPayloads.push_back(std::move(payload));
+    }
+    const std::shared_ptr<RunQueue> queue = RunQueue::getRunQueue(ORB_QUEUE_NAME, false, 0);
+    if (!queue) return;
+    (void)queue->queue(std::make_shared<ORBHandler>());
+    kLog.debug("Send out LogPrivEvent message to ORB handler");
+  } catch (const std::exception& e) {
+    kLog.error("Failed to send out LogPrivEvent message to ORB handler: %s", {e.what()});
+  }
+}
+
+void ORBHandler::run() {
+  try {
+    ORBProcessor::getProcessor()->postLogPrivEvent();
+  } catch (const std::exception&) {
+    // Events are switched off, or not posted yet.
+  }
+}
+
+template <typename Work>
+void ORBProcessor::recordFailures(const Work& work) {
+  try {
+    work();
+  } catch (const CloudIwaException& e) {
+    kLog.debug("Got IWA exception: %s", {e.what()});
+  } catch (const CurlException& e) {
+    kLog.debug("Got CURL exception: %s", {e.what()});
+  } catch (const std::exception& e) {
+    kLog.debug("Got exception: %s", {e.what()});
+  }
+}
+
+void ORBProcessor::initProc(const std::string& url) {
+  {
+    const std::lock_guard lock(gAccess);
+    gEvtPayloads.clear();
+  }
+  url_ = url;
+  recordFailures([this] {
+    cloudSetup();
+    cloudIWA();
+    cloudSSO();
+    kLog.debug("ORBProcessor: initProc completes");
+  });
+}
+
+void ORBProcessor::cloudSetup() {
+  transfer_ = std::make_unique<CurlObject>();
+  transfer_->addHeader("Content-Type", "application/json");
+  transfer_->addHeader("X-PELLION-NATIVE-CLIENT", "1");
+  transfer_->addHeader("X-PLN-SRC", "TQS");
+  ConnectorAccess* connectors = ConnectorAccess::current();
+  if (url_.empty() && connectors != nullptr) url_ = connectors->platformUrl();
+  const bool direct = Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false);
+  proxy_ = getCloudProxy();
+  if (direct) {
+    proxy_ = {};
+    kLog.debug("Velkd is connecting to cloud server directly.");
+  } else if (proxy_.server.empty()) {
+    kLog.debug("Cloud web proxy is not configured correctly.");
+  } else {
+    applyProxy(*transfer_, proxy_, kLog);
+  }
+}
+
+void ORBProcessor::cloudIWA() {
+  siteCheck_ = json::Document();
+  SiteCheckResult check = checkSite(*transfer_, configuredIwaAddress(), proxy_, kLog);
+  recordFault(check, transfer_->responseCode());
+  siteCheck_ = std::move(check.answer);
+}
+
+void ORBProcessor::cloudSSO() {
+  const std::string url = url_ + CLOUD_RESTAPI_SSO + "?OneTimePass=" +
+                          percentEncoded(getJsonString(siteCheck_, JSON_MEMBER_OTC));
+  transfer_->makeRequest(url, {}, false);
+  const bool result = processResult();
+  kLog.debug("sso: result = %d, httpCode = %ld",
+             {std::to_string(result), std::to_string(transfer_->responseCode())});
+  if (result) machineCookie_ = transfer_->getCookie(CLOUD_AUTH_COOKIE);
+}
+
+void ORBProcessor::postLogPrivEvent() {
+  kLog.debug("postLogPrivEvent() runs...");
+  {
+    const std::lock_guard lock(gAccess);
+    if (gEvtPayloads.empty()) return;
+  }
+  std::size_t posted = 0;
+  recordFailures([this, &posted] {
+    if (machineCookie_.empty()) {
+      kLog.debug("Machine cookie not ready, will fetch");
+      initProc(url_);
+    }
+    std::vector<EventPayload> payloads;
+    {
+      const std::lock_guard lock(gAccess);
+      payloads = gEvtPayloads;
+    }
+    posted = payloads.size();
+    cloudLogPrivEvent(payloads);
+  });
+  // Those that came meanwhile have a handler of their own waiting.
+  const std::lock_guard lock(gAccess);
+  posted = std::min(posted, gEvtPayloads.size());
+  gEvtPayloads.erase(gEvtPayloads.begin(),
+                     gEvtPayloads.begin() + static_cast<std::ptrdiff_t>(posted));
+}
+
+void ORBProcessor::cloudLogPrivEvent(const std::vector<EventPayload>& payloads) {
+  kLog.debug("process a privilege event");
+  transfer_->setCookie(std::string(CLOUD_AUTH_COOKIE) + "=" + machineCookie_ + ";");
+  for (const EventPayload& payload : payloads) {
+    transfer_->makeRequest(url_ + CLOUD_RESTAPI_LOG_PRIVEVENT, eventJson(payload), true);
+    const bool result = processResult();
+    kLog.debug("LogPrivEvent: result = %d, httpCode = %ld",
+               {std::to_string(result), std::to_string(transfer_->responseCode())});
+    if (result) continue;
+    if (transfer_->responseCode() != kUnauthorized) {
+      kLog.debug("LogPrivEvent: unknown failure, give up such sending.");
+      return;
+    }
+    kLog.debug("LogPrivEvent: machine cookie expired, will refetch");
+    cloudSSO();
+  }
+}
+
+bool ORBProcessor::processResult() {
+  return isSuccess(*transfer_, answer_, kLog);
+}
+
+}  // namespace tolk
