@@ -18,6 +18,7 @@
 #include "cli/options.h"
 #include "cli/status/config_report.h"
 #include "cli/status/join_status.h"
+#include "cli/status/orbinfo.h"
 #include "cli/status/single_values.h"
 #include "cli/status/sysinfo.h"
 #include "cli/support/collect_support.h"
@@ -101,7 +102,7 @@ constexpr std::array kTasks{
     TaskEntry{Task::productVersion, Gate::none, [](const Run&) { return printProductVersion(); }},
     TaskEntry{Task::globalCatalog, Gate::none, onContext<printGlobalCatalog>},
     TaskEntry{Task::sysinfo, Gate::user, runSysinfo},
-    TaskEntry{Task::orbinfo, Gate::none},
+    TaskEntry{Task::orbinfo, Gate::none, onContext<orbinfo>},
 };
 
 constexpr bool inOrderOfEnumeration() {

@@ -22,6 +22,8 @@ inline constexpr char CLOUD_RESTAPI_SSO[] = "security/sso";
 inline constexpr char CLOUD_RESTAPI_START_IMPERSONATE[] = "security/startimpersonate";
 inline constexpr char CLOUD_RESTAPI_LOG_PRIVEVENT[] = "tqsintegration/LogPrivEvent";
 
+inline constexpr char CLOUD_RESTAPI_SYSINFO_VERSION[] = "sysinfo/version";
+
 inline constexpr char JSON_MEMBER_SUCCESS[] = "success";
 inline constexpr char JSON_MEMBER_SITECHECK_RESULT[] = "result";
 inline constexpr char JSON_MEMBER_OTC[] = "otc";

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <list>
 #include <string>
 
 #include "tolk/base/exceptions.h"
@@ -15,7 +16,9 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/run_queue.h"
-#include "velkd/connector_service.h"
+#include "tolk/krb5/gss_config_overlay.h"
+#include "tolk/rpc/daemon_protocol.h"
+#include "velkd/cloud_service.h"
 #include "velkd/exit_status.h"
 #include "velkd/listener.h"
 #include "velkd/notify.h"
@@ -24,8 +27,6 @@
 namespace velkd {
 namespace {
 
-constexpr const char* kLockFile = "/var/run/velkd.lock";
-constexpr const char* kSocketDirectory = "/var/orvald/daemon";
 constexpr const char* kLogFile = "/var/log/orvald.log";
 constexpr std::size_t kMaxQueuedJobs = 2048;
 
@@ -74,12 +75,12 @@ ServerLimits configuredLimits() {
   return limits;
 }
 
-void reload(Server& server, Worker& worker, ConnectorService& connectors) {
+void reload(Server& server, Worker& worker, CloudService& cloud) {
   tolk::openLog(tolk::LogSink::file, kLogFile);
   tolk::Logger::ReconfigureLevels(tolk::Props(true));
   server.setLimits(configuredLimits());
   worker.wake();
-  connectors.reload();
+  cloud.reload();
   logger().log(tolk::LogLevel::info, "Reread the configuration");
 }
 
@@ -97,8 +98,8 @@ void endWorker(Worker& worker) {
 }
 
 void serveCallers(const Signals& signals, Worker& worker, Service& service, Mailbox& mailbox,
-                  ConnectorService& connectors) {
-  Listener listener(kSocketDirectory);
+                  CloudService& cloud) {
+  Listener listener(tolk::kDaemonDirectory);
   Server server(
       listener.takeSocket(), [&service](const Request& request) { return service.handle(request); },
       mailbox, configuredLimits());
@@ -106,7 +107,7 @@ void serveCallers(const Signals& signals, Worker& worker, Service& service, Mail
   logger().log(tolk::LogLevel::info, "Ready");
   server.run(signals.fd(), [&] {
     const int signal = signals.next();
-    if (signal == SIGHUP) reload(server, worker, connectors);
+    if (signal == SIGHUP) reload(server, worker, cloud);
     return signal == 0 || signal == SIGHUP;
   });
   notifyServiceManager("STOPPING=1");
@@ -115,14 +116,14 @@ void serveCallers(const Signals& signals, Worker& worker, Service& service, Mail
 void serve(const Signals& signals) {
   Mailbox mailbox;
   StatusBoard board;
-  ConnectorService connectors(board);
-  Directory directory(board, [&connectors] { connectors.connected(); });
+  CloudService cloud(board);
+  Directory directory(board, [&cloud] { cloud.connected(); });
   Worker worker(kMaxQueuedJobs, [&directory] { return directory.upkeep(); });
   Service service(
-      board, worker, [&directory](const FetchCall& call) { return directory.fetch(call); },
+      board, worker, [&directory](const FetchCall& call) { return directory.fetch(call); }, cloud,
       mailbox);
   try {
-    serveCallers(signals, worker, service, mailbox, connectors);
+    serveCallers(signals, worker, service, mailbox, cloud);
   } catch (...) {
     endWorker(worker);  // its jobs use what is about to go
     throw;
@@ -134,7 +135,9 @@ void serve(const Signals& signals) {
 
 int runDaemon() {
   const Signals signals;
-  const InstanceLock lock(kLockFile);
+  const InstanceLock lock(kDaemonLockFile);
+  // For all threads, so before the first: the environment is not to change under them.
+  const tolk::GssConfigOverlay overlay{std::list<std::string>{}};
   tolk::openLog(tolk::LogSink::file, kLogFile);
   allowDescriptors();
   serve(signals);

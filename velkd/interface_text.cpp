@@ -19,6 +19,9 @@ type Object (dn: string, attributes: []Attribute)
 # key is the domain's DNS name in upper case.
 type Range (key: string, value: string)
 
+# One value of a privilege event.
+type Field (key: string, value: string)
+
 # Says as whom the daemon knows the caller.
 method Authenticate() -> (uid: int, privileged: bool)
 
@@ -39,9 +42,12 @@ method GetSystemInfo(modules: int) -> (text: string)
 # That of a domain which cannot be reached is "<unavailable>".
 method GetDomainIdentifiers() -> (ranges: []Range)
 
-# The cloud platform that this host uses. code: 0 none is configured, 1 connected, 2 connected through a web proxy,
-# 3 not connected. text is the platform's address and the proxy; empty with code 0.
+# The cloud platform that this host uses; for root. code: 0 none is configured, 1 connected, 2 connected through a web
+# proxy, 3 not connected. text is the platform's address and the proxy; empty with code 0.
 method GetCloudInstance() -> (code: int, text: string)
+
+# Queues a privilege event for the cloud platform, its names and values in their order. For root.
+method LogPrivilegeEvent(fields: []Field) -> ()
 
 # The caller may not ask for this: another object than this host's own without being root, for one.
 error PermissionDenied (message: string)
@@ -49,6 +55,8 @@ error PermissionDenied (message: string)
 error NotJoined (message: string)
 # The directory could not be asked, or answered with a failure.
 error DirectoryFailed (message: string)
+# The cloud platform could not be asked, or refused.
+error CloudFailed (message: string)
 # The identifier ranges are not known yet.
 error StillGathering (message: string)
 )";

@@ -139,8 +139,8 @@ tolk::ADObject MachineSession::zone() {
   const std::string name = zoneName();
   if (name.empty()) return {};
   // Another domain's zone is in the catalog only; it has both attributes.
-  const bool own = tolk::equalsIgnoringCase(tolk::DN::domainFromDN(name),
-                                            machine_.directory().domainName());
+  const bool own =
+      tolk::equalsIgnoringCase(tolk::DN::domainFromDN(name), machine_.directory().domainName());
   const MachineBinding::Read read =
       MachineBinding::read(binding(own ? Server::controller : Server::globalCatalog), name,
                            {tolk::AD_DISPLAY_NAME, tolk::AD_DESCRIPTION});

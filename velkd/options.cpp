@@ -4,6 +4,7 @@
 #include <getopt.h>
 
 #include <array>
+#include <span>
 #include <string_view>
 
 #include "tolk/zones/zone_schema.h"
@@ -13,12 +14,18 @@ namespace velkd {
 const char* const kUsage = R"(Usage: velkd
        velkd adopt [--domain DOMAIN] [--auto-zone | --null-zone | --zone DN [--schema NAME]]
        velkd unadopt
+       velkd proxy-credential set USER | clear
        velkd --help | --version
 
 Without a word velkd is the agent daemon and stays in the foreground.
 
   adopt       make the join of this host, which another tool has joined to its domain, known to the agent
   unadopt     set the agent's join settings aside; the join itself stays
+  proxy-credential set USER
+              store the user for the web proxy; the password is asked for, or read from standard input when that
+              is no terminal. USER S-1-5-18 is the computer account and has no password
+  proxy-credential clear
+              forget that user
 
   --domain DOMAIN   the domain to take when the keytab has accounts of several
   --auto-zone       this host is in no zone of its own (the default)
@@ -83,14 +90,32 @@ struct Reader {
     }
   }
 
-  void takeWords(int count, char** words) {
-    if (count == 0) return;
+  void takeWords(std::span<char*> words) {
+    if (words.empty()) return;
     const std::string_view word = words[0];
+    std::size_t expected = 1;
     if (word == "adopt") options.action = Action::adopt;
     if (word == "unadopt") options.action = Action::unadopt;
-    if (options.action == Action::daemon)
+    if (word == "proxy-credential") expected = takeProxyCredential(words);
+    if (options.action == Action::daemon && options.problem.empty())
       options.problem = "unknown word '" + std::string(word) + "'";
-    if (count > 1) options.problem = "too many words";
+    if (words.size() > expected && options.problem.empty()) options.problem = "too many words";
+  }
+
+  // Returns the number of words that belong to it.
+  std::size_t takeProxyCredential(std::span<char*> words) {
+    const std::string_view verb = words.size() > 1 ? words[1] : "";
+    if (verb == "clear") {
+      options.action = Action::clearProxyCredential;
+      return 2;
+    }
+    options.action = Action::setProxyCredential;
+    if (verb == "set" && words.size() > 2 && *words[2] != '\0') {
+      options.user = words[2];
+    } else {
+      options.problem = "proxy-credential takes 'set USER' or 'clear'";
+    }
+    return 3;
   }
 
   [[nodiscard]] std::string problem() const {
@@ -115,7 +140,8 @@ Options parseOptions(int argc, char** argv) {
     reader.take(letter);
     if (letter == kHelp || letter == kVersion) return reader.options;
   }
-  reader.takeWords(argc - optind, argv + optind);
+  reader.takeWords(
+      std::span(argv, static_cast<std::size_t>(argc)).subspan(static_cast<std::size_t>(optind)));
   reader.options.problem = reader.problem();
   return reader.options;
 }

@@ -5,7 +5,15 @@
 
 namespace velkd {
 
-enum class Action { daemon, adopt, unadopt, help, version };
+enum class Action {
+  daemon,
+  adopt,
+  unadopt,
+  setProxyCredential,
+  clearProxyCredential,
+  help,
+  version
+};
 
 /// How the zone of an adopted join is chosen.
 enum class ZoneChoice { automatic, none, named };
@@ -16,6 +24,7 @@ struct Options {
   ZoneChoice zoneChoice = ZoneChoice::automatic;
   std::string zone;     ///< distinguished name, of --zone
   std::string schema;   ///< of --schema; goes with --zone
+  std::string user;     ///< of proxy-credential set
   std::string problem;  ///< why this is no valid command line; "" when it is
 };
 

@@ -11,6 +11,7 @@
 #include "velkd/daemon.h"
 #include "velkd/exit_status.h"
 #include "velkd/options.h"
+#include "velkd/proxy_credential.h"
 
 namespace velkd {
 namespace {
@@ -32,6 +33,10 @@ int runAction(const Options& options) {
     case Action::unadopt:
       unadopt(std::cout);
       return exit_status::kSuccess;
+    case Action::setProxyCredential:
+      return setProxyCredential(options.user);
+    case Action::clearProxyCredential:
+      return clearProxyCredential();
     case Action::help:
       std::cout << kUsage;
       return exit_status::kSuccess;

@@ -8,82 +8,15 @@
 #include <utility>
 
 #include "tolk/base/exceptions.h"
-#include "tolk/base/json.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
-#include "tolk/base/text.h"
-#include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/varlink_wire.h"
 #include "velkd/interface_text.h"
-#include "velkd/rpc_error.h"
+#include "velkd/service_call.h"
 #include "velkd/system_info.h"
 
 namespace velkd {
 namespace {
-
-namespace json = tolk::json;
-using Clock = std::chrono::steady_clock;
-
-/// The parameters of an answer while they are put together.
-struct Reply {
-  json::Document value{rapidjson::kObjectType};
-
-  json::Allocator& memory() { return value.GetAllocator(); }
-  Reply& add(const char* name, json::Value member) {
-    value.AddMember(rapidjson::StringRef(name), member, memory());
-    return *this;
-  }
-  Reply& add(const char* name, std::string_view text) {
-    return add(name, json::makeString(text, memory()));
-  }
-  [[nodiscard]] std::string text() const { return tolk::encodeReply(value); }
-};
-
-std::string errorText(const RpcError& error) {
-  json::Document parameters(rapidjson::kObjectType);
-  json::Allocator& memory = parameters.GetAllocator();
-  parameters.AddMember(json::makeString(error.parameter(), memory),
-                       json::makeString(tolk::printable(error.message()), memory), memory);
-  return tolk::encodeError(error.name(), parameters);
-}
-
-[[noreturn]] void throwInvalid(std::string_view parameter) {
-  throw RpcError(tolk::daemon_error::kInvalidParameter, std::string(parameter), "parameter");
-}
-
-std::string textOf(const json::Value& value, std::string_view name) {
-  if (!value.IsString()) throwInvalid(name);
-  return {value.GetString(), value.GetStringLength()};
-}
-
-const json::Value& needed(const json::Value& parameters, std::string_view name) {
-  const json::Value* member = json::findMember(parameters, name);
-  if (member == nullptr) throwInvalid(name);
-  return *member;
-}
-
-bool flag(const json::Value& object, std::string_view name, bool fallback) {
-  const json::Value* member = json::findMember(object, name);
-  if (member == nullptr) return fallback;
-  if (!member->IsBool()) throwInvalid(name);
-  return member->GetBool();
-}
-
-std::vector<std::string> texts(const json::Value& parameters, std::string_view name) {
-  constexpr std::size_t kMaxTexts = 1024;
-  const json::Value& list = needed(parameters, name);
-  if (!list.IsArray() || list.Size() > kMaxTexts) throwInvalid(name);
-  std::vector<std::string> all;
-  for (const json::Value& item : list.GetArray()) all.push_back(textOf(item, name));
-  return all;
-}
-
-// A name with a NUL byte would end early in C.
-std::string cText(const json::Value& parameters, std::string_view name) {
-  std::string text = textOf(needed(parameters, name), name);
-  if (text.find('\0') != std::string::npos) throwInvalid(name);
-  return text;
-}
 
 std::string serviceInfo() {
   Reply reply;
@@ -123,25 +56,6 @@ std::string messageMember(const json::Document& message) {
 
 }  // namespace
 
-struct Service::Call {
-  Request request;
-  std::string method;
-  json::Document message;
-  bool oneway = false;  ///< the caller wants no answer
-  Clock::time_point started = Clock::now();
-
-  [[nodiscard]] const json::Value& parameters() const {
-    static const json::Value kNone(rapidjson::kObjectType);
-    const json::Value* found = json::findMember(message, "parameters");
-    if (found == nullptr) return kNone;
-    if (!found->IsObject()) throwInvalid("parameters");
-    return *found;
-  }
-  [[nodiscard]] std::chrono::microseconds age() const {
-    return std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - started);
-  }
-};
-
 struct Service::Method {
   std::string_view name;
   std::optional<std::string> (*run)(Service&, const Call&);
@@ -167,9 +81,9 @@ std::optional<std::string> Service::run(const Call& call) {
       Method{names::kGetDomainIdentifiers,
              [](Service& s, const Call& c) { return s.getDomainIdentifiers(c); }},
       Method{names::kGetCloudInstance,
-             [](Service&, const Call&) -> std::optional<std::string> {
-               return Reply().add("code", json::Value(0)).add("text", "").text();
-             }},
+             [](Service& s, const Call& c) { return s.getCloudInstance(c); }},
+      Method{names::kLogPrivilegeEvent,
+             [](Service& s, const Call& c) { return s.logPrivilegeEvent(c); }},
       Method{names::kGetInfo,
              [](Service&, const Call&) -> std::optional<std::string> { return serviceInfo(); }},
       Method{names::kGetInterfaceDescription,
@@ -205,6 +119,25 @@ std::optional<std::string> Service::handle(const Request& request) {
   return call.oneway ? std::string() : answer;
 }
 
+void Service::answerLater(const Later& later, const std::function<std::string()>& make) {
+  std::string answer;
+  bool error = false;
+  try {
+    answer = make();
+  } catch (const RpcError& e) {
+    error = true;
+    answer = errorText(e);
+  } catch (const std::exception& e) {
+    error = true;
+    answer = errorText(RpcError(tolk::daemon_error::kDirectoryFailed, e.what()));
+  }
+  counters_.count(
+      later.method, error,
+      std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - later.started));
+  mailbox_.post(
+      {.connection = later.connection, .text = later.oneway ? std::string() : std::move(answer)});
+}
+
 std::optional<std::string> Service::fetchObject(const Call& call) {
   const json::Value& parameters = call.parameters();
   FetchCall fetch{.privileged = call.request.caller.privileged(),
@@ -212,29 +145,18 @@ std::optional<std::string> Service::fetchObject(const Call& call) {
                   .dn = cText(parameters, "dn"),
                   .attributes = texts(parameters, "attributes"),
                   .fresh = flag(parameters, "fresh", false)};
-  const auto job = [this, fetch = std::move(fetch), connection = call.request.connection,
-                    method = call.method, oneway = call.oneway, started = call.started] {
-    std::string answer;
-    bool error = false;
-    try {
+  const auto job = [this, fetch = std::move(fetch), later = Later(call)] {
+    answerLater(later, [&] {
       const std::chrono::milliseconds limit(tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT));
-      if (Clock::now() - started >= limit) {
+      if (Clock::now() - later.started >= limit) {
         throw RpcError(tolk::daemon_error::kDirectoryFailed, "The call has waited too long.");
       }
-      answer = fetch_(fetch);
+      std::string answer = fetch_(fetch);
       if (answer.size() > tolk::kMaxMessageBytes) {
         throw RpcError(tolk::daemon_error::kDirectoryFailed, "The object is too large.");
       }
-    } catch (const RpcError& e) {
-      error = true;
-      answer = errorText(e);
-    } catch (const std::exception& e) {
-      error = true;
-      answer = errorText(RpcError(tolk::daemon_error::kDirectoryFailed, e.what()));
-    }
-    counters_.count(method, error,
-                    std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - started));
-    mailbox_.post({.connection = connection, .text = oneway ? std::string() : std::move(answer)});
+      return answer;
+    });
   };
   if (!worker_.post(job)) {
     throw RpcError(tolk::daemon_error::kDirectoryFailed, "Too many calls are waiting.");

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "velkd/cloud_desk.h"
 #include "velkd/counters.h"
 #include "velkd/directory.h"
 #include "velkd/mailbox.h"
@@ -24,8 +25,12 @@ class Service {
   /// `fetch` runs on the worker's thread and gives the text of an answer or throws RpcError.
   using Fetch = std::function<std::string(const FetchCall&)>;
 
-  Service(const StatusBoard& board, Worker& worker, Fetch fetch, Mailbox& mailbox)
-      : board_(board), worker_(worker), fetch_(std::move(fetch)), mailbox_(mailbox) {}
+  Service(const StatusBoard& board, Worker& worker, Fetch fetch, CloudDesk& cloud, Mailbox& mailbox)
+      : board_(board),
+        worker_(worker),
+        fetch_(std::move(fetch)),
+        cloud_(cloud),
+        mailbox_(mailbox) {}
 
   /// A Handler for the server.
   std::optional<std::string> handle(const Request& request);
@@ -33,14 +38,20 @@ class Service {
  private:
   struct Call;
   struct Method;
+  struct Later;
   [[nodiscard]] std::optional<std::string> run(const Call& call);
   [[nodiscard]] std::optional<std::string> fetchObject(const Call& call);
   [[nodiscard]] std::optional<std::string> getSystemInfo(const Call& call);
   [[nodiscard]] std::optional<std::string> getDomainIdentifiers(const Call& call);
+  [[nodiscard]] std::optional<std::string> getCloudInstance(const Call& call);
+  [[nodiscard]] std::optional<std::string> logPrivilegeEvent(const Call& call);
+  // For other threads: leaves the answer that `make` gives, or the error that it throws.
+  void answerLater(const Later& later, const std::function<std::string()>& make);
 
   const StatusBoard& board_;
   Worker& worker_;
   Fetch fetch_;
+  CloudDesk& cloud_;
   Mailbox& mailbox_;
   Counters counters_;
 };

@@ -12,13 +12,13 @@
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/ad_object.h"
 #include "tolk/ldap/sid.h"
+#include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/local_rpc_session.h"
 
 namespace joinscope {
 namespace {
 
 constexpr char kSettingsDirectory[] = "/var/orvald";
-constexpr char kRpcDirectory[] = "/var/orvald/daemon";
 constexpr char kLockPath[] = "/var/run/velkd.lock";
 constexpr int kAccountDisabled = 0x2;  // ADS_UF_ACCOUNTDISABLE
 
@@ -53,7 +53,7 @@ AgentState lockState(const char* lockPath) noexcept {
 }  // namespace
 
 AgentState agentState() noexcept {
-  return agentStateAt(tolk::JoinSettings(kSettingsDirectory), kRpcDirectory, kLockPath);
+  return agentStateAt(tolk::JoinSettings(kSettingsDirectory), tolk::kDaemonDirectory, kLockPath);
 }
 
 AgentState agentStateAt(const tolk::JoinSettings& settings, const char* rpcDirectory,

@@ -20,5 +20,10 @@ inline constexpr int kPasswordChanged = 156;    ///< the keytab does not hold th
 inline constexpr int kMalformedKrb5Conf = 157;  ///< malformed krb5.conf, not to be moved aside
 inline constexpr int kNtlmFailed = 159;         ///< an NTLM logon could not be tried
 inline constexpr int kNtlmRefused = 160;        ///< a controller refused an NTLM logon
+inline constexpr int kOrbConnected = 180;       ///< --orbinfo: connected to the platform
+inline constexpr int kOrbNotConnected = 181;    ///< the platform does not answer
+inline constexpr int kOrbThroughProxy = 182;    ///< connected through a web proxy or a connector
+inline constexpr int kOrbStored = 183;          ///< told by the settings, as the daemon is down
+inline constexpr int kOrbUnknown = 184;         ///< no platform is known
 
 }  // namespace joinscope::exit_status

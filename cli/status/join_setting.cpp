@@ -10,13 +10,13 @@
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"
 #include "tolk/net/network_state.h"
+#include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/local_rpc_session.h"
 #include "tolk/zones/zone_hierarchy.h"
 
 namespace joinscope {
 namespace {
 
-constexpr char kRpcDirectory[] = "/var/orvald/daemon";
 constexpr int kStandardLayout = 1;
 
 std::string zoneNameFromDirectory(TaskContext& context, const std::string& zoneDn,
@@ -33,7 +33,7 @@ std::string zoneNameFromDirectory(TaskContext& context, const std::string& zoneD
 }
 
 std::string controllerFromDaemon() {
-  return tolk::LocalRpcSession(kRpcDirectory, false, false).getCurrentDC();
+  return tolk::LocalRpcSession(tolk::kDaemonDirectory, false, false).getCurrentDC();
 }
 
 std::string recordedController(const TaskContext& context) {

@@ -8,14 +8,11 @@
 #include "cli/common/output.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/text.h"
+#include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/local_rpc_session.h"
 
 namespace joinscope {
-namespace {
-
-constexpr char kRpcDirectory[] = "/var/orvald/daemon";
-
-}  // namespace
+namespace {}  // namespace
 
 int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* stream) {
   std::cout << "System Diagnostic\n";
@@ -24,7 +21,7 @@ int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* stream) {
     return exit_status::kNotJoined;
   }
   try {
-    tolk::LocalRpcSession session(kRpcDirectory, false, false);
+    tolk::LocalRpcSession session(tolk::kDaemonDirectory, false, false);
     session.authenticateProcess();
     std::cout << session.getSystemInfo(mask);
     return exit_status::kSuccess;

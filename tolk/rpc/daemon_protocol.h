@@ -16,6 +16,7 @@ inline constexpr std::string_view kGetCurrentDC = "org.orvald.velkd.GetCurrentDC
 inline constexpr std::string_view kGetSystemInfo = "org.orvald.velkd.GetSystemInfo";
 inline constexpr std::string_view kGetDomainIdentifiers = "org.orvald.velkd.GetDomainIdentifiers";
 inline constexpr std::string_view kGetCloudInstance = "org.orvald.velkd.GetCloudInstance";
+inline constexpr std::string_view kLogPrivilegeEvent = "org.orvald.velkd.LogPrivilegeEvent";
 inline constexpr std::string_view kGetInfo = "org.varlink.service.GetInfo";
 inline constexpr std::string_view kGetInterfaceDescription =
     "org.varlink.service.GetInterfaceDescription";
@@ -26,11 +27,13 @@ inline constexpr std::string_view kPermissionDenied = "org.orvald.velkd.Permissi
 inline constexpr std::string_view kNotJoined = "org.orvald.velkd.NotJoined";
 inline constexpr std::string_view kDirectoryFailed = "org.orvald.velkd.DirectoryFailed";
 inline constexpr std::string_view kStillGathering = "org.orvald.velkd.StillGathering";
+inline constexpr std::string_view kCloudFailed = "org.orvald.velkd.CloudFailed";
 inline constexpr std::string_view kMethodNotFound = "org.varlink.service.MethodNotFound";
 inline constexpr std::string_view kInterfaceNotFound = "org.varlink.service.InterfaceNotFound";
 inline constexpr std::string_view kInvalidParameter = "org.varlink.service.InvalidParameter";
 }  // namespace daemon_error
 
+inline constexpr char kDaemonDirectory[] = "/var/orvald/daemon";
 inline constexpr std::string_view kDaemonSocketName = "velkd.sock";
 
 /// The text of a call. `parameters` is an object. Throws BadDataException when a string in it is

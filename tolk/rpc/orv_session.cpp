@@ -1,5 +1,6 @@
 // The C interface over LocalRpcSession: exceptions become codes.
 #include "tolk/rpc/orv_session.h"
+#include "tolk/rpc/daemon_protocol.h"
 
 #include <array>
 #include <cstdlib>
@@ -22,7 +23,6 @@ struct OrvSession {
 
 namespace {
 
-constexpr char kRpcDirectory[] = "/var/orvald/daemon";
 constexpr int kInterfaceVersion = 1;
 
 using KeyValueSet = std::unique_ptr<OrvKeyValue, tolk::Releaser<orvFreeKeyValueSet>>;
@@ -89,8 +89,8 @@ int orvSessionOpen(int version, int client, OrvSession** session) noexcept {
   if (version != kInterfaceVersion) return OrvCode::kBadArgument;
   return coded([client, session] {
     logged(OrvCode::kSuccess, ("session of client " + std::to_string(client)).c_str());
-    *session =
-        std::make_unique<OrvSession>(tolk::LocalRpcSession(kRpcDirectory, false, true)).release();
+    *session = std::make_unique<OrvSession>(tolk::LocalRpcSession(tolk::kDaemonDirectory, false, true))
+                   .release();
   });
 }
 

@@ -1,6 +1,7 @@
 // What the daemon answers to whom.
 #include "velkd/service.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 
@@ -35,8 +36,21 @@ class ServiceTest : public testing::Test {
                uid);
   }
 
+  struct Desk : CloudDesk {
+    void askInstance(std::function<void(const CloudInstance&)> done) override {
+      done({.code = CloudInstance::Code::throughProxy, .text = "https://p/,proxy:1"});
+    }
+    bool logEvent(PrivilegeEvent event) override {
+      events.push_back(std::move(event));
+      return enabled;
+    }
+    bool enabled = true;
+    std::vector<PrivilegeEvent> events;
+  };
+
   StatusBoard board_;
   Mailbox mailbox_;
+  Desk cloud_;
   Worker worker_{4, [] { return std::chrono::steady_clock::now() + std::chrono::hours(1); }};
   FetchCall fetched_;
   Service::Fetch fetch_ = [](const FetchCall&) { return R"({"parameters":{}})"; };
@@ -45,13 +59,30 @@ class ServiceTest : public testing::Test {
                      fetched_ = c;
                      return fetch_(c);
                    },
-                   mailbox_};
+                   cloud_, mailbox_};
 };
 
 TEST_F(ServiceTest, CallerIsWhoTheKernelSays) {
   EXPECT_EQ(call("Authenticate", "{}"), R"({"parameters":{"uid":0,"privileged":true}})");
   EXPECT_EQ(call("Authenticate", R"({"uid":0})", kTester),
             R"({"parameters":{"uid":1500,"privileged":false}})");
+}
+
+TEST_F(ServiceTest, CloudIsForRoot) {
+  EXPECT_EQ(call("GetCloudInstance", "{}"),
+            R"({"parameters":{"code":2,"text":"https://p/,proxy:1"}})");
+  const std::string event = R"({"fields":[{"key":"b","value":"1"},{"key":"a","value":"2"}]})";
+  EXPECT_EQ(call("LogPrivilegeEvent", event), R"({"parameters":{}})");
+  ASSERT_EQ(cloud_.events.size(), 1U);
+  EXPECT_EQ(cloud_.events[0], (PrivilegeEvent{{"b", "1"}, {"a", "2"}}));
+  for (const char* method : {"GetCloudInstance", "LogPrivilegeEvent"}) {
+    EXPECT_THAT(call(method, event, kTester), testing::HasSubstr("PermissionDenied"));
+  }
+  EXPECT_EQ(cloud_.events.size(), 1U);
+  cloud_.enabled = false;
+  EXPECT_THAT(call("LogPrivilegeEvent", event), testing::HasSubstr("CloudFailed"));
+  EXPECT_THAT(call("LogPrivilegeEvent", R"({"fields":[{"key":"b"}]})"),
+              testing::HasSubstr("InvalidParameter"));
 }
 
 TEST_F(ServiceTest, WhatIsNotKnownIsNamed) {

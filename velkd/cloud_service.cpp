@@ -1,0 +1,158 @@
+// The daemon's side of the cloud platform.
+#include "velkd/cloud_service.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+#include "cloud/certificate_check.h"
+#include "cloud/cloud_object.h"
+#include "cloud/connector_access.h"
+#include "cloud/curl_object.h"
+#include "cloud/http_proxy.h"
+#include "cloud/iwa_site_check.h"
+#include "cloud/orb.h"
+#include "tolk/base/exceptions.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
+#include "tolk/base/run_queue.h"
+
+namespace velkd {
+namespace {
+
+constexpr tolk::CloudLog kLog{"velkd.cloud"};
+constexpr const char* kQueueName = "cloud";
+
+/// A piece of work for a run queue.
+class QueuedWork final : public tolk::QueueAble {
+ public:
+  QueuedWork(const std::string& name, std::function<void()> work)
+      : QueueAble(name), work_(std::move(work)) {}
+  void run() override { work_(); }
+
+ private:
+  std::function<void()> work_;
+};
+
+/// Signs the machine on once a platform is known: the connectors tell it, after their first search.
+class SignOn final : public tolk::QueueAble {
+ public:
+  SignOn() : QueueAble("SignOn") {
+    constexpr long kSecondsBetween = 2;
+    setTimeout(kSecondsBetween);
+  }
+  void run() override {
+    const tolk::ConnectorAccess* connectors = tolk::ConnectorAccess::current();
+    if (connectors == nullptr || tolk::ConnectorAccess::current()->platformUrl().empty()) return;
+    done_ = true;
+    tolk::ORBProcessor::getProcessor()->initProc("");
+  }
+  [[nodiscard]] bool periodic() const override { return !done_; }
+
+ private:
+  bool done_ = false;
+};
+
+/// Whether that status comes from the platform, and not from a proxy on the way that cannot reach
+/// it.
+bool isPlatformStatus(long status) {
+  constexpr long kServerErrors = 500;
+  constexpr long kProxyDenied = 407;
+  return status != kProxyDenied && status < kServerErrors;
+}
+
+bool platformAnswers(const std::string& url, const tolk::HttpProxy& proxy) {
+  constexpr long kMarginMs = 1000;
+  constexpr long kLeastMs = 500;
+  const long limit = tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT);
+  try {
+    tolk::CurlObject transfer;
+    // The caller waits for no longer than that.
+    transfer.setOption(CURLOPT_TIMEOUT_MS, std::max(kLeastMs, limit - kMarginMs));
+    tolk::checkPlatformCertificate(transfer, kLog);
+    tolk::applyProxy(transfer, proxy, kLog);
+    transfer.makeRequest(url + tolk::CLOUD_RESTAPI_SYSINFO_VERSION, {}, false);
+    return isPlatformStatus(transfer.responseCode());
+  } catch (const tolk::Base_Exception& e) {
+    kLog.debug("%s does not answer: %s", {url, e.what()});
+    return false;
+  }
+}
+
+}  // namespace
+
+CloudInstance checkCloudInstance() {
+  using Code = CloudInstance::Code;
+  tolk::ConnectorAccess* connectors = tolk::ConnectorAccess::current();
+  const std::string url = connectors == nullptr ? "" : connectors->platformUrl();
+  if (url.empty()) return {};
+  const bool direct = tolk::Props().getBool(tolk::PN::CLOUD_DIRECT_CONNECTION, false);
+  const tolk::HttpProxy proxy = tolk::getCloudProxy();
+  CloudInstance instance{.code = Code::notConnected, .text = url + "," + proxy.server};
+  if (proxy.server.empty() && !direct) return instance;
+  if (platformAnswers(url, proxy)) instance.code = direct ? Code::direct : Code::throughProxy;
+  return instance;
+}
+
+CloudService::CloudService(const StatusBoard& board) : connectors_(board) {
+  tolk::ORBProcessor::setProcessor(std::make_shared<tolk::ORBProcessor>());
+  (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1);
+  tolk::UpdateCloudHttpProxy();
+  startEvents();
+}
+
+void CloudService::reload() {
+  tolk::UpdateCloudHttpProxy();
+  connectors_.reload();
+  startEvents();
+  const std::lock_guard lock(mutex_);
+  instanceUntil_ = {};
+}
+
+void CloudService::connected() {
+  connectors_.connected();
+}
+
+void CloudService::startEvents() {
+  if (!tolk::Props().getBool(tolk::PN::VELKD_CLOUD_LOG_PRIVEVENT, false)) return;
+  const std::lock_guard lock(mutex_);
+  if (eventsStarted_) return;
+  eventsStarted_ = true;
+  (void)tolk::RunQueue::getRunQueue(tolk::ORB_QUEUE_NAME, true, 1)
+      ->queue(std::make_shared<SignOn>());
+}
+
+void CloudService::askInstance(std::function<void(const CloudInstance&)> done) {
+  std::unique_lock lock(mutex_);
+  if (std::chrono::steady_clock::now() < instanceUntil_) {
+    const CloudInstance known = instance_;
+    lock.unlock();
+    done(known);
+    return;
+  }
+  waiting_.push_back(std::move(done));
+  if (waiting_.size() > 1) return;
+  (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1)
+      ->queue(std::make_shared<QueuedWork>("CloudInstance", [this] { answerInstance(); }));
+}
+
+void CloudService::answerInstance() {
+  constexpr std::chrono::seconds kGoodFor(10);
+  const CloudInstance instance = checkCloudInstance();
+  std::vector<std::function<void(const CloudInstance&)>> waiting;
+  {
+    const std::lock_guard lock(mutex_);
+    instance_ = instance;
+    instanceUntil_ = std::chrono::steady_clock::now() + kGoodFor;
+    waiting.swap(waiting_);
+  }
+  for (const auto& done : waiting) done(instance);
+}
+
+bool CloudService::logEvent(PrivilegeEvent event) {
+  if (!tolk::Props().getBool(tolk::PN::VELKD_CLOUD_LOG_PRIVEVENT, false)) return false;
+  tolk::ORBProcessor::handleLogPrivEvent(std::move(event));
+  return true;
+}
+
+}  // namespace velkd

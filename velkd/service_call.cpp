@@ -1,0 +1,56 @@
+// One call on the daemon channel while it is answered.
+#include "velkd/service_call.h"
+
+#include "tolk/base/text.h"
+
+namespace velkd {
+namespace {
+
+std::string textOf(const json::Value& value, std::string_view name) {
+  if (!value.IsString()) throwInvalid(name);
+  return {value.GetString(), value.GetStringLength()};
+}
+
+}  // namespace
+
+std::string errorText(const RpcError& error) {
+  json::Document parameters(rapidjson::kObjectType);
+  json::Allocator& memory = parameters.GetAllocator();
+  parameters.AddMember(json::makeString(error.parameter(), memory),
+                       json::makeString(tolk::printable(error.message()), memory), memory);
+  return tolk::encodeError(error.name(), parameters);
+}
+
+[[noreturn]] void throwInvalid(std::string_view parameter) {
+  throw RpcError(tolk::daemon_error::kInvalidParameter, std::string(parameter), "parameter");
+}
+
+const json::Value& needed(const json::Value& parameters, std::string_view name) {
+  const json::Value* member = json::findMember(parameters, name);
+  if (member == nullptr) throwInvalid(name);
+  return *member;
+}
+
+bool flag(const json::Value& object, std::string_view name, bool fallback) {
+  const json::Value* member = json::findMember(object, name);
+  if (member == nullptr) return fallback;
+  if (!member->IsBool()) throwInvalid(name);
+  return member->GetBool();
+}
+
+std::vector<std::string> texts(const json::Value& parameters, std::string_view name) {
+  constexpr std::size_t kMaxTexts = 1024;
+  const json::Value& list = needed(parameters, name);
+  if (!list.IsArray() || list.Size() > kMaxTexts) throwInvalid(name);
+  std::vector<std::string> all;
+  for (const json::Value& item : list.GetArray()) all.push_back(textOf(item, name));
+  return all;
+}
+
+std::string cText(const json::Value& parameters, std::string_view name) {
+  std::string text = textOf(needed(parameters, name), name);
+  if (text.find('\0') != std::string::npos) throwInvalid(name);
+  return text;
+}
+
+}  // namespace velkd
