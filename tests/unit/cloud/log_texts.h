@@ -15,9 +15,9 @@ namespace tolk::test {
 /// Collects all records from construction on.
 class LogTexts {
  public:
-  LogTexts() {
+  explicit LogTexts(const std::string& level = "DEBUG") {
     Properties properties;
-    properties.set(PN::ROOT_LOGGER_NAME, "DEBUG");
+    properties.set(PN::ROOT_LOGGER_NAME, level);
     Logger::ReconfigureLevels(properties);
     openLog(LogSink::file, path_);
   }
@@ -36,7 +36,7 @@ class LogTexts {
       const std::size_t start = line.find(mark);
       if (start == std::string::npos) continue;
       const std::size_t from = start + mark.size();
-      texts.push_back(line.substr(from, line.rfind(" (/") - from));
+      texts.push_back(line.substr(from, line.rfind(" (", line.rfind(".cpp:")) - from));
     }
     return texts;
   }

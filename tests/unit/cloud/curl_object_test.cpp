@@ -1,0 +1,224 @@
+// Transfers against servers that send what they should not.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "cloud/cloud_exceptions.h"
+#include "cloud/cloud_json.h"
+#include "cloud/curl_object.h"
+#include "cloud/proxy_auth.h"
+#include "tests/unit/cloud/log_texts.h"
+#include "tests/unit/cloud/raw_http_server.h"
+#include "tolk/base/json.h"
+
+namespace tolk::test {
+namespace {
+
+using testing::Contains;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+using Server = RawHttpServer;
+
+/// The code of the failure, 0 without one.
+int failureOf(CurlObject& transfer, const std::string& url) {
+  try {
+    transfer.makeRequest(url, {}, false);
+    return 0;
+  } catch (const CurlException& e) {
+    return e.code();
+  }
+}
+
+TEST(CurlObject, SendsEachRequestOnceAndAsItIs) {
+  const Server server({Server::ok("a"), Server::ok("b"), Server::ok("c")});
+  CurlObject transfer;
+  transfer.addHeader("X-Two", "2");
+  transfer.addHeader("X-One", "1");
+  transfer.addHeader("X-Two", "two");
+  const std::string body("{\"n\":\"\0\"}", 9);
+  transfer.makeRequest(server.url("/post"), body, true);
+  transfer.makeRequest(server.url("/get"), {}, false);
+  transfer.makeRequest(server.url("/empty"), {}, true);
+  EXPECT_EQ(transfer.responseCode(), 200);
+  EXPECT_EQ(transfer.responseBody(), "c");
+  EXPECT_EQ(transfer.responseHeaders().front(), "HTTP/1.1 200 OK\r\n");
+  const std::vector<std::string> requests = server.requests();
+  ASSERT_EQ(requests.size(), 3U);
+  EXPECT_THAT(requests[0], StartsWith("POST /post HTTP/1.1\r\n"));
+  EXPECT_THAT(requests[0], HasSubstr("Content-Length: 9\r\nX-One: 1\r\nX-Two: two\r\n"));
+  EXPECT_THAT(requests[0], Not(HasSubstr("chunked")));
+  EXPECT_TRUE(requests[0].ends_with(body));
+  EXPECT_THAT(requests[1], StartsWith("GET /get HTTP/1.1\r\n"));
+  EXPECT_THAT(requests[1], Not(HasSubstr("Content-Length")));
+  EXPECT_THAT(requests[2], HasSubstr("Content-Length: 0\r\n"));
+  EXPECT_EQ(server.connections(), 1);
+}
+
+TEST(CurlObject, BadAnswersAreFailuresThatTheHandleSurvives) {
+  const std::string ok = "HTTP/1.1 200 OK\r\n";
+  struct Row {
+    Server::Answer answer;
+    int code;
+    const char* what;
+  };
+  const Row rows[] = {
+      {{.bytes = ok + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n"}, 0, "chunked"},
+      {{.bytes = ok + "Transfer-Encoding: chunked\r\n\r\n3\r\nab", .close = true},
+       18,
+       "half a chunk"},
+      {{.bytes = ok + "Content-Length: 9\r\n\r\nabc", .close = true}, 18, "cut off"},
+      {{.bytes = ok + "Content-Length: x\r\n\r\nabc", .close = true}, 8, "no number"},
+      {{.bytes = "", .close = true}, 52, "nothing"},
+      {{.bytes = "garbage\r\n\r\n", .close = true}, 1, "no HTTP"},
+      {{.bytes = ok + "X: " + std::string(CurlObject::kMaxHeaderLine, 'y') + "\r\n\r\n",
+        .close = true},
+       27,
+       "a header line that is too long"},
+      {{.bytes = ok + "\r\n", .endless = true}, CURLE_FILESIZE_EXCEEDED, "endless"},
+  };
+  for (const Row& row : rows) {
+    const Server bad({row.answer});
+    const Server good({Server::ok("good")});
+    CurlObject transfer;
+    EXPECT_EQ(failureOf(transfer, bad.url()), row.code) << row.what;
+    EXPECT_EQ(failureOf(transfer, good.url()), 0) << row.what;
+    EXPECT_EQ(transfer.responseBody(), "good") << row.what;
+  }
+}
+
+TEST(CurlObject, SilenceHasItsLimit) {
+  const Server server({{.bytes = {}, .silent = true}});
+  Props().set(PN::CLOUD_CURL_TIMEOUT, "1");
+  CurlObject transfer;
+  EXPECT_EQ(failureOf(transfer, server.url()), CURLE_OPERATION_TIMEDOUT);
+  Props().set(PN::CLOUD_CURL_TIMEOUT, "30");
+}
+
+TEST(CurlObject, HeaderCallbackKeepsLinesUpToItsLimit) {
+  CurlObject transfer;
+  std::string line(CurlObject::kMaxHeaderLine + 1, 'h');
+  EXPECT_EQ(CurlObject::HeaderCallBack(line.data(), 1, line.size(), &transfer), line.size());
+  EXPECT_TRUE(transfer.responseHeaders().empty());
+  EXPECT_EQ(CurlObject::HeaderCallBack(line.data(), 1, line.size() - 1, &transfer),
+            line.size() - 1);
+  EXPECT_EQ(transfer.responseHeaders().size(), 1U);
+  EXPECT_EQ(CurlObject::HeaderCallBack(nullptr, 1, 5, &transfer), 5U);
+  EXPECT_EQ(CurlObject::HeaderCallBack(line.data(), 1, 5, nullptr), 5U);
+}
+
+TEST(CurlObject, OptionsAreRecordedAndClearedOnce) {
+  CurlObject transfer;
+  transfer.setOption(CurlGssOption::servicePrincipal, std::string("HTTP/x"));
+  EXPECT_TRUE(transfer.isSet(CurlGssOption::servicePrincipal));
+  transfer.clearOption(CurlGssOption::servicePrincipal);
+  EXPECT_FALSE(transfer.isSet(CurlGssOption::servicePrincipal));
+  transfer.clearOption(CURLOPT_USERAGENT);
+  try {
+    transfer.setOption(static_cast<CURLoption>(9999), 1L);
+    FAIL();
+  } catch (const CurlException& e) {
+    EXPECT_STREQ(e.what(),
+                 "curl error occurred in curl_easy_setopt: An unknown option was passed in to "
+                 "libcurl (48)");
+    EXPECT_EQ(e.code(), CURLE_UNKNOWN_OPTION);
+  }
+}
+
+TEST(CurlObject, CookieThatTheHandleHoldsIsReplaced) {
+  const Server server({Server::ok("", "Set-Cookie: .ASPXAUTH=first; path=/; HttpOnly\r\n"),
+                       Server::ok(""), Server::ok(""), Server::ok("")});
+  CurlObject transfer;
+  transfer.makeRequest(server.url(), {}, false);
+  EXPECT_EQ(transfer.getCookie(".ASPXAUTH"), "first");
+  EXPECT_EQ(transfer.getCookie("other"), "");
+  transfer.setCookie(".ASPXAUTH=second;");
+  transfer.makeRequest(server.url(), {}, false);
+  transfer.clearCookies();
+  transfer.makeRequest(server.url(), {}, false);
+  transfer.setCookie(".ASPXAUTH=third;");
+  transfer.makeRequest(server.url(), {}, false);
+  const std::vector<std::string> requests = server.requests();
+  EXPECT_THAT(requests[1], HasSubstr("Cookie: .ASPXAUTH=second\r\n"));
+  EXPECT_THAT(requests[2], Not(HasSubstr("Cookie:")));
+  EXPECT_THAT(requests[3], HasSubstr("Cookie: .ASPXAUTH=third;\r\n"));
+}
+
+TEST(CurlObject, ProxyPasswordArrivesAsItIsAndIsInNoLog) {
+  const std::string denied =
+      "HTTP/1.1 407 Proxy Authentication Required\r\nProxy-Authenticate: NTLM\r\n"
+      "Proxy-Authenticate: Basic realm=\"x\"\r\nContent-Length: 0\r\n\r\n";
+  const Server proxy({{.bytes = denied}});
+  LogTexts log("TRACE");
+  CurlObject transfer;
+  transfer.setProxy(proxy.address(), "Basic", "us er@lab.test", Shredder("p%41:ss\xc3\xbc"));
+  transfer.makeRequest("http://nowhere.test/", {}, false);
+  EXPECT_EQ(transfer.responseCode(), 407);
+  ASSERT_EQ(proxy.requests().size(), 1U);
+  // base64 of "us er@lab.test:p%41:ssü"
+  const std::string credential = "dXMgZXJAbGFiLnRlc3Q6cCU0MTpzc8O8";
+  EXPECT_THAT(proxy.requests()[0], StartsWith("GET http://nowhere.test/ HTTP/1.1\r\n"));
+  EXPECT_THAT(proxy.requests()[0], HasSubstr("Proxy-Authorization: Basic " + credential));
+  const std::vector<std::string> texts = log.take("curl.object");
+  EXPECT_THAT(texts, Contains(HasSubstr("The user name format \"us er@lab.test\" for 'ntlm'")));
+  EXPECT_THAT(texts, Contains("Proxy-Authorization: (hidden)"));
+  for (const std::string& text : texts) {
+    EXPECT_THAT(text, Not(HasSubstr(credential)));
+    EXPECT_THAT(text, Not(HasSubstr("%41:ss")));
+  }
+}
+
+TEST(CurlObject, ProxyOfTheEnvironmentDoesNotCount) {
+  const Server proxy({Server::ok("proxy")});
+  const Server server({Server::ok("direct"), Server::ok("direct")});
+  ::setenv("http_proxy", proxy.url().c_str(), 1);
+  CurlObject transfer;
+  transfer.makeRequest(server.url(), {}, false);
+  EXPECT_EQ(transfer.responseBody(), "direct");
+  transfer.setProxy("192.0.2.1:8080", "", "", Shredder());
+  transfer.reset(true);
+  transfer.makeRequest(server.url(), {}, false);
+  EXPECT_EQ(transfer.responseBody(), "direct");
+  ::unsetenv("http_proxy");
+}
+
+TEST(CurlObject, ConnectionThatIsLoggedOnIsNotReused) {
+  const Server server({Server::ok(""), Server::ok(""), Server::ok("")});
+  CurlObject transfer;
+  transfer.setOption(CURLOPT_HTTPAUTH, ProxyAuthMask::negotiate);
+  transfer.makeRequest(server.url(), {}, false);
+  transfer.clearOption(CURLOPT_HTTPAUTH);
+  transfer.makeRequest(server.url(), {}, false);
+  transfer.makeRequest(server.url(), {}, false);
+  EXPECT_EQ(server.connections(), 2);
+}
+
+TEST(CloudJson, JudgesTheAnswer) {
+  struct Row {
+    const char* body;
+    bool success;
+  };
+  for (const Row& row :
+       {Row{R"({"success":true,"a":"b"})", true}, Row{R"({"success":"true"})", false},
+        Row{R"({})", false}, Row{R"([])", false}}) {
+    const Server server({Server::ok(row.body)});
+    CurlObject transfer;
+    transfer.makeRequest(server.url(), {}, false);
+    json::Document answer;
+    EXPECT_EQ(isSuccess(transfer, answer, CloudLog("test")), row.success) << row.body;
+  }
+  for (const std::string& body :
+       {std::string("no JSON"), std::string("{\"a\":\0}", 7), std::string(100, '[')}) {
+    const Server server({Server::ok(body)});
+    CurlObject transfer;
+    transfer.makeRequest(server.url(), {}, false);
+    json::Document answer;
+    EXPECT_THROW((void)isSuccess(transfer, answer, CloudLog("test")), BadDataException) << body;
+  }
+  EXPECT_THROW((void)getJsonString(json::Document(), "otc"), CloudException);
+  EXPECT_THROW((void)getJsonString(json::parse(R"({"otc":1})"), "otc"), CloudException);
+}
+
+}  // namespace
+}  // namespace tolk::test
