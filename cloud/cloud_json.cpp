@@ -18,7 +18,7 @@ std::string textMember(const json::Value& object, const std::string& name) {
   return {member->GetString(), member->GetStringLength()};
 }
 
-std::string getJsonString(const json::Document& document, const std::string& name) {
+std::string getJsonString(const json::Value& document, const std::string& name) {
   const json::Value* member = json::findMember(document, name);
   if (member == nullptr || !member->IsString()) {
     throw CloudException(

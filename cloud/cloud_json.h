@@ -11,7 +11,7 @@ namespace tolk {
 
 /// The string member `name` of an answer. Throws CloudException when it is missing, is no string,
 /// or nothing has been parsed.
-[[nodiscard]] std::string getJsonString(const json::Document& document, const std::string& name);
+[[nodiscard]] std::string getJsonString(const json::Value& document, const std::string& name);
 
 /// The same; "" instead of an exception.
 [[nodiscard]] std::string textMember(const json::Value& object, const std::string& name);

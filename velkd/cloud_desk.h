@@ -24,6 +24,8 @@ struct CloudInstance {
 /// A privilege event's names and values.
 using PrivilegeEvent = std::vector<std::pair<std::string, std::string>>;
 
+class MfaSessions;
+
 /// For use by several threads.
 class CloudDesk {
  public:
@@ -34,6 +36,9 @@ class CloudDesk {
 
   /// Has `done` called, now or on another thread, once it is known whether the platform answers.
   virtual void askInstance(std::function<void(const CloudInstance&)> done) = 0;
+  /// Has `work` done, with what it needs of authentications, by a thread that may wait for the
+  /// platform. False when too much is waiting.
+  virtual bool authenticate(std::function<void(MfaSessions&)> work) = 0;
   /// Queues an event for the platform; false when the configuration has none posted.
   virtual bool logEvent(PrivilegeEvent event) = 0;
 };

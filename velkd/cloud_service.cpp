@@ -149,6 +149,18 @@ void CloudService::answerInstance() {
   for (const auto& done : waiting) done(instance);
 }
 
+bool CloudService::authenticate(std::function<void(MfaSessions&)> work) {
+  constexpr int kThreads = 10;
+  constexpr std::size_t kMostWaiting = 512;
+  if (mfaWaiting_ >= kMostWaiting) return false;
+  ++mfaWaiting_;
+  return tolk::RunQueue::getRunQueue("mfa", true, kThreads)
+      ->queue(std::make_shared<QueuedWork>("Mfa", [this, work = std::move(work)] {
+        --mfaWaiting_;
+        work(mfa_);
+      }));
+}
+
 bool CloudService::logEvent(PrivilegeEvent event) {
   if (!tolk::Props().getBool(tolk::PN::VELKD_CLOUD_LOG_PRIVEVENT, false)) return false;
   tolk::ORBProcessor::handleLogPrivEvent(std::move(event));

@@ -1,7 +1,8 @@
-// The daemon's side of the cloud platform: the connectors, the web proxy, and the processor of
-// privilege events.
+// The daemon's side of the cloud platform: the connectors, the web proxy, multi-factor
+// authentication, and the processor of privilege events.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -9,6 +10,7 @@
 
 #include "velkd/cloud_desk.h"
 #include "velkd/connector_service.h"
+#include "velkd/mfa_sessions.h"
 
 namespace velkd {
 
@@ -29,6 +31,7 @@ class CloudService final : public CloudDesk {
 
   /// An answer is good for some seconds, and whoever asks while one is awaited shares it.
   void askInstance(std::function<void(const CloudInstance&)> done) override;
+  bool authenticate(std::function<void(MfaSessions&)> work) override;
   bool logEvent(PrivilegeEvent event) override;
 
  private:
@@ -36,6 +39,8 @@ class CloudService final : public CloudDesk {
   void answerInstance();
 
   ConnectorService connectors_;
+  MfaSessions mfa_;
+  std::atomic<std::size_t> mfaWaiting_ = 0;
   std::mutex mutex_;
   bool eventsStarted_ = false;  // guarded by mutex_, as the following
   CloudInstance instance_;

@@ -22,6 +22,10 @@ type Range (key: string, value: string)
 # One value of a privilege event.
 type Field (key: string, value: string)
 
+# One way for a user to answer a challenge: what to show for it in a list, what to ask once it is chosen, whether the
+# platform is to be told first (StartOOB) and then waits for the user, and whether the user can answer by text.
+type Choice (id: string, name: string, text: string, prompt: string, outOfBand: bool, takesText: bool)
+
 # Says as whom the daemon knows the caller.
 method Authenticate() -> (uid: int, privileged: bool)
 
@@ -48,6 +52,16 @@ method GetCloudInstance() -> (code: int, text: string)
 
 # Queues a privilege event for the cloud platform, its names and values in their order. For root.
 method LogPrivilegeEvent(fields: []Field) -> ()
+
+# Begins a multi-factor authentication of a user for a program, and for the privileged command unless that is empty.
+# For root. summary: 0 failed, 1 authenticated, 2 the user is to answer one of the choices of a challenge, 3 ask again
+# (Poll), 4 the same as 2 with other challenges than announced. The session is empty with 0 and 1.
+method StartMfa(user: string, program: string, command: string) ->
+  (session: string, summary: int, challenge: string, choices: []Choice)
+
+# One step with a choice. action: Answer, with the answer; StartOOB; Poll.
+method AdvanceMfa(session: string, choice: string, action: string, answer: string) ->
+  (session: string, summary: int, challenge: string, choices: []Choice)
 
 # The caller may not ask for this: another object than this host's own without being root, for one.
 error PermissionDenied (message: string)

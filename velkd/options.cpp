@@ -15,6 +15,7 @@ const char* const kUsage = R"(Usage: velkd
        velkd adopt [--domain DOMAIN] [--auto-zone | --null-zone | --zone DN [--schema NAME]]
        velkd unadopt
        velkd proxy-credential set USER | clear
+       velkd mfa USER [--command TEXT]
        velkd --help | --version
 
 Without a word velkd is the agent daemon and stays in the foreground.
@@ -26,6 +27,8 @@ Without a word velkd is the agent daemon and stays in the foreground.
               is no terminal. USER S-1-5-18 is the computer account and has no password
   proxy-credential clear
               forget that user
+  mfa USER    authenticate USER at the cloud platform by the way of the daemon, and say how it went; with --command
+              for that privileged command, else for a login
 
   --domain DOMAIN   the domain to take when the keytab has accounts of several
   --auto-zone       this host is in no zone of its own (the default)
@@ -36,7 +39,7 @@ Without a word velkd is the agent daemon and stays in the foreground.
 
 namespace {
 
-enum Letter { kDomain = 1, kZone, kSchema, kAutoZone, kNullZone, kHelp, kVersion };
+enum Letter { kDomain = 1, kZone, kSchema, kAutoZone, kNullZone, kCommand, kHelp, kVersion };
 
 constexpr std::array kLong{
     option{"domain", required_argument, nullptr, kDomain},
@@ -44,6 +47,7 @@ constexpr std::array kLong{
     option{"schema", required_argument, nullptr, kSchema},
     option{"auto-zone", no_argument, nullptr, kAutoZone},
     option{"null-zone", no_argument, nullptr, kNullZone},
+    option{"command", required_argument, nullptr, kCommand},
     option{"help", no_argument, nullptr, kHelp},
     option{"version", no_argument, nullptr, kVersion},
     option{nullptr, 0, nullptr, 0},
@@ -60,7 +64,7 @@ struct Reader {
   }
 
   void take(int letter) {
-    forAdopt = forAdopt || letter < kHelp;
+    forAdopt = forAdopt || letter < kCommand;
     switch (letter) {
       case kDomain:
         options.domain = optarg;
@@ -77,6 +81,9 @@ struct Reader {
         break;
       case kNullZone:
         chooseZone(ZoneChoice::none);
+        break;
+      case kCommand:
+        options.command = optarg;
         break;
       case kHelp:
         options.action = Action::help;
@@ -97,12 +104,20 @@ struct Reader {
     if (word == "adopt") options.action = Action::adopt;
     if (word == "unadopt") options.action = Action::unadopt;
     if (word == "proxy-credential") expected = takeProxyCredential(words);
+    if (word == "mfa") expected = takeMfa(words);
     if (options.action == Action::daemon && options.problem.empty())
       options.problem = "unknown word '" + std::string(word) + "'";
     if (words.size() > expected && options.problem.empty()) options.problem = "too many words";
   }
 
-  // Returns the number of words that belong to it.
+  // Returns the number of words that belong to it, as the next one does.
+  std::size_t takeMfa(std::span<char*> words) {
+    options.action = Action::mfa;
+    if (words.size() > 1) options.user = words[1];
+    if (options.user.empty()) options.problem = "mfa takes a user";
+    return 2;
+  }
+
   std::size_t takeProxyCredential(std::span<char*> words) {
     const std::string_view verb = words.size() > 1 ? words[1] : "";
     if (verb == "clear") {
@@ -121,6 +136,7 @@ struct Reader {
   [[nodiscard]] std::string problem() const {
     if (!options.problem.empty()) return options.problem;
     if (forAdopt && options.action != Action::adopt) return "that option goes with adopt";
+    if (!options.command.empty() && options.action != Action::mfa) return "--command goes with mfa";
     if (zoneOptions > 1) return "only one zone may be chosen";
     const bool named = options.zoneChoice == ZoneChoice::named;
     if (named && options.zone.empty()) return "--zone needs a distinguished name";

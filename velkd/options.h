@@ -11,6 +11,7 @@ enum class Action {
   unadopt,
   setProxyCredential,
   clearProxyCredential,
+  mfa,
   help,
   version
 };
@@ -24,7 +25,8 @@ struct Options {
   ZoneChoice zoneChoice = ZoneChoice::automatic;
   std::string zone;     ///< distinguished name, of --zone
   std::string schema;   ///< of --schema; goes with --zone
-  std::string user;     ///< of proxy-credential set
+  std::string user;     ///< of proxy-credential set and of mfa
+  std::string command;  ///< of --command; goes with mfa
   std::string problem;  ///< why this is no valid command line; "" when it is
 };
 

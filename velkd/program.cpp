@@ -10,6 +10,7 @@
 #include "velkd/adopt.h"
 #include "velkd/daemon.h"
 #include "velkd/exit_status.h"
+#include "velkd/mfa_client.h"
 #include "velkd/options.h"
 #include "velkd/proxy_credential.h"
 
@@ -37,6 +38,8 @@ int runAction(const Options& options) {
       return setProxyCredential(options.user);
     case Action::clearProxyCredential:
       return clearProxyCredential();
+    case Action::mfa:
+      return authenticateUser(options.user, options.command);
     case Action::help:
       std::cout << kUsage;
       return exit_status::kSuccess;

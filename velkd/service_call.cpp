@@ -47,10 +47,16 @@ std::vector<std::string> texts(const json::Value& parameters, std::string_view n
   return all;
 }
 
-std::string cText(const json::Value& parameters, std::string_view name) {
-  std::string text = textOf(needed(parameters, name), name);
-  if (text.find('\0') != std::string::npos) throwInvalid(name);
+std::string_view cView(const json::Value& parameters, std::string_view name) {
+  const json::Value& value = needed(parameters, name);
+  if (!value.IsString()) throwInvalid(name);
+  const std::string_view text(value.GetString(), value.GetStringLength());
+  if (text.find('\0') != std::string_view::npos) throwInvalid(name);
   return text;
+}
+
+std::string cText(const json::Value& parameters, std::string_view name) {
+  return std::string(cView(parameters, name));
 }
 
 }  // namespace velkd

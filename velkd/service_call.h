@@ -43,6 +43,8 @@ struct Reply {
 [[nodiscard]] std::vector<std::string> texts(const json::Value& parameters, std::string_view name);
 /// A text without a NUL byte, which would end it early in C.
 [[nodiscard]] std::string cText(const json::Value& parameters, std::string_view name);
+/// The same in place, for a secret; valid as long as the parameters.
+[[nodiscard]] std::string_view cView(const json::Value& parameters, std::string_view name);
 
 struct Service::Call {
   Request request;

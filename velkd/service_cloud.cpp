@@ -1,4 +1,7 @@
 // The methods of the daemon channel about the cloud platform.
+#include "tolk/base/exceptions.h"
+#include "tolk/rpc/mfa_step.h"
+#include "velkd/mfa_sessions.h"
 #include "velkd/service_call.h"
 
 namespace velkd {
@@ -34,6 +37,51 @@ std::optional<std::string> Service::logPrivilegeEvent(const Call& call) {
                    "Privilege events are not posted: velkd.cloud.log.privevent is not set.");
   }
   return Reply().text();
+}
+
+std::optional<std::string> Service::startMfa(const Call& call) {
+  needRoot(call.request.caller, "Only root may have a user authenticated.");
+  const json::Value& parameters = call.parameters();
+  tolk::MfaRequest request{.user = cText(parameters, "user"),
+                           .program = cText(parameters, "program"),
+                           .command = cText(parameters, "command")};
+  if (request.user.empty()) throwInvalid("user");
+  return authenticate(call, [request = std::move(request)](MfaSessions& sessions) {
+    return sessions.start(request);
+  });
+}
+
+std::optional<std::string> Service::advanceMfa(const Call& call) {
+  needRoot(call.request.caller, "Only root may have a user authenticated.");
+  const json::Value& parameters = call.parameters();
+  const std::string action = cText(parameters, "action");
+  if (action != tolk::MfaAction::answer && action != tolk::MfaAction::startOob &&
+      action != tolk::MfaAction::poll) {
+    throwInvalid("action");
+  }
+  tolk::Shredder answer(cView(parameters, "answer"));
+  return authenticate(
+      call, [session = cText(parameters, "session"), choice = cText(parameters, "choice"), action,
+             answer = std::move(answer)](MfaSessions& sessions) {
+        return sessions.advance(session, choice, action, answer);
+      });
+}
+
+std::optional<std::string> Service::authenticate(const Call& call,
+                                                 std::function<tolk::MfaStep(MfaSessions&)> step) {
+  const auto work = [this, later = Later(call), step = std::move(step)](MfaSessions& sessions) {
+    answerLater(later, [&] {
+      try {
+        return tolk::encodeReply(tolk::mfaStepToJson(step(sessions)));
+      } catch (const tolk::Base_Exception& e) {
+        throw RpcError(tolk::daemon_error::kCloudFailed, e.what());
+      }
+    });
+  };
+  if (!cloud_.authenticate(work)) {
+    throw RpcError(tolk::daemon_error::kCloudFailed, "Too many calls are waiting.");
+  }
+  return std::nullopt;
 }
 
 }  // namespace velkd

@@ -17,6 +17,8 @@ inline constexpr std::string_view kGetSystemInfo = "org.orvald.velkd.GetSystemIn
 inline constexpr std::string_view kGetDomainIdentifiers = "org.orvald.velkd.GetDomainIdentifiers";
 inline constexpr std::string_view kGetCloudInstance = "org.orvald.velkd.GetCloudInstance";
 inline constexpr std::string_view kLogPrivilegeEvent = "org.orvald.velkd.LogPrivilegeEvent";
+inline constexpr std::string_view kStartMfa = "org.orvald.velkd.StartMfa";
+inline constexpr std::string_view kAdvanceMfa = "org.orvald.velkd.AdvanceMfa";
 inline constexpr std::string_view kGetInfo = "org.varlink.service.GetInfo";
 inline constexpr std::string_view kGetInterfaceDescription =
     "org.varlink.service.GetInterfaceDescription";

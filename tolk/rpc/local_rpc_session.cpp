@@ -98,6 +98,7 @@ struct Parameters {
   void add(const char* name, json::Value member) {
     value.AddMember(rapidjson::StringRef(name), member, memory());
   }
+  void add(const char* name, std::string_view text) { add(name, json::makeString(text, memory())); }
 };
 
 }  // namespace
@@ -114,15 +115,21 @@ LocalRpcSession::LocalRpcSession(const std::string& directory, bool waitForDaemo
 
 void LocalRpcSession::call(std::string_view method, const json::Value& parameters,
                            const std::function<void(const json::Value&)>& take) {
+  callWithin(limit_, method, parameters, take);
+}
+
+void LocalRpcSession::callWithin(std::chrono::milliseconds limit, std::string_view method,
+                                 const json::Value& parameters,
+                                 const std::function<void(const json::Value&)>& take) {
   try {
     if (!stream_) throw IPCException("The session was closed by a failure", IpcError::kFailed);
-    const WireDeadline deadline = std::chrono::steady_clock::now() + limit_;
+    const WireDeadline deadline = std::chrono::steady_clock::now() + limit;
     stream_->send(encodeCall(method, parameters), deadline);
     take(decodeReply(stream_->receive(deadline)));
   } catch (const IPCException& e) {
     // What comes later on this connection could be the answer to this call.
     if (!isErrorAnswer(e)) stream_.reset();
-    throw IPCException(describe(method, e, limit_), e.code());
+    throw IPCException(describe(method, e, limit), e.code());
   } catch (const BadDataException& e) {
     stream_.reset();
     throw IPCException("velkd, " + std::string(method) + ": " + e.what(), IpcError::kBadMessage);
@@ -196,6 +203,35 @@ int LocalRpcSession::getORBInfo(std::string& text) {
     code = static_cast<int>(number);
   });
   return code;
+}
+
+MfaStep LocalRpcSession::mfaCall(std::string_view method, const json::Value& parameters) {
+  constexpr int kMostTransfers = 8;  // site check, sign-on, impersonation and what follows, renewed
+  const auto limit =
+      kMostTransfers * std::chrono::milliseconds(Props().getLimitMs(PN::CLOUD_CURL_TIMEOUT));
+  MfaStep step;
+  callWithin(limit, method, parameters,
+             [&step](const json::Value& reply) { step = mfaStepFromJson(reply); });
+  return step;
+}
+
+MfaStep LocalRpcSession::startMfa(const std::string& user, const std::string& program,
+                                  const std::string& command) {
+  Parameters parameters;
+  parameters.add("user", user);
+  parameters.add("program", program);
+  parameters.add("command", command);
+  return mfaCall(daemon_method::kStartMfa, parameters.value);
+}
+
+MfaStep LocalRpcSession::advanceMfa(const std::string& session, const std::string& choice,
+                                    const std::string& action, const Shredder& answer) {
+  Parameters parameters;
+  parameters.add("session", session);
+  parameters.add("choice", choice);
+  parameters.add("action", action);
+  parameters.add("answer", answer.view());
+  return mfaCall(daemon_method::kAdvanceMfa, parameters.value);
 }
 
 }  // namespace tolk

@@ -12,7 +12,9 @@
 #include <vector>
 
 #include "tolk/base/json.h"
+#include "tolk/base/shredder.h"
 #include "tolk/ldap/ad_object.h"
+#include "tolk/rpc/mfa_step.h"
 #include "tolk/rpc/varlink_wire.h"
 
 namespace tolk {
@@ -51,6 +53,14 @@ class LocalRpcSession {
   /// 0 (none is configured), 1 (connected), 2 (connected through a web proxy) or 3 (not connected).
   int getORBInfo(std::string& text);
 
+  /// Begins the multi-factor authentication of `user` for `program`, and for `command` when that is
+  /// not "". Waits for several transfers of the daemon, each within PN::CLOUD_CURL_TIMEOUT.
+  MfaStep startMfa(const std::string& user, const std::string& program, const std::string& command);
+  /// Goes on with a choice of the last step; `action` is "Answer" (with `answer`), "StartOOB" or
+  /// "Poll".
+  MfaStep advanceMfa(const std::string& session, const std::string& choice,
+                     const std::string& action, const Shredder& answer);
+
   /// The ranges of numeric identifiers that the forest's domains have, each with the domain's name
   /// in upper case in front, in the daemon's order. IPCException kStillGathering while the daemon
   /// does not know them yet.
@@ -60,6 +70,11 @@ class LocalRpcSession {
   // Sends a call and hands the parameters of its answer to `take`.
   void call(std::string_view method, const json::Value& parameters,
             const std::function<void(const json::Value&)>& take);
+  void callWithin(std::chrono::milliseconds limit, std::string_view method,
+                  const json::Value& parameters,
+                  const std::function<void(const json::Value&)>& take);
+
+  MfaStep mfaCall(std::string_view method, const json::Value& parameters);
 
   std::chrono::milliseconds limit_;
   std::unique_ptr<VarlinkStream> stream_;  // null after a failure

@@ -89,8 +89,9 @@ int orvSessionOpen(int version, int client, OrvSession** session) noexcept {
   if (version != kInterfaceVersion) return OrvCode::kBadArgument;
   return coded([client, session] {
     logged(OrvCode::kSuccess, ("session of client " + std::to_string(client)).c_str());
-    *session = std::make_unique<OrvSession>(tolk::LocalRpcSession(tolk::kDaemonDirectory, false, true))
-                   .release();
+    *session =
+        std::make_unique<OrvSession>(tolk::LocalRpcSession(tolk::kDaemonDirectory, false, true))
+            .release();
   });
 }
 

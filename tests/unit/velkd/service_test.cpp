@@ -1,5 +1,6 @@
 // What the daemon answers to whom.
 #include "velkd/service.h"
+#include "velkd/mfa_sessions.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -40,11 +41,16 @@ class ServiceTest : public testing::Test {
     void askInstance(std::function<void(const CloudInstance&)> done) override {
       done({.code = CloudInstance::Code::throughProxy, .text = "https://p/,proxy:1"});
     }
+    bool authenticate(std::function<void(MfaSessions&)> work) override {
+      if (enabled) work(sessions);
+      return enabled;
+    }
     bool logEvent(PrivilegeEvent event) override {
       events.push_back(std::move(event));
       return enabled;
     }
     bool enabled = true;
+    MfaSessions sessions;
     std::vector<PrivilegeEvent> events;
   };
 
@@ -75,7 +81,11 @@ TEST_F(ServiceTest, CloudIsForRoot) {
   EXPECT_EQ(call("LogPrivilegeEvent", event), R"({"parameters":{}})");
   ASSERT_EQ(cloud_.events.size(), 1U);
   EXPECT_EQ(cloud_.events[0], (PrivilegeEvent{{"b", "1"}, {"a", "2"}}));
-  for (const char* method : {"GetCloudInstance", "LogPrivilegeEvent"}) {
+  const std::string advance = R"({"session":"none","choice":"c","action":"Answer","answer":"s"})";
+  EXPECT_THAT(call("AdvanceMfa", advance), testing::HasSubstr("is not known, or it took too long"));
+  EXPECT_THAT(call("AdvanceMfa", R"({"session":"","choice":"","action":"Guess","answer":""})"),
+              testing::HasSubstr(R"("parameter":"action")"));
+  for (const char* method : {"GetCloudInstance", "LogPrivilegeEvent", "StartMfa", "AdvanceMfa"}) {
     EXPECT_THAT(call(method, event, kTester), testing::HasSubstr("PermissionDenied"));
   }
   EXPECT_EQ(cloud_.events.size(), 1U);

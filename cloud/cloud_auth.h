@@ -1,0 +1,87 @@
+// Authenticates one user at the platform, step by step. docs/cloud.md draws the steps.
+#pragma once
+
+#include <initializer_list>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "cloud/cloud_object.h"
+#include "cloud/curl_object.h"
+#include "cloud/http_proxy.h"
+#include "cloud/mfa_policy.h"
+#include "tolk/base/json.h"
+#include "tolk/base/shredder.h"
+
+namespace tolk {
+
+/// Whom to authenticate, for what.
+struct MfaRequest {
+  std::string user;
+  std::string program;  ///< on whose behalf
+  std::string command;  ///< the privileged command; "" for a login
+};
+
+/// What a user does with a mechanism.
+struct MfaAction {
+  static constexpr char answer[] = "Answer";
+  static constexpr char startOob[] = "StartOOB";
+  static constexpr char poll[] = "Poll";
+};
+
+/// A client of one version of the REST interface. For one thread at a time. Every call that asks
+/// the platform may throw CurlException, CloudConnException, BadDataException for an answer that is
+/// no JSON, and CloudException with a text for people.
+class CloudAuth : public CloudBase {
+ public:
+  /// `url` is the platform's address and ends with "/".
+  CloudAuth(std::string url, MfaRequest request);
+  /// Gives the transfer back.
+  ~CloudAuth() override;
+
+  /// Begins. A policy without challenges means that the user need not be asked.
+  [[nodiscard]] virtual MfaPolicy startAuthentication(const std::string& user) = 0;
+  /// One step with a mechanism of the current challenge; `action` is one of MfaAction, `answer`
+  /// goes with MfaAction::answer. Returns a code of MfaSummary.
+  [[nodiscard]] virtual int advanceAuthentication(const std::string& action,
+                                                  const MfaMechanism& mechanism,
+                                                  const Shredder& answer) = 0;
+  /// The policy that came with MfaSummary::newPolicy.
+  [[nodiscard]] const MfaPolicy& policy() const noexcept { return policy_; }
+
+  [[nodiscard]] virtual std::string getSelectText(const MfaMechanism& mechanism) const;
+  [[nodiscard]] virtual std::string getAnswerPrompt(const MfaMechanism& mechanism) const;
+
+  /// Borrows a transfer, with the platform's certificate checked as configured, unless there is
+  /// one.
+  void getCurl(const std::string& userName, const std::string& programName);
+  /// The web proxy of this client and of the pool's transfers.
+  void setProxy(const HttpProxy& proxy);
+
+  bool processResult() override;
+
+ protected:
+  using Members = std::initializer_list<std::pair<std::string_view, std::string_view>>;
+
+  /// Posts an object of strings; what processResult() says of the answer. The text sent is wiped.
+  [[nodiscard]] bool post(const char* path, Members members);
+  [[nodiscard]] CurlObject& transfer();
+  /// The object "Result" of the last answer, or an empty one.
+  [[nodiscard]] const json::Value& result() const;
+  [[nodiscard]] const std::string& url() const noexcept { return url_; }
+  void setUrl(std::string url) { url_ = std::move(url); }
+  [[nodiscard]] const MfaRequest& request() const noexcept { return request_; }
+  [[nodiscard]] const HttpProxy& proxy() const noexcept { return proxy_; }
+
+  MfaPolicy policy_;
+  json::Document answer_;  // the last one
+
+ private:
+  std::string url_;
+  MfaRequest request_;
+  HttpProxy proxy_;
+  std::shared_ptr<CurlObject> transfer_;
+};
+
+}  // namespace tolk

@@ -1,0 +1,143 @@
+// The multi-factor authentications that callers of the daemon carry on.
+#include "velkd/mfa_sessions.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "cloud/cloud_conn_pool.h"
+#include "cloud/cloud_exceptions.h"
+#include "cloud/get_handler.h"
+#include "tolk/base/exceptions.h"
+
+namespace velkd {
+namespace {
+
+constexpr std::chrono::minutes kIdleLimit(10);
+constexpr std::size_t kMostSessions = 256;
+constexpr int kMostConnectors = 3;
+
+/// Not to be guessed.
+std::string randomName() {
+  std::array<unsigned char, 16> bytes{};
+  if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+    throw tolk::IOException("No random numbers", errno);
+  }
+  constexpr const char* kHex = "0123456789abcdef";
+  std::string name;
+  for (const unsigned char byte : bytes) {
+    name += kHex[byte / 16];
+    name += kHex[byte % 16];
+  }
+  return name;
+}
+
+}  // namespace
+
+tolk::MfaStep MfaSessions::start(const tolk::MfaRequest& request) {
+  dropOld();
+  const auto session = std::make_shared<Session>();
+  for (int tries = 1;; ++tries) {
+    try {
+      session->client = tolk::getHandler(request);
+      session->policy = session->client->startAuthentication(request.user);
+      break;
+    } catch (const tolk::CurlException&) {
+      session->client.reset();
+      if (tries == kMostConnectors) throw;
+      tolk::CloudConnPool::getInstance().resetProxy();
+    }
+  }
+  if (session->policy.challenges.empty()) {
+    return step(*session, {}, tolk::MfaSummary::authenticated);
+  }
+  const std::string name = keep(session);
+  return step(*session, name, tolk::MfaSummary::nextChallenge);
+}
+
+tolk::MfaStep MfaSessions::advance(const std::string& name, const std::string& choice,
+                                   const std::string& action, const tolk::Shredder& answer) {
+  const std::shared_ptr<Session> session = find(name);
+  const std::lock_guard lock(session->mutex);
+  const std::vector<tolk::MfaMechanism>& mechanisms =
+      session->policy.challenges.at(session->challenge).mechanisms;
+  const auto mechanism = std::ranges::find(mechanisms, choice, &tolk::MfaMechanism::id);
+  if (mechanism == mechanisms.end()) {
+    throw tolk::NotFoundException("The challenge has no such mechanism.");
+  }
+  int summary = tolk::MfaSummary::failed;
+  try {
+    summary = session->client->advanceAuthentication(action, *mechanism, answer);
+  } catch (...) {
+    end(name);
+    throw;
+  }
+  if (summary == tolk::MfaSummary::newPolicy) {
+    session->policy = session->client->policy();
+    session->challenge = 0;
+  }
+  if (summary == tolk::MfaSummary::nextChallenge &&
+      ++session->challenge == session->policy.challenges.size()) {
+    summary = tolk::MfaSummary::failed;  // the platform asks for what it has not announced
+  }
+  const bool over =
+      summary == tolk::MfaSummary::failed || summary == tolk::MfaSummary::authenticated;
+  if (over) end(name);
+  return step(*session, over ? std::string() : name, summary);
+}
+
+std::shared_ptr<MfaSessions::Session> MfaSessions::find(const std::string& name) {
+  const std::lock_guard lock(mutex_);
+  const auto found = sessions_.find(name);
+  if (found == sessions_.end()) {
+    throw tolk::NotFoundException("The authentication is not known, or it took too long.");
+  }
+  found->second->used = std::chrono::steady_clock::now();
+  return found->second;
+}
+
+std::string MfaSessions::keep(std::shared_ptr<Session> session) {
+  const std::string name = randomName();
+  const std::lock_guard lock(mutex_);
+  if (sessions_.size() >= kMostSessions) {
+    throw tolk::CloudConnException("Too many authentications are under way.");
+  }
+  session->used = std::chrono::steady_clock::now();
+  sessions_.emplace(name, std::move(session));
+  return name;
+}
+
+void MfaSessions::end(const std::string& session) {
+  std::shared_ptr<Session> ended;  // released without the lock
+  const std::lock_guard lock(mutex_);
+  const auto found = sessions_.find(session);
+  if (found == sessions_.end()) return;
+  ended = std::move(found->second);
+  sessions_.erase(found);
+}
+
+void MfaSessions::dropOld() {
+  const auto oldest = std::chrono::steady_clock::now() - kIdleLimit;
+  const std::lock_guard lock(mutex_);
+  std::erase_if(sessions_, [&](const auto& entry) { return entry.second->used < oldest; });
+}
+
+tolk::MfaStep MfaSessions::step(const Session& session, const std::string& name, int summary) {
+  tolk::MfaStep result{.session = name, .summary = summary, .challenge = {}, .choices = {}};
+  if (name.empty()) return result;
+  const tolk::MfaChallenge& challenge = session.policy.challenges.at(session.challenge);
+  result.challenge = challenge.name;
+  for (const tolk::MfaMechanism& mechanism : challenge.mechanisms) {
+    result.choices.push_back({.id = mechanism.id,
+                              .name = mechanism.name,
+                              .text = session.client->getSelectText(mechanism),
+                              .prompt = session.client->getAnswerPrompt(mechanism),
+                              .outOfBand = tolk::isOutOfBand(mechanism),
+                              .takesText = tolk::takesText(mechanism)});
+  }
+  return result;
+}
+
+}  // namespace velkd
