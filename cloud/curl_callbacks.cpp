@@ -16,11 +16,19 @@ constexpr CloudLog kLog{"curl.object"};
 
 /// Whether a header line carries what proves a user.
 bool isSecret(std::string_view line) {
-  constexpr std::array<std::string_view, 5> kSecret{
-      "authorization:", "proxy-authorization:", "cookie:", "set-cookie:", "proxy-authenticate: n"};
+  constexpr std::array<std::string_view, 6> kSecret{
+      "authorization:", "proxy-authorization:", "cookie:",
+      "set-cookie:",    "www-authenticate: n",  "proxy-authenticate: n"};
   return std::ranges::any_of(kSecret, [line](std::string_view name) {
     return equalsIgnoringCase(line.substr(0, name.size()), name);
   });
+}
+
+/// Whether a line may have a header, a cookie or a one-time code in its midst.
+bool mayRepeatSecret(std::string_view text) {
+  constexpr std::array<std::string_view, 4> kSigns{"ookie", "h2h3", "HTTP/2", "OneTimePass"};
+  return std::ranges::any_of(
+      kSigns, [text](std::string_view sign) { return text.find(sign) != std::string_view::npos; });
 }
 
 }  // namespace
@@ -54,11 +62,11 @@ std::size_t CurlObject::WriteMemoryCallback(char* data, std::size_t size, std::s
     }
     self.response_.append(data, length);
     return length;
-  } catch (const std::bad_alloc&) {
+  } catch (const CurlException&) {
+    self.callbackFailure_ = std::current_exception();
+  } catch (const std::exception&) {
     self.callbackFailure_ = std::make_exception_ptr(
         CurlException("Not enough memory for curl write buffer", CURLE_OUT_OF_MEMORY));
-  } catch (...) {
-    self.callbackFailure_ = std::current_exception();
   }
   return length + 1;  // any other number than the length ends the transfer
 }
@@ -85,8 +93,11 @@ int CurlObject::CurlDebugCallBack(CURL* /*handle*/, curl_infotype kind, char* da
     for (const std::string& piece : split(std::string_view(data, size), '\n')) {
       const std::string_view line = trim(piece);
       if (line.empty()) continue;
-      const std::string shown(isSecret(line) ? line.substr(0, line.find(':') + 1) : line);
-      kLog(LogLevel::trace, "%s", {isSecret(line) ? shown + " (hidden)" : shown});
+      if (kind != CURLINFO_TEXT && isSecret(line)) {
+        kLog(LogLevel::trace, "%s (hidden)", {std::string(line.substr(0, line.find(':') + 1))});
+      } else if (!mayRepeatSecret(line)) {
+        kLog(LogLevel::trace, "%s", {std::string(line)});
+      }
     }
   } catch (const std::exception&) {
     // A record less.

@@ -39,10 +39,11 @@ void CurlObject::setCookie(const std::string& text) {
     for (const std::string& field : fields) rebuilt += rebuilt.empty() ? field : "\t" + field;
     clearOption(CURLOPT_COOKIE);
     // The same flag, domain, path and name: it takes the place of the one before.
-    setOption(CURLOPT_COOKIELIST, rebuilt);
+    apply(CURLOPT_COOKIELIST, rebuilt.c_str());
     return;
   }
-  setOption(CURLOPT_COOKIE, text);
+  apply(CURLOPT_COOKIE, text.c_str());
+  options_[CURLOPT_COOKIE] = std::string();  // the value is a secret
 }
 
 }  // namespace tolk

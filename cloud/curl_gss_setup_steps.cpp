@@ -13,6 +13,7 @@
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/machine_account.h"
 #include "tolk/krb5/machine_ticket.h"
+#include "tolk/krb5/profile_overlay.h"
 #include "tolk/krb5/service_ticket.h"
 #include "tolk/ldap/ad_binding.h"
 
@@ -129,28 +130,34 @@ void CurlProxyNegotiateHelper::setSpnLooker() {
 
 std::string CurlProxyNegotiateHelper::canonicalPrincipal(const std::string& spn) {
   std::string canonical;
-  if (knownNames.find(spn, canonical)) return canonical;
+  const std::string domain = loadSetting(SETTING_DOMAIN_NAME, false, false);
+  const std::string key = spn + "@" + domain;
+  if (knownNames.find(key, canonical)) return canonical;
   setSpnLooker();
   try {
     if (binding_) {
-      canonical = CanonicalSpn(spn, loadSetting(SETTING_DOMAIN_NAME, false, true), *binding_,
-                               CreateDomainBind4Proxy);
+      canonical = CanonicalSpn(spn, domain, *binding_, CreateDomainBind4Proxy);
     }
   } catch (const Base_Exception& e) {
     kLog.debug("Cannot look up %s in the directory: %s", {spn, e.what()});
   }
   binding_.reset();
   directoryTicket_.reset();
-  knownNames.remember(spn, canonical);
+  knownNames.remember(key, canonical);
   return canonical;
 }
 
 void CurlProxyNegotiateHelper::setAllowableEtypes(const std::string& realm) {
   kLog.debug("CurlProxyNegotiateHelper::setAllowableEtypes for realm '%s'", {realm});
   // What the controllers of a domain speak (MS-KILE 3.1.5.2), without DES; RC4 is not approved.
+  const bool fips = FIPSHelper::isStarted();
+  // For the first exchange, of the password, the library goes by the profile.
+  KerberosContext::overlayOf(context())->set(
+      "libdefaults/default_tkt_enctypes",
+      std::string("aes256-cts aes128-cts") + (fips ? "" : " arcfour-hmac"));
   krb5_enctype types[] = {ENCTYPE_AES256_CTS_HMAC_SHA1_96, ENCTYPE_AES128_CTS_HMAC_SHA1_96,
                           ENCTYPE_ARCFOUR_HMAC, ENCTYPE_NULL};
-  if (FIPSHelper::isStarted()) types[2] = ENCTYPE_NULL;
+  if (fips) types[2] = ENCTYPE_NULL;
   throwIfKrb5(context(), krb5_set_default_tgs_enctypes(context(), types),
               "limiting the encryption types");
 }

@@ -12,6 +12,7 @@
 #include "tolk/base/join_settings.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
 #include "tolk/krb5/initial_credentials.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/machine_account.h"
@@ -29,8 +30,20 @@ constexpr long kDefaultCheckSeconds = 3600;
 // One fetch at a time: who comes meanwhile finds its result in the shared cache.
 Lock fetching;
 
+/// Credentials that could not be got: each further try may lock the account, or wait in vain.
+struct Refused {
+  std::string proxy, user;
+  Shredder password;
+  std::time_t until = 0;
+  std::string reason;
+  int code = 0;
+};
+constexpr std::time_t kRefusedSeconds = 60;
+Refused refused;  // guarded by fetching
+
 bool offersNegotiate(std::string_view line) {
-  return line.starts_with("Proxy-Authenticate:") &&
+  constexpr std::string_view kName = "Proxy-Authenticate:";
+  return equalsIgnoringCase(line.substr(0, kName.size()), kName) &&
          line.find(" Negotiate") != std::string_view::npos;
 }
 
@@ -156,9 +169,28 @@ void CurlProxyNegotiateHelper::fill(MemoryCCache& cache, krb5_principal principa
   if (copyShared(cache)) return;
   const std::lock_guard single(fetching);
   if (copyShared(cache)) return;
-  fetchCredentials(cache, principal);
+  throwIfRefused();
+  try {
+    fetchCredentials(cache, principal);
+  } catch (const KerberosException& e) {
+    refused = {.proxy = proxy_,
+               .user = user_,
+               .password = password_,
+               .until = std::time(nullptr) + kRefusedSeconds,
+               .reason = e.what(),
+               .code = e.code()};
+    throw;
+  }
   const std::lock_guard lock(gProxyCredMutex);
   share(cache.handle());
+}
+
+// The caller holds the lock for fetching.
+void CurlProxyNegotiateHelper::throwIfRefused() const {
+  if (refused.until > std::time(nullptr) && refused.proxy == proxy_ && refused.user == user_ &&
+      refused.password.view() == password_.view()) {
+    throw KerberosException(refused.reason, refused.code);
+  }
 }
 
 Krb5Principal CurlProxyNegotiateHelper::proxyPrincipal() {
@@ -231,7 +263,6 @@ void CurlProxyNegotiateHelper::initGSSCredential() {
 CurlGssSetupData* CurlProxyNegotiateHelper::setupData(const std::string& principal,
                                                       const std::string& host) {
   setup_ = {.locator = krb5_dc_locator_callback,
-            .isMachineAccount = isMachineAccount(),
             .context = context(),
             .ccache = ccacheName_,
             .principal = principal,
@@ -252,8 +283,9 @@ void CurlProxyNegotiateHelper::clearUserKrb5CCache() {
     const std::lock_guard lock(gProxyCredMutex);
     if (isShared()) {
       try {
-        share(userCCache_->handle());
+        destroyShared();
         kLog.debug("Update shared Kerberos credential cache for HTTP Proxy Server.");
+        share(userCCache_->handle());
       } catch (const Base_Exception& e) {
         kLog.error("%s", {e.what()});
       }

@@ -24,7 +24,6 @@ class MachineTicket;
 /// What CurlGsssetupCallback works with. The pointers belong to the helper that made it.
 struct CurlGssSetupData {
   krb5_dc_locator_callback_type locator = nullptr;  ///< how KDCs are found
-  bool isMachineAccount = false;
   krb5_context context = nullptr;
   std::string ccache;     ///< as krb5_cc_resolve takes it
   std::string principal;  ///< the service's canonical name
@@ -113,6 +112,7 @@ class CurlProxyNegotiateHelper {
   [[nodiscard]] bool copyShared(MemoryCCache& to);
   void fetchCredentials(MemoryCCache& to, krb5_principal principal);
   void fill(MemoryCCache& cache, krb5_principal principal);
+  void throwIfRefused() const;
   void share(krb5_ccache from);
   void discardCredentials();
   static void destroyShared();

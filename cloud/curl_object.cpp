@@ -20,7 +20,8 @@ namespace {
 
 constexpr CloudLog kLog{"curl.object"};
 constexpr long kDefaultTimeoutSeconds = 30;
-constexpr long kForbiddenStatus = 407;  // RFC 9110, 15.5.8
+constexpr long kOtherWays = ProxyAuthMask::basic | ProxyAuthMask::digest | ProxyAuthMask::ntlm;
+constexpr long kProxyAuthRequired = 407;  // RFC 9110, 15.5.8
 
 static_assert(ProxyAuthMask::basic == CURLAUTH_BASIC && ProxyAuthMask::digest == CURLAUTH_DIGEST &&
               ProxyAuthMask::negotiate == CURLAUTH_NEGOTIATE &&
@@ -39,6 +40,13 @@ bool isRecordedOnly(CURLoption option) {
          option == CurlGssOption::setupFunction || option == CurlGssOption::setupData;
 }
 
+/// A URL without the secret in it: a one-time code signs the machine on.
+std::string shown(const std::string& url) {
+  constexpr std::string_view kCode = "?OneTimePass=";
+  const std::size_t code = url.find(kCode);
+  return code == std::string::npos ? url : url.substr(0, code + kCode.size()) + "(hidden)";
+}
+
 std::string hostOf(const std::string& server) {
   return server.substr(0, server.find(':'));
 }
@@ -53,13 +61,16 @@ CurlObject::CurlObject() {
   setOption(CURLOPT_NOSIGNAL, 1L);
   setOption(CURLOPT_SSL_VERIFYPEER, 1L);
   setOption(CURLOPT_SSL_VERIFYHOST, 2L);
-  const long timeout = Props().getTime(PN::CLOUD_CURL_TIMEOUT, 's', kDefaultTimeoutSeconds);
+  constexpr long kMostSeconds = 24 * 60 * 60;
+  long timeout = Props().getTime(PN::CLOUD_CURL_TIMEOUT, 's', kDefaultTimeoutSeconds);
   // To libcurl 0 is no limit at all.
-  setOption(CURLOPT_TIMEOUT, timeout > 0 ? timeout : kDefaultTimeoutSeconds);
+  timeout = timeout > 0 ? std::min(timeout, kMostSeconds) : kDefaultTimeoutSeconds;
+  setOption(CURLOPT_TIMEOUT, timeout);
   kLog.debug("Setup CURL timeout as:%ds", {std::to_string(timeout)});
   setOption(CURLOPT_PROTOCOLS_STR, std::string("http,https"));
   // Without one in so many words libcurl takes a proxy from the environment.
   setOption(CURLOPT_PROXY, std::string());
+  setOption(CURLOPT_NOPROXY, std::string());
   if (!Logger::enabled(LogLevel::trace)) return;
   setOption(CURLOPT_VERBOSE, 1L);
   setOption(CURLOPT_DEBUGFUNCTION, reinterpret_cast<void*>(&CurlDebugCallBack));
@@ -67,8 +78,7 @@ CurlObject::CurlObject() {
 
 CurlObject::~CurlObject() = default;
 
-template <typename Value>
-void CurlObject::apply(CURLoption option, Value value) {
+void CurlObject::apply(CURLoption option, const char* value) {
   if (isRecordedOnly(option)) return;
   throwIfCurl(curl_easy_setopt(handle_.get(), option, value), "curl_easy_setopt");
 }
@@ -79,12 +89,14 @@ void CurlObject::setOption(CURLoption option, const std::string& value) {
 }
 
 void CurlObject::setOption(CURLoption option, long value) {
-  apply(option, value);
+  throwIfCurl(curl_easy_setopt(handle_.get(), option, value), "curl_easy_setopt");
   options_[option] = value;
 }
 
 void CurlObject::setOption(CURLoption option, void* value) {
-  apply(option, value);
+  if (!isRecordedOnly(option)) {
+    throwIfCurl(curl_easy_setopt(handle_.get(), option, value), "curl_easy_setopt");
+  }
   options_[option] = value;
 }
 
@@ -129,7 +141,6 @@ void CurlObject::setProxy(const std::string& server, const std::string& authType
   reset(false);
   server_ = server;
   user_ = user;
-  password_ = password;
   if (server.empty()) return;
   setOption(CURLOPT_PROXY, server);
   if (authType.empty()) {
@@ -152,7 +163,8 @@ void CurlObject::setServerNegotiate(const std::string& principal, const std::str
                                     const std::string& user) {
   reset(true);
   negotiate_.setPeer(server, user, Shredder());
-  setOption(CurlGssOption::servicePrincipal, principal);
+  setOption(CurlGssOption::servicePrincipal,
+            principal.empty() ? "HTTP/" + hostOf(server) : principal);
   setOption(CURLOPT_HTTPAUTH, ProxyAuthMask::negotiate);
   // No user and no password: the library then takes the Kerberos credentials.
   setOption(CURLOPT_USERPWD, std::string(":"));
@@ -181,11 +193,13 @@ void CurlObject::reset(bool keep) {
   setOption(CURLOPT_HTTPPROXYTUNNEL, 0L);
   clearOption(CurlGssOption::servicePrincipal);
   clearCredentialOptions();
+  clearOption(CURLOPT_HTTPAUTH);
+  clearOption(CURLOPT_USERPWD);
   negotiate_.clearGSSCredential();
+  negotiate_.setPeer({}, {}, Shredder());
   if (!keep) negotiate_.forgetContext();
   server_.clear();
   user_.clear();
-  password_.wipe();
 }
 
 void CurlObject::clearCookies() {
@@ -196,9 +210,7 @@ void CurlObject::clearCookies() {
 bool CurlObject::makeRequest(const std::string& url, std::string_view body, bool isPost) {
   prepare(url, body, isPost);
   finish(perform());
-  if (responseCode_ == kForbiddenStatus && isSet(CURLOPT_PROXYAUTH) && renewAfter407()) {
-    clearCredentialOptions();
-    handCredentials(server_);
+  if (responseCode_ == kProxyAuthRequired && isSet(CURLOPT_PROXYAUTH) && prepareRepeat()) {
     prepare(url, body, isPost);
     finish(perform());
   }
@@ -230,7 +242,7 @@ void CurlObject::prepare(const std::string& url, std::string_view body, bool isP
     setOption(CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
   } else {
     headers_.erase("Content-Length");
-    kLog.debug("HTTP get URL = %s", {url});
+    kLog.debug("HTTP get URL = %s", {shown(url)});
     setOption(CURLOPT_URL, url);
   }
   setOption(CURLOPT_WRITEFUNCTION, reinterpret_cast<void*>(&WriteMemoryCallback));
@@ -279,7 +291,7 @@ void CurlObject::finish(CURLcode result) {
     (void)curl_easy_getinfo(handle_.get(), CURLINFO_HTTP_CONNECTCODE, &tunnelCode);
   }
   // A tunnel that the proxy refuses is a failed transfer to the library, an answer to us.
-  if (tunnelCode == kForbiddenStatus) {
+  if (tunnelCode == kProxyAuthRequired && isSet(CURLOPT_PROXYAUTH)) {
     responseCode_ = tunnelCode;
     return;
   }
@@ -288,24 +300,36 @@ void CurlObject::finish(CURLcode result) {
               "curl_easy_getinfo");
 }
 
-bool CurlObject::renewAfter407() {
+// Whether the request is worth one more try: with new tickets, or without Kerberos where any other
+// way would do. The library tries nothing else where Negotiate is offered, even without a ticket.
+bool CurlObject::prepareRepeat() {
   long offered = 0;
   throwIfCurl(curl_easy_getinfo(handle_.get(), CURLINFO_PROXYAUTH_AVAIL, &offered),
               "curl_easy_getinfo");
-  bool renewed = false;
-  if ((offered & ProxyAuthMask::negotiate) != 0) {
-    if (user_.find('\\') != std::string::npos) {
-      kLog.error(
-          "The user name format \"%s\" for 'negotiate' auth type is incorrect. Please ensure the "
-          "user name for 'negotiate' auth type is in the format of <username> or "
-          "<username>@<domain>.",
-          {user_});
-    } else {
-      // A password for another way to log on is not tried at the KDC: each try may lock the
-      // account.
-      renewed = (maskOf(CURLOPT_PROXYAUTH) & ProxyAuthMask::negotiate) != 0 &&
-                negotiate_.handleKrb5CCache(responseHeaders_);
-    }
+  const bool goodName = checkUserName(offered);
+  const long mask = maskOf(CURLOPT_PROXYAUTH);
+  // A password for another way to log on is not tried at the KDC: each try may lock the account.
+  if ((offered & mask & ProxyAuthMask::negotiate) == 0) return false;
+  if (goodName && negotiate_.handleKrb5CCache(responseHeaders_)) {
+    clearCredentialOptions();
+    handCredentials(server_);
+    return true;
+  }
+  if (mask != ProxyAuthMask::any || (offered & kOtherWays) == 0) return false;
+  setOption(CURLOPT_PROXYAUTH, mask & ~ProxyAuthMask::negotiate);
+  return true;
+}
+
+// Tells of a user name that cannot do for a way that the proxy offers; false when it cannot do for
+// Negotiate.
+bool CurlObject::checkUserName(long offered) const {
+  const bool goodName = user_.find('\\') == std::string::npos;
+  if ((offered & ProxyAuthMask::negotiate) != 0 && !goodName) {
+    kLog.error(
+        "The user name format \"%s\" for 'negotiate' auth type is incorrect. Please ensure the "
+        "user name for 'negotiate' auth type is in the format of <username> or "
+        "<username>@<domain>.",
+        {user_});
   }
   if ((offered & ProxyAuthMask::ntlm) != 0 && user_.find('@') != std::string::npos) {
     kLog.error(
@@ -314,7 +338,7 @@ bool CurlObject::renewAfter407() {
         "<domain>/<username>.",
         {user_});
   }
-  return renewed;
+  return goodName;
 }
 
 }  // namespace tolk

@@ -106,8 +106,8 @@ class CurlObject {
   using List = std::unique_ptr<curl_slist, ListEnd>;
   using OptionValue = std::variant<std::string, long, void*>;
 
-  template <typename Value>
-  void apply(CURLoption option, Value value);
+  /// Sets an option and records nothing.
+  void apply(CURLoption option, const char* value);
   [[nodiscard]] List cookieList() const;
   [[nodiscard]] long maskOf(CURLoption option) const;
   static int SeekMemoryCallback(void* object, curl_off_t offset, int origin) noexcept;
@@ -120,7 +120,8 @@ class CurlObject {
   void setReuse();
   CURLcode perform();
   void finish(CURLcode result);
-  [[nodiscard]] bool renewAfter407();
+  [[nodiscard]] bool prepareRepeat();
+  [[nodiscard]] bool checkUserName(long offered) const;
 
   std::unique_ptr<CURL, HandleEnd> handle_;
   std::map<CURLoption, OptionValue> options_;
@@ -135,7 +136,6 @@ class CurlObject {
   std::exception_ptr callbackFailure_;
   CurlProxyNegotiateHelper negotiate_;
   std::string server_, user_;
-  Shredder password_;
 };
 
 }  // namespace tolk

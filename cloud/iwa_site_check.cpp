@@ -2,18 +2,21 @@
 #include "cloud/iwa_site_check.h"
 
 #include "cloud/certificate_check.h"
+#include "cloud/cloud_exceptions.h"
 #include "cloud/cloud_json.h"
 #include "cloud/cloud_object.h"
 #include "cloud/proxy_auth.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/krb5/machine_account.h"
 
 namespace tolk {
 namespace {
 
 using Fault = SiteCheckResult::Fault;
 constexpr long kOk = 200;
+constexpr long kUnauthorized = 401;
 
 /// "host:port" or "host" of a URL.
 std::string serverOf(const std::string& url) {
@@ -22,18 +25,14 @@ std::string serverOf(const std::string& url) {
   return url.substr(start, url.find_first_of("/?#", start) - start);
 }
 
-/// Ready for the site check while it lives, for the platform afterwards.
-class SiteCheckSetup {
+/// Makes a transfer ready for the platform again at the end of its life.
+class PlatformTransfer {
  public:
-  SiteCheckSetup(CurlObject& transfer, const IwaAddress& address, const HttpProxy& proxy,
-                 const CloudLog& log)
-      : transfer_(transfer), proxy_(proxy), log_(log) {
-    transfer.setServerNegotiate(address.principal, serverOf(address.url), kMachineUser);
-    checkSiteCertificate(transfer);
-  }
-  SiteCheckSetup(const SiteCheckSetup&) = delete;
-  SiteCheckSetup& operator=(const SiteCheckSetup&) = delete;
-  ~SiteCheckSetup() {
+  PlatformTransfer(CurlObject& transfer, const HttpProxy& proxy, const CloudLog& log)
+      : transfer_(transfer), proxy_(proxy), log_(log) {}
+  PlatformTransfer(const PlatformTransfer&) = delete;
+  PlatformTransfer& operator=(const PlatformTransfer&) = delete;
+  ~PlatformTransfer() {
     try {
       restore();
     } catch (const Base_Exception& e) {
@@ -45,10 +44,9 @@ class SiteCheckSetup {
   void restore() {
     transfer_.reset(true);
     transfer_.setOption(CURLOPT_HTTPAUTH, ProxyAuthMask::basic);
-    applyProxy(transfer_, proxy_, log_);
-    transfer_.clearOption(CURLOPT_USERPWD);
     transfer_.clearOption(CURLOPT_CAPATH);
     checkPlatformCertificate(transfer_, log_);
+    applyProxy(transfer_, proxy_, log_);
   }
 
   CurlObject& transfer_;
@@ -95,11 +93,19 @@ void applyProxy(CurlObject& transfer, const HttpProxy& proxy, const CloudLog& lo
 
 SiteCheckResult checkSite(CurlObject& transfer, const IwaAddress& address, const HttpProxy& proxy,
                           const CloudLog& log) {
-  const SiteCheckSetup setup(transfer, address, proxy, log);
+  if (address.url.empty()) throw CloudIwaException("No cloud connector offers the site check");
+  const PlatformTransfer restored(transfer, proxy, log);
   const std::string url = address.url + CLOUD_RESTAPI_IWA_SITECHECK;
-  transfer.makeRequest(url, {}, false);
-  log.debug("siteCheck: URL = %s, SPN = %s, httpCode = %ld",
-            {url, address.principal, std::to_string(transfer.responseCode())});
+  for (const bool again : {false, true}) {
+    transfer.setServerNegotiate(address.principal, serverOf(address.url), kMachineUser);
+    checkSiteCertificate(transfer);
+    transfer.makeRequest(url, {}, false);
+    log.debug("siteCheck: URL = %s, SPN = %s, httpCode = %ld",
+              {url, address.principal, std::to_string(transfer.responseCode())});
+    if (transfer.responseCode() != kUnauthorized || again) break;
+    // The web server may have got another key since its ticket was issued.
+    (void)ADHelper::GetMachineCredCache(true);
+  }
   return judge(transfer);
 }
 

@@ -25,7 +25,8 @@ struct SiteCheckResult {
 
 /// Makes the site check with `transfer`, past its web proxy, and records it. Afterwards the
 /// transfer is as for the platform again, with `proxy`. Throws CurlException; BadDataException for
-/// an answer that is no JSON; CloudException for one without a result.
+/// an answer that is no JSON; CloudException for one without a result; CloudIwaException without an
+/// address.
 [[nodiscard]] SiteCheckResult checkSite(CurlObject& transfer, const IwaAddress& address,
                                         const HttpProxy& proxy, const CloudLog& log);
 

@@ -125,6 +125,7 @@ void ORBProcessor::cloudSetup() {
   transfer_->addHeader("X-PLN-SRC", "TQS");
   ConnectorAccess* connectors = ConnectorAccess::current();
   if (url_.empty() && connectors != nullptr) url_ = connectors->platformUrl();
+  if (url_.empty()) throw CloudException("No address of the cloud platform is known");
   const bool direct = Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false);
   proxy_ = getCloudProxy();
   if (direct) {
@@ -166,13 +167,9 @@ void ORBProcessor::postLogPrivEvent() {
       kLog.debug("Machine cookie not ready, will fetch");
       initProc(url_);
     }
-    std::vector<EventPayload> payloads;
-    {
-      const std::lock_guard lock(gAccess);
-      payloads = gEvtPayloads;
-    }
-    posted = payloads.size();
-    cloudLogPrivEvent(payloads);
+    if (!transfer_) return;  // recorded by initProc()
+    followProxy();
+    cloudLogPrivEvent(posted);
   });
   // Those that came meanwhile have a handler of their own waiting.
   const std::lock_guard lock(gAccess);
@@ -181,9 +178,26 @@ void ORBProcessor::postLogPrivEvent() {
                      gEvtPayloads.begin() + static_cast<std::ptrdiff_t>(posted));
 }
 
-void ORBProcessor::cloudLogPrivEvent(const std::vector<EventPayload>& payloads) {
+// The configuration may have changed since the machine signed on.
+void ORBProcessor::followProxy() {
+  HttpProxy proxy = getCloudProxy();
+  if (proxy.server == proxy_.server && proxy.authType == proxy_.authType &&
+      proxy.user == proxy_.user && proxy.password.view() == proxy_.password.view()) {
+    return;
+  }
+  proxy_ = std::move(proxy);
+  applyProxy(*transfer_, proxy_, kLog);
+}
+
+void ORBProcessor::cloudLogPrivEvent(std::size_t& taken) {
   kLog.debug("process a privilege event");
   transfer_->setCookie(std::string(CLOUD_AUTH_COOKIE) + "=" + machineCookie_ + ";");
+  std::vector<EventPayload> payloads;
+  {
+    const std::lock_guard lock(gAccess);
+    payloads = gEvtPayloads;
+  }
+  taken = payloads.size();
   for (const EventPayload& payload : payloads) {
     transfer_->makeRequest(url_ + CLOUD_RESTAPI_LOG_PRIVEVENT, eventJson(payload), true);
     const bool result = processResult();
@@ -195,7 +209,8 @@ void ORBProcessor::cloudLogPrivEvent(const std::vector<EventPayload>& payloads) 
       return;
     }
     kLog.debug("LogPrivEvent: machine cookie expired, will refetch");
-    cloudSSO();
+    machineCookie_.clear();
+    cloudSSO();  // on failure the next pass signs on from the start
   }
 }
 

@@ -50,7 +50,8 @@ class ORBProcessor : public CloudBase {
   void cloudSetup();
   void cloudIWA();
   void cloudSSO();
-  void cloudLogPrivEvent(const std::vector<EventPayload>& payloads);
+  void followProxy();
+  void cloudLogPrivEvent(std::size_t& taken);
   template <typename Work>
   void recordFailures(const Work& work);
 

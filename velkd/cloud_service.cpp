@@ -61,16 +61,23 @@ bool isPlatformStatus(long status) {
   return status != kProxyDenied && status < kServerErrors;
 }
 
-bool platformAnswers(const std::string& url, const tolk::HttpProxy& proxy) {
+/// What is left for the caller's wait since `start`, less a margin for the way back.
+long remainingMs(std::chrono::steady_clock::time_point start) {
   constexpr long kMarginMs = 1000;
-  constexpr long kLeastMs = 500;
-  const long limit = tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT);
+  const auto past = std::chrono::duration_cast<std::chrono::milliseconds>(
+      std::chrono::steady_clock::now() - start);
+  return tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT) - kMarginMs -
+         static_cast<long>(past.count());
+}
+
+bool platformAnswers(const std::string& url, const tolk::HttpProxy& proxy) {
+  const auto start = std::chrono::steady_clock::now();
   try {
     tolk::CurlObject transfer;
-    // The caller waits for no longer than that.
-    transfer.setOption(CURLOPT_TIMEOUT_MS, std::max(kLeastMs, limit - kMarginMs));
     tolk::checkPlatformCertificate(transfer, kLog);
     tolk::applyProxy(transfer, proxy, kLog);
+    constexpr long kLeastMs = 500;
+    transfer.setOption(CURLOPT_TIMEOUT_MS, std::max(kLeastMs, remainingMs(start)));
     transfer.makeRequest(url + tolk::CLOUD_RESTAPI_SYSINFO_VERSION, {}, false);
     return isPlatformStatus(transfer.responseCode());
   } catch (const tolk::Base_Exception& e) {
@@ -107,6 +114,7 @@ void CloudService::reload() {
   startEvents();
   const std::lock_guard lock(mutex_);
   instanceUntil_ = {};
+  ++reloads_;
 }
 
 void CloudService::connected() {
@@ -138,12 +146,23 @@ void CloudService::askInstance(std::function<void(const CloudInstance&)> done) {
 
 void CloudService::answerInstance() {
   constexpr std::chrono::seconds kGoodFor(10);
-  const CloudInstance instance = checkCloudInstance();
+  unsigned reloads = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    reloads = reloads_;
+  }
+  CloudInstance instance;
+  try {
+    instance = checkCloudInstance();
+  } catch (const std::exception& e) {
+    kLog.error("%s", {e.what()});
+  }
   std::vector<std::function<void(const CloudInstance&)>> waiting;
   {
     const std::lock_guard lock(mutex_);
     instance_ = instance;
-    instanceUntil_ = std::chrono::steady_clock::now() + kGoodFor;
+    // Not when the configuration has changed meanwhile.
+    if (reloads == reloads_) instanceUntil_ = std::chrono::steady_clock::now() + kGoodFor;
     waiting.swap(waiting_);
   }
   for (const auto& done : waiting) done(instance);

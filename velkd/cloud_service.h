@@ -14,7 +14,8 @@
 
 namespace velkd {
 
-/// Asks the platform for its version, the way that transfers go, within PN::VELKD_RPC_TIMEOUT.
+/// Asks the platform for its version, the way that transfers go; a platform that is silent is given
+/// up within PN::VELKD_RPC_TIMEOUT.
 [[nodiscard]] CloudInstance checkCloudInstance();
 
 /// What waits for the platform runs on run queues, whose threads use this object until
@@ -43,6 +44,7 @@ class CloudService final : public CloudDesk {
   std::atomic<std::size_t> mfaWaiting_ = 0;
   std::mutex mutex_;
   bool eventsStarted_ = false;  // guarded by mutex_, as the following
+  unsigned reloads_ = 0;
   CloudInstance instance_;
   std::chrono::steady_clock::time_point instanceUntil_;
   std::vector<std::function<void(const CloudInstance&)>> waiting_;

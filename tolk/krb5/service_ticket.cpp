@@ -55,9 +55,13 @@ void fetchServiceTicketAs(krb5_context context, krb5_ccache cache, const std::st
   Krb5Principal client(context);
   throwIfKrb5(context, krb5_cc_get_principal(context, cache, client.out()), "reading a cache");
   Krb5Principal server(context);
-  throwIfKrb5(context, krb5_parse_name(context, principal.c_str(), server.out()),
+  // A name without a realm is not to get that of the configuration, which need not have one.
+  const bool named = principal.find('@') != std::string::npos;
+  throwIfKrb5(context,
+              krb5_parse_name_flags(context, principal.c_str(),
+                                    named ? 0 : KRB5_PRINCIPAL_PARSE_NO_REALM, server.out()),
               "parsing the service name \"" + printable(principal) + "\"");
-  if (principal.find('@') == std::string::npos) {
+  if (!named) {
     const krb5_data& realm = client.get()->realm;
     throwIfKrb5(context,
                 krb5_set_principal_realm(context, server.get(),

@@ -37,11 +37,10 @@ std::vector<std::string> namesOf(const std::string& host) {
   return names;
 }
 
-bool serves(const ADObject& account, const std::string& service, const std::string& host) {
+bool has(const ADObject& account, const std::string& name) {
   const std::vector<std::string> spns = account.getStrings(AD_SERVER_PRINCIPAL_NAME);
-  return std::ranges::any_of(spns, [&](const std::string& spn) {
-    return equalsIgnoringCase(spn, service + "/" + host) || equalsIgnoringCase(spn, "HOST/" + host);
-  });
+  return std::ranges::any_of(spns,
+                             [&](const std::string& spn) { return equalsIgnoringCase(spn, name); });
 }
 
 std::string filterFor(const std::string& service, const std::vector<std::string>& hosts) {
@@ -79,9 +78,12 @@ std::string CanonicalSpn(const std::string& spn, const std::string& domain, LDAP
   const auto accounts = directory->search(filterFor(service, hosts), base, attributes,
                                           SearchScope::subtree, 0, 0, SearchFlags::none);
   for (const std::string& name : hosts) {
-    for (const ADObject& account : *accounts) {
-      if (!serves(account, service, name)) continue;
-      return service + "/" + name + "@" + toUpper(DN::domainFromDN(account.dn()));
+    // The service's own account comes before the computer that stands for all of its services.
+    for (const std::string& kind : {service, std::string("HOST")}) {
+      const auto account = std::ranges::find_if(
+          *accounts, [&](const ADObject& one) { return has(one, kind + "/" + name); });
+      if (account == accounts->end()) continue;
+      return service + "/" + name + "@" + toUpper(DN::domainFromDN(account->dn()));
     }
   }
   return {};
