@@ -200,6 +200,7 @@ class PlatformServer::Service {
     constexpr std::size_t kThreads = 64;
     server_->new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
     server_->set_keep_alive_max_count(1000000);
+    server_->set_keep_alive_timeout(1);  // seconds; the end waits for idle connections
     server_->set_tcp_nodelay(true);
     listen(settings);
   }

@@ -5,9 +5,9 @@
 #include <thread>
 
 #include "cloud/cloud_exceptions.h"
-#include "cloud/connector_access.h"
 #include "cloud/orb.h"
 #include "tests/support/platform_server.h"
+#include "tests/unit/cloud/fixed_connectors.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tests/unit/cloud/raw_http_server.h"
 #include "tolk/base/json.h"
@@ -20,24 +20,6 @@ using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-/// Connectors that know one platform and one web server for the site check.
-class FixedConnectors : public ConnectorAccess {
- public:
-  FixedConnectors(std::string platform, std::string site)
-      : platform_(std::move(platform)), site_(std::move(site)) {
-    install(this);
-  }
-  ~FixedConnectors() override { install(nullptr); }
-  std::string getCloudConnector() override { return {}; }
-  void resetCurrentCloudConnector() override {}
-  std::string platformUrl() override { return platform_; }
-  IwaAddress getIwaUrl() override { return {.url = site_, .principal = "HTTP/x@X.TEST"}; }
-  std::string GetSPNFromIwaURL(const std::string& /*url*/) override { return {}; }
-
- private:
-  std::string platform_, site_;
-};
 
 constexpr const char* kPath = "tqsintegration/LogPrivEvent";
 

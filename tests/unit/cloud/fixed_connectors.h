@@ -1,0 +1,32 @@
+// Connectors for tests of what uses them.
+#pragma once
+
+#include <string>
+#include <utility>
+
+#include "cloud/connector_access.h"
+
+namespace tolk::test {
+
+/// Connectors that know one platform and one web server for the site check.
+class FixedConnectors : public ConnectorAccess {
+ public:
+  FixedConnectors(std::string platform, std::string site)
+      : platform_(std::move(platform)), site_(std::move(site)) {
+    install(this);
+  }
+  ~FixedConnectors() override { install(nullptr); }
+  std::string getCloudConnector() override { return connector; }
+  void resetCurrentCloudConnector() override { ++resets; }
+  std::string platformUrl() override { return platform_; }
+  IwaAddress getIwaUrl() override { return {.url = site_, .principal = "HTTP/x@X.TEST"}; }
+  std::string GetSPNFromIwaURL(const std::string& /*url*/) override { return {}; }
+
+  std::string connector;
+  int resets = 0;
+
+ private:
+  std::string platform_, site_;
+};
+
+}  // namespace tolk::test
