@@ -114,7 +114,10 @@ void CurlObject::clearOption(CURLoption option) {
 }
 
 void CurlObject::addHeader(const std::string& name, const std::string& value) {
-  headers_[name] = value;
+  const auto [place, isNew] = headers_.try_emplace(name, value);
+  if (!isNew && place->second == value) return;
+  place->second = value;
+  headersChanged_ = true;
 }
 
 long CurlObject::maskOf(CURLoption option) const {
@@ -241,7 +244,7 @@ void CurlObject::prepare(const std::string& url, std::string_view body, bool isP
     setOption(CURLOPT_SEEKDATA, this);
     setOption(CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
   } else {
-    headers_.erase("Content-Length");
+    if (headers_.erase("Content-Length") != 0) headersChanged_ = true;
     kLog.debug("HTTP get URL = %s", {shown(url)});
     setOption(CURLOPT_URL, url);
   }
@@ -251,16 +254,22 @@ void CurlObject::prepare(const std::string& url, std::string_view body, bool isP
   setReuse();
 }
 
+// The library keeps the list itself, no copy, so one serves until a header changes.
 void CurlObject::sendHeaders() {
   List fresh;
-  for (const auto& [name, value] : headers_) {
-    curl_slist* longer = curl_slist_append(fresh.get(), (name + ": " + value).c_str());
-    throwIfCurl(longer == nullptr ? CURLE_OUT_OF_MEMORY : CURLE_OK, "curl_slist_append");
-    (void)fresh.release();
-    fresh.reset(longer);
+  if (headersChanged_) {
+    for (const auto& [name, value] : headers_) {
+      std::string line = name;
+      line.append(": ").append(value);
+      curl_slist* longer = curl_slist_append(fresh.get(), line.c_str());
+      throwIfCurl(longer == nullptr ? CURLE_OUT_OF_MEMORY : CURLE_OK, "curl_slist_append");
+      (void)fresh.release();
+      fresh.reset(longer);
+    }
+    fresh.swap(headerList_);
+    headersChanged_ = false;
   }
-  setOption(CURLOPT_HTTPHEADER, static_cast<void*>(fresh.get()));
-  headerList_ = std::move(fresh);
+  setOption(CURLOPT_HTTPHEADER, static_cast<void*>(headerList_.get()));
 }
 
 // NTLM and Negotiate log the connection on, not the request: nobody else may come to use it.

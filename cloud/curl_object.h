@@ -126,6 +126,7 @@ class CurlObject {
   std::unique_ptr<CURL, HandleEnd> handle_;
   std::map<CURLoption, OptionValue> options_;
   std::map<std::string, std::string> headers_;
+  bool headersChanged_ = true;  ///< since headerList_ was made of them
   std::vector<std::string> responseHeaders_;
   std::size_t responseHeaderBytes_ = 0;
   std::string_view requestBody_;

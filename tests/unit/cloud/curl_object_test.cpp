@@ -32,7 +32,7 @@ int failureOf(CurlObject& transfer, const std::string& url) {
 }
 
 TEST(CurlObject, SendsEachRequestOnceAndAsItIs) {
-  const Server server({Server::ok("a"), Server::ok("b"), Server::ok("c")});
+  const Server server({Server::ok("a"), Server::ok("b"), Server::ok("c"), Server::ok("d")});
   CurlObject transfer;
   transfer.addHeader("X-Two", "2");
   transfer.addHeader("X-One", "1");
@@ -40,19 +40,23 @@ TEST(CurlObject, SendsEachRequestOnceAndAsItIs) {
   const std::string body("{\"n\":\"\0\"}", 9);
   transfer.makeRequest(server.url("/post"), body, true);
   transfer.makeRequest(server.url("/get"), {}, false);
+  transfer.addHeader("X-One", "one");
+  transfer.makeRequest(server.url("/get"), {}, false);
   transfer.makeRequest(server.url("/empty"), {}, true);
   EXPECT_EQ(transfer.responseCode(), 200);
-  EXPECT_EQ(transfer.responseBody(), "c");
+  EXPECT_EQ(transfer.responseBody(), "d");
   EXPECT_EQ(transfer.responseHeaders().front(), "HTTP/1.1 200 OK\r\n");
   const std::vector<std::string> requests = server.requests();
-  ASSERT_EQ(requests.size(), 3U);
+  ASSERT_EQ(requests.size(), 4U);
   EXPECT_THAT(requests[0], StartsWith("POST /post HTTP/1.1\r\n"));
   EXPECT_THAT(requests[0], HasSubstr("Content-Length: 9\r\nX-One: 1\r\nX-Two: two\r\n"));
   EXPECT_THAT(requests[0], Not(HasSubstr("chunked")));
   EXPECT_TRUE(requests[0].ends_with(body));
   EXPECT_THAT(requests[1], StartsWith("GET /get HTTP/1.1\r\n"));
   EXPECT_THAT(requests[1], Not(HasSubstr("Content-Length")));
-  EXPECT_THAT(requests[2], HasSubstr("Content-Length: 0\r\n"));
+  EXPECT_THAT(requests[1], HasSubstr("X-One: 1\r\nX-Two: two\r\n"));
+  EXPECT_THAT(requests[2], HasSubstr("X-One: one\r\nX-Two: two\r\n"));
+  EXPECT_THAT(requests[3], HasSubstr("Content-Length: 0\r\n"));
   EXPECT_EQ(server.connections(), 1);
 }
 
