@@ -9,6 +9,7 @@
 #include "cloud/cloud_log.h"
 #include "cloud/connector_access.h"
 #include "cloud/iwa_site_check.h"
+#include "cloud/platform_headers.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 
@@ -133,9 +134,7 @@ CloudConnPool::Connections::iterator CloudConnPool::addConnection() {
   }
   kLog.debug("Allocated new CURL connection:(%d) for cloud auth.",
              {std::to_string(connections_.size())});
-  fresh->addHeader("Content-Type", "application/json");
-  fresh->addHeader("X-PELLION-NATIVE-CLIENT", "1");
-  fresh->addHeader("X-PLN-SRC", "TQS");
+  addPlatformHeaders(*fresh);
   const CurlObject* key = fresh.get();
   Connection connection;
   connection.curl = std::move(fresh);

@@ -8,6 +8,7 @@
 #include "cloud/cloud_log.h"
 #include "cloud/connector_access.h"
 #include "cloud/iwa_site_check.h"
+#include "cloud/platform_headers.h"
 #include "cloud/url_text.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
@@ -120,9 +121,7 @@ void ORBProcessor::initProc(const std::string& url) {
 
 void ORBProcessor::cloudSetup() {
   transfer_ = std::make_unique<CurlObject>();
-  transfer_->addHeader("Content-Type", "application/json");
-  transfer_->addHeader("X-PELLION-NATIVE-CLIENT", "1");
-  transfer_->addHeader("X-PLN-SRC", "TQS");
+  addPlatformHeaders(*transfer_);
   ConnectorAccess* connectors = ConnectorAccess::current();
   if (url_.empty() && connectors != nullptr) url_ = connectors->platformUrl();
   if (url_.empty()) throw CloudException("No address of the cloud platform is known");

@@ -12,6 +12,7 @@
 #include "cloud/http_proxy.h"
 #include "cloud/iwa_site_check.h"
 #include "cloud/orb.h"
+#include "cloud/platform_headers.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
@@ -74,6 +75,7 @@ bool platformAnswers(const std::string& url, const tolk::HttpProxy& proxy) {
   const auto start = std::chrono::steady_clock::now();
   try {
     tolk::CurlObject transfer;
+    tolk::addPlatformHeaders(transfer);
     tolk::checkPlatformCertificate(transfer, kLog);
     tolk::applyProxy(transfer, proxy, kLog);
     constexpr long kLeastMs = 500;

@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "cloud/cloud_conn_pool.h"
 #include "cloud/cloud_connectors_refresh.h"
 #include "cloud/cloudconnectorlocator.h"
 #include "tolk/base/run_queue.h"
@@ -48,8 +49,8 @@ void ConnectorService::connected() {
 }
 
 std::string cloudText() {
-  return CloudConnectorLocator::m_adagent == nullptr ? std::string()
-                                                     : CloudConnectorLocator::getInstance().dump();
+  if (CloudConnectorLocator::m_adagent == nullptr) return {};
+  return tolk::CloudConnPool::getInstance().dump() + CloudConnectorLocator::getInstance().dump();
 }
 
 }  // namespace velkd

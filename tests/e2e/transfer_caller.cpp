@@ -5,12 +5,17 @@
 //   server PRINCIPAL HOST:PORT USER       logs on to the web server itself
 //   checks                                checks certificates as for the site check
 //   trust FILE                            trusts these authorities
+//   header NAME VALUE                     sends that header from now on
+//   say WORD                              says it on standard error
+//   await FILE                            waits until there is that file, a minute at most
 //   reset                                 takes proxy and credentials away
 //   get URL, post URL TEXT                one request: "STATUS LENGTH", or "failed CODE: MESSAGE"
 //   both NAME NAME URL                    both objects get at the same time
 //   site URL PRINCIPAL                    a site check: "site FAULT result"
 //
 // LOG is the file for its records.
+#include <unistd.h>
+
 #include <iostream>
 #include <map>
 #include <memory>
@@ -47,6 +52,13 @@ class Session {
       tolk::checkSiteCertificate(*current_);
     } else if (verb == "trust") {
       current_->setOption(CURLOPT_CAINFO, a);
+    } else if (verb == "header") {
+      current_->addHeader(a, b);
+    } else if (verb == "say") {
+      std::cerr << a << std::endl;
+    } else if (verb == "await") {
+      constexpr int kTries = 6000;
+      for (int i = 0; i < kTries && ::access(a.c_str(), F_OK) != 0; ++i) ::usleep(10000);
     } else if (verb == "reset") {
       current_->reset(true);
     } else if (verb == "get") {

@@ -1,0 +1,283 @@
+// The way to the cloud platform: real web proxies, a real web server with Kerberos, and a strict
+// platform behind them.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/lab.h"
+#include "tests/support/process.h"
+
+namespace joinscope::test {
+namespace {
+
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
+
+constexpr const char* kPage = "http://web1.lab.test:8080/plain.txt";
+constexpr const char* kLog = "/tmp/transfer.log";
+constexpr const char* kWeb1 =
+    "proxy proxy1.lab.test:3128 Negotiate web.one@lab.test Web-One-Pass1\n";
+
+/// Counts requests for initial credentials (RFC 4120, 5.4.1: application tag 10) at the controller.
+class InitialRequests {
+ public:
+  explicit InitialRequests(const Host& dc) : dc_(dc) {
+    dc_.must(
+        "nft -f - <<'END'\ntable inet count { chain in { type filter hook input priority 0; udp "
+        "dport "
+        "88 @ih,0,8 0x6a counter; tcp dport 88 @ih,32,8 0x6a counter; }; }\nEND");
+  }
+  InitialRequests(const InitialRequests&) = delete;
+  InitialRequests& operator=(const InitialRequests&) = delete;
+  ~InitialRequests() { (void)dc_.shell("nft delete table inet count"); }
+
+  int count() const {
+    return std::stoi(
+        dc_.must("nft list table inet count | sed -n 's/.*packets \\([0-9]*\\).*/\\1/p' | "
+                 "paste -sd+ | bc"));
+  }
+
+ private:
+  const Host& dc_;
+};
+
+class CloudTest : public testing::Test {
+ protected:
+  static void SetUpTestSuite() { Lab::command({"scenario", "web", "on"}); }
+  static void TearDownTestSuite() { Lab::command({"scenario", "web", "off"}); }
+  CloudTest() { lab.member.must("cp /etc/orvald/orvald.conf /root/conf.cloud"); }
+  ~CloudTest() override {
+    lab.member.must(
+        "cp /root/conf.cloud /etc/orvald/orvald.conf; rm -f /var/orvald/httpproxy.cred "
+        "/var/orvald/*cloudconnectors");
+    Lab::command({"daemon", "stop"});
+    Lab::command({"daemon", "start"});
+  }
+
+  /// What the transfers of these lines come to.
+  std::string transfers(const std::string& lines) const {
+    return lab.member.run({JOINSCOPE_TRANSFER_CALLER, kLog}, {.input = lines}).out;
+  }
+  void configure(const std::string& lines) const {
+    lab.member.must("cat /root/conf.cloud - > /etc/orvald/orvald.conf <<'END'\n" + lines + "END");
+  }
+  static void restartDaemon() {
+    Lab::command({"daemon", "stop"});
+    Lab::command({"daemon", "start"});
+  }
+  /// Starts a platform with this script on cloud1.
+  RunningCommand platform(const std::string& script) const {
+    return cloud.start({JOINSCOPE_PLATFORM, "10.99.0.62", "8443", "/etc/ssl/lab/cloud1.crt",
+                        "/etc/ssl/lab/cloud1.key", "/tmp/record"},
+                       {.input = script});
+  }
+  CommandResult mfa(const std::string& user, const std::string& input) const {
+    return lab.member.run({daemonBinary(), "mfa", user}, {.input = input});
+  }
+
+  Lab lab;
+  Host proxy{"proxy1"}, cloud{"cloud1"};
+};
+
+/// Everything towards the platform of cloud1, by way of the connectors' settings.
+constexpr const char* kPlatform =
+    "velkd.legacyzone.mfa.enabled: true\n"
+    "velkd.legacyzone.mfa.cloudurl: https://cloud1.lab.test:8443/\n"
+    "velkd.legacyzone.mfa.tenantid: LAB0001\n"
+    "velkd.cloud.cert.store: /etc/ssl/lab/ca.pem\n"
+    "adsec.cert.dir: /etc/ssl/lab\n"
+    "cloud.iwa.url.override: https://web1.lab.test:8443/\n"
+    "root.logger.name: TRACE\n";
+
+TEST_F(CloudTest, TransfersThroughEachKindOfProxy) {
+  const std::string secure = "https://web1.lab.test:8443/plain.txt";
+  EXPECT_EQ(
+      transfers("trust /etc/ssl/lab/ca.pem\n" + std::string(kWeb1) + "get " + kPage + "\nget " +
+                secure + "\nproxy webproxy.lab.test:3128 Negotiate S-1-5-18 -\nget " + secure +
+                "\nproxy proxy1.lab.test:3129 Basic basicuser Basic-Pass1\npost " + secure +
+                " body\nproxy proxy1.lab.test:3129 Basic basicuser wrong\nget " + secure +
+                "\nproxy proxy1.lab.test:3130 - - -\nget " + secure +
+                "\nproxy proxy1.lab.test:3128 AnyAuth web.two Web-Two-Pass1\nget " + kPage + "\n"),
+      "200 6\n200 6\n200 6\n200 6\n407 0\n200 6\n200 6\n");
+  // One object, two users: each request is its own user's.
+  proxy.must(": > /run/squid/negotiate.log");
+  (void)transfers(std::string(kWeb1) + "get " + kPage +
+                  "\nproxy proxy1.lab.test:3128 Negotiate web.two@LAB.TEST Web-Two-Pass1\nget " +
+                  kPage + "\n");
+  EXPECT_EQ(proxy.must("awk '{print $NF}' /run/squid/negotiate.log"),
+            "web.one@LAB.TEST\nweb.two@LAB.TEST\n");
+}
+
+TEST_F(CloudTest, CertificatesAreChecked) {
+  const std::string get = "get https://web1.lab.test:";
+  const std::string refused =
+      "failed 60: curl error occurred in curl_easy_perform: SSL peer certificate or SSH remote key "
+      "was not OK (60)\n";
+  const std::string all = "checks\n" + get + "8443/plain.txt\n" + get + "8444/plain.txt\n" + get +
+                          "8445/plain.txt\n" + get + "8446/plain.txt\n";
+  configure(kPlatform);
+  EXPECT_EQ(transfers(all), "200 6\n" + refused + refused + refused);
+  configure(std::string(kPlatform) + "velkd.iwa.skip.cert.verification: true\n");
+  EXPECT_EQ(transfers(all), "200 6\n200 6\n200 6\n200 6\n");
+}
+
+TEST_F(CloudTest, SiteCheckLogsTheComputerOn) {
+  configure(kPlatform);
+  const std::string site = "site https://web1.lab.test:8443/";
+  const std::string principal = " HTTP/web1.lab.test@LAB.TEST\n";
+  EXPECT_EQ(transfers("header X-PELLION-NATIVE-CLIENT 1\n" + site + principal + site + "refused/" +
+                      principal + site + "nobrace/" + principal + site + "half/" + principal +
+                      site + principal),
+            "site 0 success\nsite 4 failure\nsite 2 \nsite 3 \nsite 0 success\n");
+}
+
+TEST_F(CloudTest, CredentialsAreFetchedOnce) {
+  const InitialRequests requests(lab.dc);
+  const auto cost = [&](const std::string& lines) {
+    const int before = requests.count();
+    EXPECT_THAT(transfers(lines), Not(HasSubstr("failed")));
+    return requests.count() - before;
+  };
+  const std::string get = std::string("get ") + kPage + "\n";
+  // One for the computer account, which looks the proxy's name up, and the user's two: without and
+  // with pre-authentication.
+  const int one = cost(kWeb1 + get);
+  EXPECT_EQ(cost(kWeb1 + get + "on two\n" + kWeb1 + get + "on three\n" + kWeb1 + "both two three " +
+                 kPage + "\n"),
+            one);
+  configure("cloud.proxy.cred.exp.chk.time: 40000\n");
+  EXPECT_GT(cost(kWeb1 + get + "on two\n" + kWeb1 + get), one);
+}
+
+/// Gives the proxy another keytab; its helper has the old one in memory.
+constexpr const char* kNewHelpers =
+    "; pkill negotiate_kerb; sleep 0.2; : > /run/squid/negotiate.log";
+
+TEST_F(CloudTest, RefusedTicketIsRenewedOnce) {
+  const std::string get = std::string("get ") + kPage + "\n";
+  const HostChange files(lab.member, "rm -f /tmp/step*", "rm -f /tmp/step*");
+  RunningCommand running = lab.member.start(
+      {JOINSCOPE_TRANSFER_CALLER, kLog}, {.input = kWeb1 + get + "say step1\nawait /tmp/step2\n" +
+                                                   get + "say step3\nawait /tmp/step4\n" + get});
+  ASSERT_TRUE(running.waitForError("step1"));
+  const std::string key = lab.dc.must(
+      "samba-tool user setpassword 'PROXY1$' --newpassword=Other-Pass77 >&2; rm -f /tmp/k; "
+      "samba-tool domain exportkeytab /tmp/k --principal=HTTP/proxy1.lab.test >&2; base64 -w0 "
+      "/tmp/k");
+  proxy.must("echo " + key + " | base64 -d > /run/squid/proxy1.keytab" + kNewHelpers);
+  lab.member.must("touch /tmp/step2");
+  ASSERT_TRUE(running.waitForError("step3"));
+  EXPECT_EQ(proxy.must("awk '{print $3}' /run/squid/negotiate.log"), "407\n200\n");
+  // Now the proxy itself has a key that nobody uses any more.
+  lab.dc.must("samba-tool user setpassword 'PROXY1$' --newpassword=Third-Pass77");
+  proxy.must(": > /run/squid/negotiate.log");
+  lab.member.must("touch /tmp/step4");
+  const std::string out = running.wait().out;
+  EXPECT_THAT(out, StartsWith("200 6\n200 6\n407 "));
+  EXPECT_EQ(proxy.must("awk '{print $3}' /run/squid/negotiate.log"), "407\n407\n");
+  Lab::command({"scenario", "web", "on"});  // with keys that fit
+}
+
+TEST_F(CloudTest, OrbinfoTellsTheWay) {
+  EXPECT_EQ(lab.member.joinscope({"--orbinfo"}),
+            (CommandResult{184, "", "Failed to get ORB info from velkd.\n"}));
+  // The daemon looks for the platform in the background.
+  const auto orbinfo = [this] {
+    CommandResult result;
+    for (int i = 0; i < 100; ++i) {
+      result = lab.member.joinscope({"--orbinfo"});
+      if (result.status != 184) break;
+    }
+    return result;
+  };
+  const std::string address = "https://cloud1.lab.test:8443/,";
+  configure(std::string(kPlatform) + "cloud.direct.connection: true\n");
+  restartDaemon();
+  EXPECT_EQ(orbinfo(), (CommandResult{181, address + "\n", ""}));
+  configure(std::string(kPlatform) +
+            "cloud.proxy.server: proxy1.lab.test:3128\ncloud.proxy.auth.required: true\n"
+            "cloud.proxy.auth.type: Negotiate\n");
+  const CommandResult stored =
+      lab.member.run({daemonBinary(), "proxy-credential", "set", "web.one@lab.test"},
+                     {.input = "Web-One-Pass1\n"});
+  EXPECT_EQ(stored.out, "Stored the user for the web proxy in /var/orvald/httpproxy.cred.\n");
+  restartDaemon();
+  RunningCommand server =
+      platform(R"({"client":"orb","answers":{"sysinfo/version":[{"json":{},"repeat":true}]}})");
+  ASSERT_TRUE(server.waitForError("ready"));
+  EXPECT_EQ(orbinfo(), (CommandResult{182, address + "proxy1.lab.test:3128\n", ""}));
+  EXPECT_EQ(lab.member.must("grep -c Web-One-Pass1 /var/log/orvald.log; true"), "0\n");
+  configure(std::string(kPlatform) + "cloud.direct.connection: true\n");
+  lab.member.must("kill -HUP $(pgrep -x velkd)");
+  EXPECT_EQ(orbinfo(), (CommandResult{180, address + "\n", ""}));
+  const CommandResult cleared = lab.member.run({daemonBinary(), "proxy-credential", "clear"});
+  EXPECT_EQ(cleared.out, "Removed /var/orvald/httpproxy.cred.\n");
+  EXPECT_EQ(lab.member.joinscope({"--orbinfo"}, {.user = "tester"}).status, 9);
+  EXPECT_EQ(lab.guest.joinscope({"--orbinfo"}),
+            (CommandResult{10, "", "Not joined to any domain.\n"}));
+}
+
+TEST_F(CloudTest, EventsArePostedInOrder) {
+  RunningCommand server = platform(
+      R"({"client":"orb","answers":{"security/sso":[{"headers":{"Set-Cookie":".ASPXAUTH=one; path=/"},)"
+      R"("json":{"success":true}}],"tqsintegration/LogPrivEvent":[{"json":{"success":true},"repeat":true}]}})");
+  ASSERT_TRUE(server.waitForError("ready"));
+  configure(std::string(kPlatform) +
+            "velkd.cloud.log.privevent: true\ncloud.proxy.server: proxy1.lab.test:3130\n");
+  restartDaemon();
+  lab.member.must(
+      "timeout 30 bash -c 'until grep -q \"initProc completes\" /var/log/orvald.log; do "
+      "sleep 0.1; done'");
+  std::vector<std::string> calls{JOINSCOPE_RPC_CALLER};
+  for (const char* value : {"1", "2", "3"}) {
+    calls.push_back(
+        R"({"method":"org.orvald.velkd.LogPrivilegeEvent","parameters":{"fields":[{"key":"e","value":")" +
+        std::string(value) + R"("}]}})");
+  }
+  EXPECT_EQ(lab.member.run(calls).out,
+            "{\"parameters\":{}}\n{\"parameters\":{}}\n{\"parameters\":{}}\n");
+  cloud.must("timeout 30 bash -c 'until grep -q \"e.....3\" /tmp/record; do sleep 0.1; done'");
+  EXPECT_EQ(cloud.must("grep -o 'e\\\\\":\\\\\"[0-9]' /tmp/record | grep -o '[0-9]'"), "1\n2\n3\n");
+  EXPECT_EQ(cloud.must("grep -vc '\"faults\":\\[\\]' /tmp/record; true"), "0\n");
+}
+
+TEST_F(CloudTest, UserIsAuthenticatedByHand) {
+  const std::string policy =
+      R"({"success":true,"Result":{"SessionId":"s","TenantId":"t","Version":"1.0","Challenges":[)"
+      R"({"Mechanisms":[{"MechanismId":"m1","Name":"UP","AnswerType":"Text"},)"
+      R"({"MechanismId":"m2","Name":"SQ","AnswerType":"Text","Question":"Pet?"}]},)"
+      R"({"Mechanisms":[{"MechanismId":"m3","Name":"OTP","AnswerType":"StartTextOob"}]}]}})";
+  const auto summary = [](const std::string& word) {
+    return R"({"json":{"success":true,"Result":{"Summary":")" + word + R"("}}})";
+  };
+  RunningCommand server = platform(
+      R"({"client":"v1s","answers":{"security/sso":[{"headers":{"Set-Cookie":".ASPXAUTH=m; path=/"},)"
+      R"("json":{"success":true},"repeat":true}],"security/startimpersonate":[{"headers":{"Set-Cookie":)"
+      R"(".ASPXAUTH=u; path=/"},"json":{"success":true},"repeat":true}],"tqsintegration/mfalogin":[)"
+      R"({"json":{"ErrorID":"ChallengeRequired","ChallengeId":"c"}},{"json":{"success":true}},)"
+      R"({"json":{"ErrorID":"NotConfigured"}}],"security/startchallenge":[{"json":)" +
+      policy + R"(}],"security/AdvanceAuthentication":[)" + summary("StartNextChallenge") + "," +
+      summary("OobPending") + "," + summary("OobPending") + "," + summary("LoginSuccess") + "]}}");
+  ASSERT_TRUE(server.waitForError("ready"));
+  configure(std::string(kPlatform) + "cloud.proxy.server: proxy1.lab.test:3130\n");
+  restartDaemon();
+  lab.member.must(
+      "timeout 30 bash -c 'until grep -q \"Refresh cloud connectors info done\" "
+      "/var/log/orvald.log; do sleep 0.1; done'");
+  // The second way of the first challenge; then the code is left empty and the platform polled.
+  const CommandResult good = mfa("ann@lab.test", "2\nRex-Findable\n\n");
+  EXPECT_EQ(good.status, 0) << good;
+  EXPECT_THAT(good.out,
+              StartsWith("  1  User Password\n  2  Answer Security Question\nWhich one? "));
+  EXPECT_THAT(good.out, HasSubstr("The platform has authenticated ann@lab.test.\n"));
+  const CommandResult bad = mfa("bob", "");
+  EXPECT_EQ(bad.status, 6) << bad;
+  EXPECT_THAT(bad.err, HasSubstr("cannot authenticate user 'bob'"));
+  EXPECT_EQ(cloud.must("grep -vc '\"faults\":\\[\\]' /tmp/record; true"), "0\n");
+  EXPECT_EQ(lab.member.must("grep -c Rex-Findable /var/log/orvald.log; true"), "0\n");
+  EXPECT_THAT(lab.member.joinscope({"--sysinfo", "orb"}).out,
+              HasSubstr("Pellion MFA Service Connections maximum: 10"));
+}
+
+}  // namespace
+}  // namespace joinscope::test
