@@ -39,6 +39,7 @@ std::string findCertificateBundle() {
 void checkPlatformCertificate(CurlObject& transfer, const CloudLog& log) {
   const bool skip = Props().getBool(PN::VELKD_CLOUD_SKIP_CERT_VERIFICATION, false);
   verify(transfer, !skip);
+  transfer.clearOption(CURLOPT_CAINFO);
   if (skip) return;
   std::string store = Props().getProperty(PN::VELKD_CLOUD_CERT_STORE);
   if (store.empty()) store = findCertificateBundle();

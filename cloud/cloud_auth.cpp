@@ -1,11 +1,16 @@
 // Authenticates one user at the platform.
 #include "cloud/cloud_auth.h"
 
+#include <algorithm>
+
 #include "cloud/certificate_check.h"
 #include "cloud/cloud_conn_pool.h"
+#include "cloud/cloud_exceptions.h"
 #include "cloud/cloud_json.h"
 #include "cloud/cloud_log.h"
+#include "tolk/base/exceptions.h"
 #include "tolk/base/locked_memory.h"
+#include "tolk/base/text.h"
 
 namespace tolk {
 namespace {
@@ -35,10 +40,19 @@ class LockedText {
   std::size_t length_ = 0;
 };
 
+bool isHostName(const std::string& text) {
+  return std::ranges::all_of(text, [](unsigned char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+           c == '-' || c == ':';
+  });
+}
+
 }  // namespace
 
 CloudAuth::CloudAuth(std::string url, MfaRequest request)
-    : url_(std::move(url)), request_(std::move(request)) {}
+    : url_(std::move(url)), request_(std::move(request)) {
+  if (url_.empty()) throw CloudException("No address of the cloud platform is known");
+}
 
 CloudAuth::~CloudAuth() {
   CloudConnPool::getInstance().releaseCurl(transfer_.get());
@@ -70,7 +84,13 @@ CurlObject& CloudAuth::transfer() {
 
 bool CloudAuth::processResult() {
   CloudConnPool::dumpPlnHeader(transfer());
-  return isSuccess(transfer(), answer_, kLog);
+  try {
+    return isSuccess(transfer(), answer_, kLog);
+  } catch (const BadDataException& e) {
+    // Something on the way has answered in the platform's place.
+    kLog.debug("%s", {e.what()});
+    return false;
+  }
 }
 
 bool CloudAuth::post(const char* path, Members members) {
@@ -79,6 +99,29 @@ bool CloudAuth::post(const char* path, Members members) {
   answer_ = json::Document();
   transfer().makeRequest(url_ + path, body.view(), true);
   return processResult();
+}
+
+void CloudAuth::postWhereUserIs(const char* path, Members members) {
+  constexpr int kMostMoves = 3;
+  for (int moves = 0;; ++moves) {
+    if (moves > kMostMoves || !post(path, members)) {
+      throw CloudException("Failed to startAuthentication");
+    }
+    if (!moveToPod()) return;
+  }
+}
+
+// Whether the last answer names another host than the present one.
+bool CloudAuth::moveToPod() {
+  const std::string pod = textMember(result(), JSON_MEMBER_POD_FQDN);
+  if (pod.empty()) return false;
+  if (!isHostName(pod)) {
+    throw CloudException("The platform names a host that is none: '" + printable(pod) + "'");
+  }
+  std::string moved = url_.substr(0, url_.find("://")) + "://" + pod + "/";
+  if (equalsIgnoringCase(moved, url_)) return false;
+  url_ = std::move(moved);
+  return true;
 }
 
 const json::Value& CloudAuth::result() const {

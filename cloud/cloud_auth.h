@@ -23,13 +23,6 @@ struct MfaRequest {
   std::string command;  ///< the privileged command; "" for a login
 };
 
-/// What a user does with a mechanism.
-struct MfaAction {
-  static constexpr char answer[] = "Answer";
-  static constexpr char startOob[] = "StartOOB";
-  static constexpr char poll[] = "Poll";
-};
-
 /// A client of one version of the REST interface. For one thread at a time. Every call that asks
 /// the platform may throw CurlException, CloudConnException, BadDataException for an answer that is
 /// no JSON, and CloudException with a text for people.
@@ -42,8 +35,8 @@ class CloudAuth : public CloudBase {
 
   /// Begins. A policy without challenges means that the user need not be asked.
   [[nodiscard]] virtual MfaPolicy startAuthentication(const std::string& user) = 0;
-  /// One step with a mechanism of the current challenge; `action` is one of MfaAction, `answer`
-  /// goes with MfaAction::answer. Returns a code of MfaSummary.
+  /// One step with a mechanism of the current challenge; `action` is a JSON_VAL_ACTION_...,
+  /// `answer` goes with JSON_VAL_ACTION_ANSWER. Returns a code of MfaSummary.
   [[nodiscard]] virtual int advanceAuthentication(const std::string& action,
                                                   const MfaMechanism& mechanism,
                                                   const Shredder& answer) = 0;
@@ -66,11 +59,13 @@ class CloudAuth : public CloudBase {
 
   /// Posts an object of strings; what processResult() says of the answer. The text sent is wiped.
   [[nodiscard]] bool post(const char* path, Members members);
+  /// The same for the first request about a user, again at another host where the platform says
+  /// that the user's instance is there. Throws CloudException "Failed to startAuthentication".
+  void postWhereUserIs(const char* path, Members members);
   [[nodiscard]] CurlObject& transfer();
   /// The object "Result" of the last answer, or an empty one.
   [[nodiscard]] const json::Value& result() const;
   [[nodiscard]] const std::string& url() const noexcept { return url_; }
-  void setUrl(std::string url) { url_ = std::move(url); }
   [[nodiscard]] const MfaRequest& request() const noexcept { return request_; }
   [[nodiscard]] const HttpProxy& proxy() const noexcept { return proxy_; }
 
@@ -78,6 +73,8 @@ class CloudAuth : public CloudBase {
   json::Document answer_;  // the last one
 
  private:
+  [[nodiscard]] bool moveToPod();
+
   std::string url_;
   MfaRequest request_;
   HttpProxy proxy_;

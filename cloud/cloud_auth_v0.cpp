@@ -22,7 +22,7 @@ constexpr char kMoveFailed[] = "Failed to authenticate password using REST API M
 
 /// Whether a mechanism waits for the user somewhere else, and takes a code as well.
 std::string answerTypeOf(const std::string& name) {
-  if (name == CLOUD_MECH_UP || name == CLOUD_MECH_SQ) return "Text";
+  if (name == CLOUD_MECH_UP || name == CLOUD_MECH_SQ || name == CLOUD_MECH_RESET) return "Text";
   if (name == CLOUD_MECH_OTP || name == CLOUD_MECH_SMS) return "StartTextOob";
   return "StartOob";
 }
@@ -50,15 +50,12 @@ std::string firstOf(const std::string& one, const std::string& other) {
 
 MfaPolicy CloudAuthV0::startAuthentication(const std::string& user) {
   user_ = user;
-  if (!post(CLOUD_RESTAPI_GET_AUTH_POLICY, {{JSON_MEMBER_USER, user}})) {
-    throw CloudException("Failed to startAuthentication");
-  }
+  postWhereUserIs(CLOUD_RESTAPI_GET_AUTH_POLICY, {{JSON_MEMBER_USER, user}});
   readPolicy();
   return policy_;
 }
 
 void CloudAuthV0::readPolicy() {
-  recordId_ = getJsonString(result(), JSON_MEMBER_RECORD_ID);
   MfaChallenge required{.name = "Challenge1 required", .mechanisms = {}};
   MfaChallenge optional{.name = "Challenge2 optional", .mechanisms = {}};
   const json::Value* mechanisms = json::findMember(result(), "mechs");
@@ -75,6 +72,7 @@ void CloudAuthV0::readPolicy() {
         "Errors in parsing policy from Json: there're more than one required mechanisms in REST "
         "V0");
   }
+  recordId_ = getJsonString(result(), JSON_MEMBER_RECORD_ID);
   policy_ = {};
   step_ = 0;
   for (MfaChallenge& challenge : {std::ref(required), std::ref(optional)}) {
@@ -87,7 +85,7 @@ void CloudAuthV0::readMechanism(const json::Value& entry, MfaChallenge& required
   MfaMechanism mechanism{.id = getJsonString(entry, "mechId")};
   mechanism.name = mechanism.id;
   mechanism.answerType = answerTypeOf(mechanism.name);
-  mechanism.phoneType = phoneTypeOf(mechanism.name);
+  mechanism.phoneType = firstOf(textMember(entry, CLOUD_MECH_PF_TYPE), phoneTypeOf(mechanism.name));
   mechanism.promptSelectMech = textMember(entry, "fieldLabel");
   mechanism.promptMechChosen = firstOf(textMember(entry, "msg"), textMember(entry, "fieldText"));
   mechanism.question = textMember(result(), JSON_MEMBER_QUESTION);
@@ -97,7 +95,8 @@ void CloudAuthV0::readMechanism(const json::Value& entry, MfaChallenge& required
 
 int CloudAuthV0::advanceAuthentication(const std::string& action, const MfaMechanism& mechanism,
                                        const Shredder& answer) {
-  if (action != MfaAction::answer) return startOrPoll(mechanism, action == MfaAction::poll);
+  if (action != JSON_VAL_ACTION_ANSWER)
+    return startOrPoll(mechanism, action == JSON_VAL_ACTION_POLL);
   return mechanism.id == CLOUD_MECH_UP ? sendPassword(answer) : sendAnswer(mechanism, answer);
 }
 
@@ -139,8 +138,10 @@ int CloudAuthV0::sendAnswer(const MfaMechanism& mechanism, const Shredder& answe
   return afterStep();
 }
 
-// An answer may carry the record's next name.
+// An answer may carry the record's next name, and a word other than that the user may move on.
 int CloudAuthV0::afterStep() {
+  const std::string status = textMember(result(), JSON_MEMBER_STATUS);
+  if (!status.empty() && status != kDone) return MfaSummary::failed;
   recordId_ = firstOf(textMember(result(), JSON_MEMBER_RECORD_ID), recordId_);
   ++step_;
   return step_ < policy_.challenges.size() ? MfaSummary::nextChallenge : MfaSummary::authenticated;
@@ -149,6 +150,7 @@ int CloudAuthV0::afterStep() {
 std::string CloudAuthV0::getAnswerPrompt(const MfaMechanism& mechanism) const {
   const std::string& name = mechanism.name;
   if (name == CLOUD_MECH_UP) return "Please enter user password";
+  if (name == CLOUD_MECH_RESET) return "Please enter new user password";
   if (name == CLOUD_MECH_OTP) {
     return "Please enter RETURN and then 'Approve' the request on your mobile device or enter your "
            "OTP code here";

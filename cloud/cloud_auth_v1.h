@@ -14,9 +14,6 @@ class CloudAuthV1 : public CloudAuth {
   [[nodiscard]] MfaPolicy startAuthentication(const std::string& user) override;
   [[nodiscard]] int advanceAuthentication(const std::string& action, const MfaMechanism& mechanism,
                                           const Shredder& answer) override;
-
- private:
-  [[nodiscard]] bool moveToPod();
 };
 
 }  // namespace tolk

@@ -79,6 +79,7 @@ MfaPolicy CloudAuthV1S::startAuthentication(const std::string& user) {
 }
 
 void CloudAuthV1S::getMachineAuthToken() {
+  (void)transfer();  // that there is none to lend is the pool's own failure
   try {
     siteCheck();
     sso();
@@ -86,7 +87,7 @@ void CloudAuthV1S::getMachineAuthToken() {
     throw;
   } catch (const CurlException& e) {
     kLog.debug("%s", {e.what()});
-    throw CloudIwaException(kNetworkInDoubt);
+    throw CloudIwaException(kNetworkInDoubt, e.code());
   } catch (const Base_Exception& e) {
     throw CloudIwaException(formatText("Internal error. Error message: %s", {e.what()}));
   }
@@ -111,6 +112,7 @@ void CloudAuthV1S::sso() {
   kLog.debug("sso: cookieExist = %d", {machineCookie_.empty() ? "0" : "1"});
   kLog.debug("sso: result = %d, httpCode = %ld",
              {success ? "1" : "0", std::to_string(transfer().responseCode())});
+  siteCheck_ = json::Document();
   if (!success || machineCookie_.empty()) throw CloudIwaException(kMachineRefused);
 }
 
@@ -144,6 +146,7 @@ CloudAuthV1S::Verdict CloudAuthV1S::startMfaFresh() {
   verdict = startMfa();
   if (verdict.status == kUnauthorized) {
     kLog.debug("startAuthentication: user cookie is updated but still got HTTP Unauthorized.");
+    throw CloudException(kMachineRefused);
   }
   return verdict;
 }

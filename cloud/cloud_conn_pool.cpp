@@ -12,6 +12,7 @@
 #include "cloud/platform_headers.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
 
 namespace tolk {
 namespace {
@@ -19,6 +20,7 @@ namespace {
 constexpr CloudLog kLog{"cloud.object"};
 constexpr long kDefaultConnections = 10;
 constexpr long kDefaultTimeoutSeconds = 900;
+constexpr long kMostTimeoutSeconds = 0x7fffffff;
 
 /// A whole number, its default when the property is empty or no number.
 long wholeNumber(const Property& property, long fallback) {
@@ -69,7 +71,7 @@ void CloudConnPool::readLimits() {
                   std::to_string(kDefaultTimeoutSeconds)});
       seconds = kDefaultTimeoutSeconds;
     }
-    occupiedTimeout_ = static_cast<std::uint32_t>(seconds);
+    occupiedTimeout_ = static_cast<std::uint32_t>(std::min(seconds, kMostTimeoutSeconds));
     kLog.debug("Set max CURL connection occupied timeout to : %d(s).",
                {std::to_string(occupiedTimeout_)});
   }
@@ -155,8 +157,13 @@ void CloudConnPool::releaseCurl(const CurlObject* curl) {
   const auto found = connections_.find(curl);
   if (found == connections_.end()) return;  // given up while it was lent
   Connection& connection = found->second;
-  connection.curl->reset(true);
-  connection.curl->clearCookies();
+  try {
+    connection.curl->reset(true);
+    connection.curl->forgetUser();
+  } catch (const std::exception& e) {
+    kLog.error("%s", {e.what()});
+    connection.destroyWhenDone = true;
+  }
   kLog.debug("Release CURL connection:(%d) after cloud auth using, m_destroyWhenDone(%s).",
              {numberOf(found), connection.destroyWhenDone ? "true" : "false"});
   if (connection.occupied) --occupiedCount_;
@@ -214,8 +221,8 @@ std::string CloudConnPool::dump() {
   std::size_t number = 0;
   for (const auto& [curl, connection] : connections_) {
     text += "   Connection: " + std::to_string(number++) + "\n";
-    text += "       User name: " + connection.userName + "\n";
-    text += "       Program name: " + connection.programName + "\n";
+    text += "       User name: " + printable(connection.userName) + "\n";
+    text += "       Program name: " + printable(connection.programName) + "\n";
     text += std::string("       Occupied: ") + (connection.occupied ? "Yes" : "No") + "\n";
     text += std::string("       Expired: ") + (isExpired(connection, now) ? "Yes" : "No") + "\n";
   }
@@ -225,7 +232,7 @@ std::string CloudConnPool::dump() {
 void CloudConnPool::dumpPlnHeader(const CurlObject& curl) {
   kLog.debug("Dumping X-PLN-* headers:");
   for (const std::string& line : curl.responseHeaders()) {
-    if (line.find("X-PLN-") != std::string::npos) kLog.debug("%s", {line});
+    if (line.find("X-PLN-") != std::string::npos) kLog.debug("%s", {std::string(trim(line))});
   }
 }
 

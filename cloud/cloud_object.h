@@ -53,6 +53,36 @@ inline constexpr char JSON_MEMBER_REASON[] = "Reason";
 inline constexpr char JSON_MEMBER_USERNAME[] = "username";
 inline constexpr char JSON_MEMBER_POD_FQDN[] = "PodFqdn";
 
+// Members and values of version 1
+inline constexpr char JSON_MEMBER_VERSION[] = "Version";
+inline constexpr char JSON_MEMBER_TENANT_ID[] = "TenantId";
+inline constexpr char JSON_MEMBER_SESSION_ID[] = "SessionId";
+inline constexpr char JSON_MEMBER_NEW_USER[] = "User";
+inline constexpr char JSON_MEMBER_CHALLENGES[] = "Challenges";
+inline constexpr char JSON_MEMBER_MECHANISMS[] = "Mechanisms";
+inline constexpr char JSON_MEMBER_SUMMARY[] = "Summary";
+inline constexpr char JSON_MEMBER_ANSWER_TYPE[] = "AnswerType";
+inline constexpr char JSON_MEMBER_NAME[] = "Name";
+inline constexpr char JSON_MEMBER_MECHANISMID[] = "MechanismId";
+inline constexpr char JSON_MEMBER_CUSTOM_CLIENT_INFO[] = "CustomClientInfo";
+inline constexpr char JSON_MEMBER_EMAIL_TYPE[] = "EmailType";
+inline constexpr char JSON_MEMBER_EMAIL_PARTIAL_ADDRESS[] = "PartialAddress";
+inline constexpr char JSON_MEMBER_SMS_PARTIAL_DEVICE_ADDRESS[] = "PartialDeviceAddress";
+inline constexpr char JSON_MEMBER_SQ_QUESTION[] = "Question";
+inline constexpr char JSON_MEMBER_PF_PHONE_TYPE[] = "PhoneType";
+inline constexpr char JSON_MEMBER_PF_PARTIAL_PHONE_NUMBER[] = "PartialPhoneNumber";
+inline constexpr char JSON_MEMBER_ACTION[] = "Action";
+inline constexpr char JSON_MEMBER_ANSWER[] = "Answer";
+inline constexpr char JSON_VAL_ACTION_ANSWER[] = "Answer";
+inline constexpr char JSON_VAL_ACTION_STARTOOB[] = "StartOOB";
+inline constexpr char JSON_VAL_ACTION_POLL[] = "Poll";
+inline constexpr char JSON_VAL_SUMMARY_START_NEXT_CHALLENGE[] = "StartNextChallenge";
+inline constexpr char JSON_VAL_SUMMARY_OOB_PENDING[] = "OobPending";
+inline constexpr char JSON_VAL_SUMMARY_LOGIN_SUCCESS[] = "LoginSuccess";
+inline constexpr char JSON_VAL_SUMMARY_SUCCESS[] = "Success";
+inline constexpr char JSON_VAL_SUMMARY_FAILURE[] = "Failure";
+inline constexpr char JSON_VAL_SUMMARY_NEW_MFA_PACKAGE[] = "NewPackage";
+
 // Mechanisms
 inline constexpr char CLOUD_MECH_UP[] = "UP";
 inline constexpr char CLOUD_MECH_OTP[] = "OTP";

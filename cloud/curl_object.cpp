@@ -205,6 +205,13 @@ void CurlObject::reset(bool keep) {
   user_.clear();
 }
 
+void CurlObject::forgetUser() {
+  clearCookies();
+  clearOption(CURLOPT_URL);
+  responseHeaders_ = {};
+  response_ = {};
+}
+
 void CurlObject::clearCookies() {
   clearOption(CURLOPT_COOKIE);
   apply(CURLOPT_COOKIELIST, "ALL");

@@ -70,6 +70,8 @@ class CurlObject {
   void reset(bool keep);
   /// Forgets the cookies that were received or set.
   void clearCookies();
+  /// The same, and the last request and its answer.
+  void forgetUser();
 
   /// Performs one request; true once there is an answer of any status. A 407 that offers Negotiate
   /// gets new credentials and one more try. Throws CurlException.

@@ -113,13 +113,18 @@ HttpProxy getProxySettings() {
   return gProxyInConfig;
 }
 
+bool usesCloudConnector() {
+  if (Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false)) return false;
+  const HttpProxy proxy = getProxySettings();
+  return proxy.usable && proxy.server.empty() && ConnectorAccess::current() != nullptr;
+}
+
 HttpProxy getCloudProxy() {
   if (Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false)) return {};
   HttpProxy proxy = getProxySettings();
   if (!proxy.usable) return {};
-  ConnectorAccess* connectors = ConnectorAccess::current();
-  if (!proxy.server.empty() || connectors == nullptr) return proxy;
-  return {.server = connectors->getCloudConnector(),
+  if (!usesCloudConnector()) return proxy;
+  return {.server = ConnectorAccess::current()->getCloudConnector(),
           .authType = {},
           .user = {},
           .password = {},

@@ -34,4 +34,7 @@ void UpdateCloudHttpProxy();
 /// configured proxy the current cloud connector, which asks for no user.
 [[nodiscard]] HttpProxy getCloudProxy();
 
+/// Whether getCloudProxy() is a cloud connector: then another one may do where it fails.
+[[nodiscard]] bool usesCloudConnector();
+
 }  // namespace tolk

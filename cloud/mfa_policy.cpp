@@ -12,29 +12,29 @@ namespace {
 
 constexpr CloudLog kLog{"cloud.object"};
 
-constexpr char JSON_MEMBER_VERSION[] = "Version";
-constexpr char JSON_MEMBER_TENANT_ID[] = "TenantId";
-constexpr char JSON_MEMBER_SESSION_ID[] = "SessionId";
-constexpr char JSON_MEMBER_CHALLENGES[] = "Challenges";
-constexpr char JSON_MEMBER_MECHANISMS[] = "Mechanisms";
-
 constexpr char kStartOob[] = "StartOob";
 constexpr char kStartTextOob[] = "StartTextOob";
+constexpr char kRedirect[] = "Redirect";
 constexpr char kPressEnter[] = ". After that, please press <enter> to finish authentication";
 
+bool isPhone(const std::string& name) {
+  return name == CLOUD_MECH_PHONE || name == CLOUD_MECH_PHONE_HOME ||
+         name == CLOUD_MECH_PHONE_OFFICE || name == CLOUD_MECH_PHONE_MOBILE;
+}
+
 MfaMechanism readMechanism(const json::Value& entry) {
-  return {.id = getJsonString(entry, "MechanismId"),
-          .name = getJsonString(entry, "Name"),
-          .answerType = textMember(entry, "AnswerType"),
+  return {.id = getJsonString(entry, JSON_MEMBER_MECHANISMID),
+          .name = getJsonString(entry, JSON_MEMBER_NAME),
+          .answerType = textMember(entry, JSON_MEMBER_ANSWER_TYPE),
           .promptSelectMech = textMember(entry, "PromptSelectMech"),
           .promptMechChosen = textMember(entry, "PromptMechChosen"),
-          .partialAddress = textMember(entry, "PartialAddress"),
-          .partialDeviceAddress = textMember(entry, "PartialDeviceAddress"),
-          .partialPhoneNumber = textMember(entry, "PartialPhoneNumber"),
-          .question = textMember(entry, "Question"),
-          .phoneType = textMember(entry, "PhoneType"),
-          .emailType = textMember(entry, "EmailType"),
-          .customClientInfo = textMember(entry, "CustomClientInfo")};
+          .partialAddress = textMember(entry, JSON_MEMBER_EMAIL_PARTIAL_ADDRESS),
+          .partialDeviceAddress = textMember(entry, JSON_MEMBER_SMS_PARTIAL_DEVICE_ADDRESS),
+          .partialPhoneNumber = textMember(entry, JSON_MEMBER_PF_PARTIAL_PHONE_NUMBER),
+          .question = textMember(entry, JSON_MEMBER_SQ_QUESTION),
+          .phoneType = textMember(entry, JSON_MEMBER_PF_PHONE_TYPE),
+          .emailType = textMember(entry, JSON_MEMBER_EMAIL_TYPE),
+          .customClientInfo = textMember(entry, JSON_MEMBER_CUSTOM_CLIENT_INFO)};
 }
 
 MfaChallenge readChallenge(const json::Value& entry, std::size_t number) {
@@ -53,7 +53,8 @@ MfaChallenge readChallenge(const json::Value& entry, std::size_t number) {
 }  // namespace
 
 bool isOutOfBand(const MfaMechanism& mechanism) {
-  return mechanism.answerType == kStartOob || mechanism.answerType == kStartTextOob;
+  return mechanism.answerType == kStartOob || mechanism.answerType == kStartTextOob ||
+         mechanism.answerType == kRedirect;
 }
 
 bool takesText(const MfaMechanism& mechanism) {
@@ -91,7 +92,7 @@ std::string selectText(const MfaMechanism& mechanism) {
   if (name == CLOUD_MECH_SMS) {
     return "SMS verification code is sent to mobile phone: XXXX" + mechanism.partialDeviceAddress;
   }
-  if (name == CLOUD_MECH_PHONE) {
+  if (isPhone(name)) {
     return "Phone call is sent to number: XXXX" + mechanism.partialPhoneNumber;
   }
   if (name == CLOUD_MECH_RESET) return "New Password";
@@ -122,7 +123,7 @@ std::string answerPrompt(const MfaMechanism& mechanism) {
     return "A text message is sent to your phone(XXXX" + mechanism.partialDeviceAddress +
            ").\nPlease enter the code or click on the link in the message to proceed: ";
   }
-  if (name == CLOUD_MECH_PHONE) {
+  if (isPhone(name)) {
     return "A call is made to your phone (XXXX" + mechanism.partialPhoneNumber +
            ").\nPlease follow the instructions to proceed with authentication.\nAfter that, press "
            "<enter> to finish authentication.";

@@ -100,6 +100,8 @@ void ORBProcessor::recordFailures(const Work& work) {
     kLog.debug("Got IWA exception: %s", {e.what()});
   } catch (const CurlException& e) {
     kLog.debug("Got CURL exception: %s", {e.what()});
+    // The next pass goes by another connector.
+    if (usesCloudConnector()) ConnectorAccess::current()->resetCurrentCloudConnector();
   } catch (const std::exception& e) {
     kLog.debug("Got exception: %s", {e.what()});
   }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "cloud/certificate_check.h"
+#include "cloud/cloud_conn_pool.h"
 #include "cloud/cloud_object.h"
 #include "cloud/connector_access.h"
 #include "cloud/curl_object.h"
@@ -33,6 +34,20 @@ class QueuedWork final : public tolk::QueueAble {
 
  private:
   std::function<void()> work_;
+};
+
+/// Ends the authentications that nobody goes on with.
+class Sweep final : public tolk::QueueAble {
+ public:
+  explicit Sweep(MfaSessions& sessions) : QueueAble("MfaSweep"), sessions_(sessions) {
+    constexpr long kSecondsBetween = 30;
+    setTimeout(kSecondsBetween);
+  }
+  void run() override { sessions_.dropOld(); }
+  [[nodiscard]] bool periodic() const override { return true; }
+
+ private:
+  MfaSessions& sessions_;
 };
 
 /// Signs the machine on once a platform is known: the connectors tell it, after their first search.
@@ -71,8 +86,8 @@ long remainingMs(std::chrono::steady_clock::time_point start) {
          static_cast<long>(past.count());
 }
 
-bool platformAnswers(const std::string& url, const tolk::HttpProxy& proxy) {
-  const auto start = std::chrono::steady_clock::now();
+bool platformAnswers(const std::string& url, const tolk::HttpProxy& proxy,
+                     std::chrono::steady_clock::time_point start) {
   try {
     tolk::CurlObject transfer;
     tolk::addPlatformHeaders(transfer);
@@ -96,11 +111,18 @@ CloudInstance checkCloudInstance() {
   const std::string url = connectors == nullptr ? "" : connectors->platformUrl();
   if (url.empty()) return {};
   const bool direct = tolk::Props().getBool(tolk::PN::CLOUD_DIRECT_CONNECTION, false);
-  const tolk::HttpProxy proxy = tolk::getCloudProxy();
-  CloudInstance instance{.code = Code::notConnected, .text = url + "," + proxy.server};
-  if (proxy.server.empty() && !direct) return instance;
-  if (platformAnswers(url, proxy)) instance.code = direct ? Code::direct : Code::throughProxy;
-  return instance;
+  const auto start = std::chrono::steady_clock::now();
+  for (;;) {
+    const tolk::HttpProxy proxy = tolk::getCloudProxy();
+    const bool noWay = proxy.server.empty() && !direct;
+    if (!noWay && platformAnswers(url, proxy, start)) {
+      return {.code = direct ? Code::direct : Code::throughProxy, .text = url + "," + proxy.server};
+    }
+    if (noWay || !tolk::usesCloudConnector() || remainingMs(start) <= 0) {
+      return {.code = Code::notConnected, .text = url + "," + proxy.server};
+    }
+    connectors->resetCurrentCloudConnector();
+  }
 }
 
 CloudService::CloudService(const StatusBoard& board) : connectors_(board) {
@@ -108,10 +130,12 @@ CloudService::CloudService(const StatusBoard& board) : connectors_(board) {
   (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1);
   tolk::UpdateCloudHttpProxy();
   startEvents();
+  (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1)->queue(std::make_shared<Sweep>(mfa_));
 }
 
 void CloudService::reload() {
   tolk::UpdateCloudHttpProxy();
+  tolk::CloudConnPool::getInstance().reapCurls(true);
   connectors_.reload();
   startEvents();
   const std::lock_guard lock(mutex_);
@@ -175,11 +199,13 @@ bool CloudService::authenticate(std::function<void(MfaSessions&)> work) {
   constexpr std::size_t kMostWaiting = 512;
   if (mfaWaiting_ >= kMostWaiting) return false;
   ++mfaWaiting_;
-  return tolk::RunQueue::getRunQueue("mfa", true, kThreads)
-      ->queue(std::make_shared<QueuedWork>("Mfa", [this, work = std::move(work)] {
-        --mfaWaiting_;
-        work(mfa_);
-      }));
+  const auto item = std::make_shared<QueuedWork>("Mfa", [this, work = std::move(work)] {
+    --mfaWaiting_;
+    work(mfa_);
+  });
+  const bool queued = tolk::RunQueue::getRunQueue("mfa", true, kThreads)->queue(item);
+  if (!queued) --mfaWaiting_;
+  return queued;
 }
 
 bool CloudService::logEvent(PrivilegeEvent event) {

@@ -2,6 +2,7 @@
 #include "velkd/connection.h"
 
 #include <poll.h>
+#include <string.h>  // explicit_bzero
 #include <sys/socket.h>
 
 #include <array>
@@ -44,6 +45,7 @@ bool Connection::readSome() {
   }
   if (input_.empty()) since_ = Clock::now();
   input_.append({chunk.data(), static_cast<std::size_t>(count)});
+  ::explicit_bzero(chunk.data(), static_cast<std::size_t>(count));  // may be a password
   return true;
 }
 

@@ -63,6 +63,9 @@ method StartMfa(user: string, program: string, command: string) ->
 method AdvanceMfa(session: string, choice: string, action: string, answer: string) ->
   (session: string, summary: int, challenge: string, choices: []Choice)
 
+# Gives an authentication up. One that nobody goes on with ends by itself after some minutes.
+method EndMfa(session: string) -> ()
+
 # The caller may not ask for this: another object than this host's own without being root, for one.
 error PermissionDenied (message: string)
 # This host is in no domain.

@@ -19,7 +19,6 @@
 namespace velkd {
 namespace {
 
-using tolk::MfaAction;
 using tolk::MfaChoice;
 using tolk::MfaStep;
 using tolk::MfaSummary;
@@ -27,11 +26,15 @@ using tolk::MfaSummary;
 constexpr std::chrono::seconds kPollEvery(2);
 constexpr std::chrono::minutes kPollFor(3);
 
-/// A line of standard input. Throws IOException at its end.
-std::string readLine() {
-  std::string line;
-  if (!std::getline(std::cin, line)) throw tolk::IOException("The input has ended");
-  return line;
+/// Each line of a text from the platform, safe to print; the last one ends with a blank.
+std::string shown(const std::string& text) {
+  std::string lines;
+  for (const std::string& line : tolk::split(text, '\n')) {
+    if (!lines.empty()) lines += '\n';
+    lines += tolk::printable(line);
+  }
+  if (!lines.ends_with(' ')) lines += ' ';
+  return lines;
 }
 
 /// What a user types for these is a secret that lasts.
@@ -41,13 +44,10 @@ bool isSecret(const MfaChoice& choice) {
 }
 
 tolk::Shredder ask(const MfaChoice& choice) {
-  const std::string prompt = tolk::printable(choice.prompt) + " ";
+  const std::string prompt = shown(choice.prompt);
   if (isSecret(choice) && ::isatty(STDIN_FILENO) != 0) return tolk::promptPassword(prompt.c_str());
   std::cout << prompt << std::flush;
-  std::string line = readLine();
-  tolk::Shredder answer(line);
-  ::explicit_bzero(line.data(), line.size());
-  return answer;
+  return tolk::readSecretLine();
 }
 
 const MfaChoice& choose(const MfaStep& step) {
@@ -57,48 +57,48 @@ const MfaChoice& choose(const MfaStep& step) {
       std::cout << "  " << i + 1 << "  " << tolk::printable(step.choices[i].text) << '\n';
     }
     std::cout << "Which one? " << std::flush;
-    const std::string line = readLine();
+    const tolk::Shredder line = tolk::readSecretLine();
+    if (line.empty()) throw tolk::IOException("No choice was made");
     std::size_t number = 0;
-    (void)std::from_chars(line.data(), line.data() + line.size(), number);
+    (void)std::from_chars(line.c_str(), line.c_str() + line.size(), number);
     if (number >= 1 && number <= step.choices.size()) return step.choices[number - 1];
   }
 }
 
-class Dialogue {
- public:
-  explicit Dialogue(tolk::LocalRpcSession& daemon) : daemon_(daemon) {}
+/// A connection for each call: the daemon does not wait for a user at a prompt.
+tolk::LocalRpcSession daemonSession() {
+  return {tolk::kDaemonDirectory, false, true};
+}
 
-  MfaStep answer(const MfaStep& step) {
-    const MfaChoice choice = choose(step);
-    if (!choice.outOfBand) return advance(step, choice, MfaAction::answer, ask(choice));
-    MfaStep started = advance(step, choice, MfaAction::startOob, {});
-    if (started.summary != MfaSummary::pending) return started;
-    const tolk::Shredder text = ask(choice);
-    if (choice.takesText && !text.empty()) {
-      return advance(step, choice, MfaAction::answer, text);
+MfaStep advance(const MfaStep& step, const MfaChoice& choice, const char* action,
+                const tolk::Shredder& answer) {
+  return daemonSession().advanceMfa(step.session, choice.id, action, answer);
+}
+
+MfaStep poll(const MfaStep& step, const MfaChoice& choice) {
+  const auto end = std::chrono::steady_clock::now() + kPollFor;
+  for (;;) {
+    MfaStep polled = advance(step, choice, tolk::JSON_VAL_ACTION_POLL, {});
+    if (polled.summary != MfaSummary::pending || std::chrono::steady_clock::now() >= end) {
+      return polled;
     }
-    return poll(step, choice);
+    std::this_thread::sleep_for(kPollEvery);
   }
+}
 
- private:
-  MfaStep advance(const MfaStep& step, const MfaChoice& choice, const char* action,
-                  const tolk::Shredder& answer) {
-    return daemon_.advanceMfa(step.session, choice.id, action, answer);
+MfaStep answer(const MfaStep& step) {
+  const MfaChoice choice = choose(step);
+  if (!choice.outOfBand) {
+    return advance(step, choice, tolk::JSON_VAL_ACTION_ANSWER, ask(choice));
   }
-
-  MfaStep poll(const MfaStep& step, const MfaChoice& choice) {
-    const auto end = std::chrono::steady_clock::now() + kPollFor;
-    for (;;) {
-      MfaStep polled = advance(step, choice, MfaAction::poll, {});
-      if (polled.summary != MfaSummary::pending || std::chrono::steady_clock::now() >= end) {
-        return polled;
-      }
-      std::this_thread::sleep_for(kPollEvery);
-    }
+  MfaStep started = advance(step, choice, tolk::JSON_VAL_ACTION_STARTOOB, {});
+  if (started.summary != MfaSummary::pending) return started;
+  const tolk::Shredder text = ask(choice);
+  if (choice.takesText && !text.empty()) {
+    return advance(step, choice, tolk::JSON_VAL_ACTION_ANSWER, text);
   }
-
-  tolk::LocalRpcSession& daemon_;
-};
+  return poll(step, choice);
+}
 
 bool goesOn(const MfaStep& step) {
   return step.summary == MfaSummary::nextChallenge || step.summary == MfaSummary::newPolicy;
@@ -107,10 +107,14 @@ bool goesOn(const MfaStep& step) {
 }  // namespace
 
 int authenticateUser(const std::string& user, const std::string& command) {
-  tolk::LocalRpcSession daemon(tolk::kDaemonDirectory, false, true);
-  Dialogue dialogue(daemon);
-  MfaStep step = daemon.startMfa(user, "velkd", command);
-  while (goesOn(step)) step = dialogue.answer(step);
+  MfaStep step = daemonSession().startMfa(user, "velkd", command);
+  try {
+    while (goesOn(step)) step = answer(step);
+  } catch (const tolk::IOException&) {
+    daemonSession().endMfa(step.session);
+    throw;
+  }
+  if (!step.session.empty()) daemonSession().endMfa(step.session);
   if (step.summary == MfaSummary::authenticated) {
     std::cout << "The platform has authenticated " << tolk::printable(user) << ".\n";
     return exit_status::kSuccess;

@@ -15,9 +15,26 @@
 namespace velkd {
 namespace {
 
-constexpr std::chrono::minutes kIdleLimit(10);
+constexpr std::chrono::minutes kIdleLimit(5);
 constexpr std::size_t kMostSessions = 256;
 constexpr int kMostConnectors = 3;
+
+/// Whether nobody has answered, so that another connector may do.
+bool isSilence(const tolk::Base_Exception& failure) {
+  switch (failure.code()) {
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_OPERATION_TIMEDOUT:
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+      return dynamic_cast<const tolk::CurlException*>(&failure) != nullptr ||
+             dynamic_cast<const tolk::CloudIwaException*>(&failure) != nullptr;
+    default:
+      return false;
+  }
+}
 
 /// Not to be guessed.
 std::string randomName() {
@@ -44,9 +61,9 @@ tolk::MfaStep MfaSessions::start(const tolk::MfaRequest& request) {
       session->client = tolk::getHandler(request);
       session->policy = session->client->startAuthentication(request.user);
       break;
-    } catch (const tolk::CurlException&) {
+    } catch (const tolk::Base_Exception& e) {
       session->client.reset();
-      if (tries == kMostConnectors) throw;
+      if (!isSilence(e) || tries == kMostConnectors || !tolk::usesCloudConnector()) throw;
       tolk::CloudConnPool::getInstance().resetProxy();
     }
   }
@@ -60,13 +77,17 @@ tolk::MfaStep MfaSessions::start(const tolk::MfaRequest& request) {
 tolk::MfaStep MfaSessions::advance(const std::string& name, const std::string& choice,
                                    const std::string& action, const tolk::Shredder& answer) {
   const std::shared_ptr<Session> session = find(name);
-  const std::lock_guard lock(session->mutex);
+  const std::unique_lock lock(session->mutex, std::try_to_lock);
+  if (!lock || session->over) {
+    throw tolk::NotFoundException("The authentication is busy with another step.");
+  }
   const std::vector<tolk::MfaMechanism>& mechanisms =
       session->policy.challenges.at(session->challenge).mechanisms;
   const auto mechanism = std::ranges::find(mechanisms, choice, &tolk::MfaMechanism::id);
   if (mechanism == mechanisms.end()) {
     throw tolk::NotFoundException("The challenge has no such mechanism.");
   }
+  session->over = true;  // unless the platform goes on
   int summary = tolk::MfaSummary::failed;
   try {
     summary = session->client->advanceAuthentication(action, *mechanism, answer);
@@ -82,10 +103,9 @@ tolk::MfaStep MfaSessions::advance(const std::string& name, const std::string& c
       ++session->challenge == session->policy.challenges.size()) {
     summary = tolk::MfaSummary::failed;  // the platform asks for what it has not announced
   }
-  const bool over =
-      summary == tolk::MfaSummary::failed || summary == tolk::MfaSummary::authenticated;
-  if (over) end(name);
-  return step(*session, over ? std::string() : name, summary);
+  session->over = summary == tolk::MfaSummary::failed || summary == tolk::MfaSummary::authenticated;
+  if (session->over) end(name);
+  return step(*session, session->over ? std::string() : name, summary);
 }
 
 std::shared_ptr<MfaSessions::Session> MfaSessions::find(const std::string& name) {
@@ -120,8 +140,13 @@ void MfaSessions::end(const std::string& session) {
 
 void MfaSessions::dropOld() {
   const auto oldest = std::chrono::steady_clock::now() - kIdleLimit;
+  std::vector<std::shared_ptr<Session>> dropped;  // released without the lock
   const std::lock_guard lock(mutex_);
-  std::erase_if(sessions_, [&](const auto& entry) { return entry.second->used < oldest; });
+  std::erase_if(sessions_, [&](auto& entry) {
+    if (entry.second->used >= oldest) return false;
+    dropped.push_back(std::move(entry.second));
+    return true;
+  });
 }
 
 tolk::MfaStep MfaSessions::step(const Session& session, const std::string& name, int summary) {

@@ -25,13 +25,15 @@ class MfaSessions {
   /// tolk::CloudAuth::startAuthentication and tolk::getHandler throw; CloudConnException when too
   /// many are under way.
   [[nodiscard]] tolk::MfaStep start(const tolk::MfaRequest& request);
-  /// One step with a choice of the challenge at hand; `action` is one of tolk::MfaAction. Throws
-  /// NotFoundException for a session or a choice that is not known, and what
+  /// One step with a choice of the challenge at hand; `action` is a tolk::JSON_VAL_ACTION_....
+  /// Throws NotFoundException for a session or a choice that is not known, and what
   /// tolk::CloudAuth::advanceAuthentication throws; the session is over then.
   [[nodiscard]] tolk::MfaStep advance(const std::string& session, const std::string& choice,
                                       const std::string& action, const tolk::Shredder& answer);
   /// Gives the session up; one that is not known is nothing.
   void end(const std::string& session);
+  /// Ends those that were not gone on with for some minutes.
+  void dropOld();
 
  private:
   struct Session {
@@ -39,12 +41,12 @@ class MfaSessions {
     std::unique_ptr<tolk::CloudAuth> client;
     tolk::MfaPolicy policy;
     std::size_t challenge = 0;
+    bool over = false;
     std::chrono::steady_clock::time_point used;  // guarded by the table's mutex
   };
 
   [[nodiscard]] std::shared_ptr<Session> find(const std::string& name);
   [[nodiscard]] std::string keep(std::shared_ptr<Session> session);
-  void dropOld();
   [[nodiscard]] static tolk::MfaStep step(const Session& session, const std::string& name,
                                           int summary);
 

@@ -4,14 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <csignal>
 #include <iostream>
 
 #include "cloud/http_proxy.h"
-#include "tolk/base/exceptions.h"
 #include "tolk/base/lock_file.h"
-#include "tolk/base/locked_memory.h"
 #include "tolk/base/protected_credential.h"
 #include "tolk/base/terminal.h"
 #include "tolk/base/text.h"
@@ -21,26 +18,8 @@
 namespace velkd {
 namespace {
 
-constexpr std::size_t kMaxPassword = 1024;
-
-/// The first line of standard input, without its end. Throws IOException.
-tolk::Shredder readLine() {
-  tolk::LockedMemory memory(kMaxPassword + 1);
-  std::size_t length = 0;
-  while (length <= kMaxPassword) {
-    const ssize_t got = ::read(STDIN_FILENO, memory.data() + length, 1);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) throw tolk::IOException("Cannot read the password from standard input", errno);
-    if (got == 0 || memory.data()[length] == '\n') {
-      return tolk::Shredder(std::string_view(memory.data(), length));
-    }
-    ++length;
-  }
-  throw tolk::IOException("The password is longer than 1024 bytes", EFBIG);
-}
-
 tolk::Shredder askPassword(const std::string& user) {
-  if (::isatty(STDIN_FILENO) == 0) return readLine();
+  if (::isatty(STDIN_FILENO) == 0) return tolk::readSecretLine();
   return tolk::promptPassword(("Password of " + tolk::printable(user) + ": ").c_str());
 }
 

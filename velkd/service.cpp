@@ -86,6 +86,7 @@ std::optional<std::string> Service::run(const Call& call) {
              [](Service& s, const Call& c) { return s.logPrivilegeEvent(c); }},
       Method{names::kStartMfa, [](Service& s, const Call& c) { return s.startMfa(c); }},
       Method{names::kAdvanceMfa, [](Service& s, const Call& c) { return s.advanceMfa(c); }},
+      Method{names::kEndMfa, [](Service& s, const Call& c) { return s.endMfa(c); }},
       Method{names::kGetInfo,
              [](Service&, const Call&) -> std::optional<std::string> { return serviceInfo(); }},
       Method{names::kGetInterfaceDescription,

@@ -16,10 +16,6 @@
 #include "velkd/status.h"
 #include "velkd/worker.h"
 
-namespace tolk {
-struct MfaStep;
-}
-
 namespace velkd {
 
 /// Answers at once what needs no network and hands the rest to the worker. Everything it refers to
@@ -51,8 +47,9 @@ class Service {
   [[nodiscard]] std::optional<std::string> logPrivilegeEvent(const Call& call);
   [[nodiscard]] std::optional<std::string> startMfa(const Call& call);
   [[nodiscard]] std::optional<std::string> advanceMfa(const Call& call);
+  [[nodiscard]] std::optional<std::string> endMfa(const Call& call);
   [[nodiscard]] std::optional<std::string> authenticate(
-      const Call& call, std::function<tolk::MfaStep(MfaSessions&)> step);
+      const Call& call, std::function<std::string(MfaSessions&)> step);
   // For other threads: leaves the answer that `make` gives, or the error that it throws.
   void answerLater(const Later& later, const std::function<std::string()>& make);
 

@@ -12,6 +12,10 @@ void needRoot(const Caller& caller, const char* what) {
   throw RpcError(tolk::daemon_error::kPermissionDenied, what);
 }
 
+std::string replyOf(const tolk::MfaStep& step) {
+  return tolk::encodeReply(tolk::mfaStepToJson(step));
+}
+
 }  // namespace
 
 std::optional<std::string> Service::getCloudInstance(const Call& call) {
@@ -47,7 +51,7 @@ std::optional<std::string> Service::startMfa(const Call& call) {
                            .command = cText(parameters, "command")};
   if (request.user.empty()) throwInvalid("user");
   return authenticate(call, [request = std::move(request)](MfaSessions& sessions) {
-    return sessions.start(request);
+    return replyOf(sessions.start(request));
   });
 }
 
@@ -55,24 +59,36 @@ std::optional<std::string> Service::advanceMfa(const Call& call) {
   needRoot(call.request.caller, "Only root may have a user authenticated.");
   const json::Value& parameters = call.parameters();
   const std::string action = cText(parameters, "action");
-  if (action != tolk::MfaAction::answer && action != tolk::MfaAction::startOob &&
-      action != tolk::MfaAction::poll) {
+  if (action != tolk::JSON_VAL_ACTION_ANSWER && action != tolk::JSON_VAL_ACTION_STARTOOB &&
+      action != tolk::JSON_VAL_ACTION_POLL) {
     throwInvalid("action");
   }
   tolk::Shredder answer(cView(parameters, "answer"));
   return authenticate(
       call, [session = cText(parameters, "session"), choice = cText(parameters, "choice"), action,
              answer = std::move(answer)](MfaSessions& sessions) {
-        return sessions.advance(session, choice, action, answer);
+        return replyOf(sessions.advance(session, choice, action, answer));
       });
 }
 
+std::optional<std::string> Service::endMfa(const Call& call) {
+  needRoot(call.request.caller, "Only root may have a user authenticated.");
+  return authenticate(call, [session = cText(call.parameters(), "session")](MfaSessions& sessions) {
+    sessions.end(session);
+    return Reply().text();
+  });
+}
+
 std::optional<std::string> Service::authenticate(const Call& call,
-                                                 std::function<tolk::MfaStep(MfaSessions&)> step) {
+                                                 std::function<std::string(MfaSessions&)> step) {
   const auto work = [this, later = Later(call), step = std::move(step)](MfaSessions& sessions) {
     answerLater(later, [&] {
       try {
-        return tolk::encodeReply(tolk::mfaStepToJson(step(sessions)));
+        // Its caller has given up.
+        if (Clock::now() - later.started >= tolk::mfaCallLimit()) {
+          throw RpcError(tolk::daemon_error::kCloudFailed, "The call has waited too long.");
+        }
+        return step(sessions);
       } catch (const tolk::Base_Exception& e) {
         throw RpcError(tolk::daemon_error::kCloudFailed, e.what());
       }

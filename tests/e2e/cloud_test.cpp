@@ -156,9 +156,13 @@ constexpr const char* kNewHelpers =
 TEST_F(CloudTest, RefusedTicketIsRenewedOnce) {
   const std::string get = std::string("get ") + kPage + "\n";
   const HostChange files(lab.member, "rm -f /tmp/step*", "rm -f /tmp/step*");
-  RunningCommand running = lab.member.start(
-      {JOINSCOPE_TRANSFER_CALLER, kLog}, {.input = kWeb1 + get + "say step1\nawait /tmp/step2\n" +
-                                                   get + "say step3\nawait /tmp/step4\n" + get});
+  RunningCommand running =
+      lab.member.start({JOINSCOPE_TRANSFER_CALLER, kLog},
+                       {.input = kWeb1 + get + "say step1\nawait /tmp/step2\n" + get +
+                                 "say step3\nawait /tmp/step4\n"
+                                 "proxy proxy1.lab.test:3128 Negotiate web.two@lab.test "
+                                 "Web-Two-Pass1\n" +
+                                 get});
   ASSERT_TRUE(running.waitForError("step1"));
   const std::string key = lab.dc.must(
       "samba-tool user setpassword 'PROXY1$' --newpassword=Other-Pass77 >&2; rm -f /tmp/k; "
@@ -168,7 +172,7 @@ TEST_F(CloudTest, RefusedTicketIsRenewedOnce) {
   lab.member.must("touch /tmp/step2");
   ASSERT_TRUE(running.waitForError("step3"));
   EXPECT_EQ(proxy.must("awk '{print $3}' /run/squid/negotiate.log"), "407\n200\n");
-  // Now the proxy itself has a key that nobody uses any more.
+  // Now the proxy itself has a key that nobody uses any more: new tickets do not help.
   lab.dc.must("samba-tool user setpassword 'PROXY1$' --newpassword=Third-Pass77");
   proxy.must(": > /run/squid/negotiate.log");
   lab.member.must("touch /tmp/step4");
@@ -224,6 +228,7 @@ TEST_F(CloudTest, EventsArePostedInOrder) {
   ASSERT_TRUE(server.waitForError("ready"));
   configure(std::string(kPlatform) +
             "velkd.cloud.log.privevent: true\ncloud.proxy.server: proxy1.lab.test:3130\n");
+  lab.member.must(": > /var/log/orvald.log");
   restartDaemon();
   lab.member.must(
       "timeout 30 bash -c 'until grep -q \"initProc completes\" /var/log/orvald.log; do "
@@ -275,6 +280,8 @@ TEST_F(CloudTest, UserIsAuthenticatedByHand) {
   EXPECT_THAT(bad.err, HasSubstr("cannot authenticate user 'bob'"));
   EXPECT_EQ(cloud.must("grep -vc '\"faults\":\\[\\]' /tmp/record; true"), "0\n");
   EXPECT_EQ(lab.member.must("grep -c Rex-Findable /var/log/orvald.log; true"), "0\n");
+  const pid_t daemon = findProcess("velkd", lab.member.initProcess());
+  EXPECT_EQ(countInMemory(daemon, "Rex-Findable"), 0U);
   EXPECT_THAT(lab.member.joinscope({"--sysinfo", "orb"}).out,
               HasSubstr("Pellion MFA Service Connections maximum: 10"));
 }

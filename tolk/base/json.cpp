@@ -78,7 +78,7 @@ Document populate(Stream& stream, unsigned maxDepth) {
     constexpr unsigned kFlags =
         Flags | rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
     DepthLimit limit(handler, maxDepth);
-    rapidjson::Reader reader;
+    rapidjson::GenericReader<rapidjson::UTF8<>, rapidjson::UTF8<>, WipingAllocator> reader;
     result = reader.Parse<kFlags>(stream, limit);
     return !result.IsError();
   };
@@ -108,9 +108,9 @@ Document parseInPlace(char* text, unsigned maxDepth) {
 }
 
 std::string write(const Value& value) {
-  using Buffer = rapidjson::StringBuffer;
-  using Writer = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::UTF8<>,
-                                   rapidjson::CrtAllocator, rapidjson::kWriteValidateEncodingFlag>;
+  using Buffer = rapidjson::GenericStringBuffer<rapidjson::UTF8<>, WipingAllocator>;
+  using Writer = rapidjson::Writer<Buffer, rapidjson::UTF8<>, rapidjson::UTF8<>, WipingAllocator,
+                                   rapidjson::kWriteValidateEncodingFlag>;
   Buffer buffer;
   Writer writer(buffer);
   if (!value.Accept(writer)) throw BadDataException("Text for JSON is not UTF-8");

@@ -4,12 +4,14 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdlib>
 #include <initializer_list>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "tolk/base/exceptions.h"
+#include "tolk/base/wiping_memory.h"
 
 namespace tolk::json {
 /// Throws BadDataException: a value was used as what it is not.
@@ -24,9 +26,24 @@ namespace tolk::json {
 
 namespace tolk::json {
 
-using Document = rapidjson::Document;
-using Value = rapidjson::Value;
-using Allocator = Document::AllocatorType;
+/// A document may hold a password, so its memory is zeroed before it is given back (RapidJSON's
+/// concept Allocator).
+struct WipingAllocator {
+  static constexpr bool kNeedFree = true;
+  void* Malloc(std::size_t size) { return size == 0 ? nullptr : std::malloc(size); }
+  void* Realloc(void* block, std::size_t /*oldSize*/, std::size_t size) {
+    if (size != 0) return wipingRealloc(block, size);
+    wipeAndFree(block);
+    return nullptr;
+  }
+  static void Free(void* block) noexcept { wipeAndFree(block); }
+  bool operator==(const WipingAllocator& /*other*/) const noexcept { return true; }
+  bool operator!=(const WipingAllocator& /*other*/) const noexcept { return false; }
+};
+
+using Allocator = rapidjson::MemoryPoolAllocator<WipingAllocator>;
+using Document = rapidjson::GenericDocument<rapidjson::UTF8<>, Allocator, WipingAllocator>;
+using Value = Document::ValueType;
 
 inline constexpr unsigned kMaxDepth = 32;
 
@@ -55,7 +72,7 @@ std::int64_t integerMember(const Value& object, std::string_view name);
 template <typename Stream>
 void writePairs(Stream& stream,
                 std::initializer_list<std::pair<std::string_view, std::string_view>> pairs) {
-  rapidjson::Writer<Stream, rapidjson::UTF8<>, rapidjson::UTF8<>, rapidjson::CrtAllocator,
+  rapidjson::Writer<Stream, rapidjson::UTF8<>, rapidjson::UTF8<>, WipingAllocator,
                     rapidjson::kWriteValidateEncodingFlag>
       writer(stream);
   bool valid = writer.StartObject();

@@ -1,5 +1,6 @@
 // The password prompt: echo off, signals handled, memory locked.
 #include "tolk/base/terminal.h"
+#include "tolk/base/exceptions.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -159,6 +160,23 @@ Shredder promptPassword(const char* prompt) {
   Shredder password{std::string_view(answer)};
   ::explicit_bzero(answer, ::strlen(answer));
   return password;
+}
+
+Shredder readSecretLine() {
+  constexpr std::size_t kMostBytes = 1024;
+  LockedMemory memory(kMostBytes + 1);
+  std::size_t length = 0;
+  while (length <= kMostBytes) {
+    const ssize_t got = ::read(STDIN_FILENO, memory.data() + length, 1);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) throw IOException("Cannot read standard input", errno);
+    if (got == 0 || memory.data()[length] == '\n') {
+      if (length > 0 && memory.data()[length - 1] == '\r') --length;
+      return Shredder(std::string_view(memory.data(), length));
+    }
+    ++length;
+  }
+  throw IOException("The line is longer than 1024 bytes", EFBIG);
 }
 
 }  // namespace tolk

@@ -18,4 +18,9 @@ namespace tolk {
 /// The same into a string of its own; the prompt's buffer is wiped.
 Shredder promptPassword(const char* prompt);
 
+/// The first line of standard input that was not read yet, without its end ("\r\n" too), in locked
+/// memory from the first byte on; empty at the end of the input. Throws IOException when it cannot
+/// be read or has more than 1024 bytes.
+Shredder readSecretLine();
+
 }  // namespace tolk

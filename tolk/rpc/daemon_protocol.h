@@ -19,6 +19,7 @@ inline constexpr std::string_view kGetCloudInstance = "org.orvald.velkd.GetCloud
 inline constexpr std::string_view kLogPrivilegeEvent = "org.orvald.velkd.LogPrivilegeEvent";
 inline constexpr std::string_view kStartMfa = "org.orvald.velkd.StartMfa";
 inline constexpr std::string_view kAdvanceMfa = "org.orvald.velkd.AdvanceMfa";
+inline constexpr std::string_view kEndMfa = "org.orvald.velkd.EndMfa";
 inline constexpr std::string_view kGetInfo = "org.varlink.service.GetInfo";
 inline constexpr std::string_view kGetInterfaceDescription =
     "org.varlink.service.GetInterfaceDescription";

@@ -84,8 +84,10 @@ std::string describe(std::string_view method, const IPCException& e,
                      std::chrono::milliseconds limit) {
   std::string text = "velkd, " + std::string(method) + ": " + e.what();
   if (e.code() == IpcError::kTimeout) {
-    text += " (" + std::string(PN::VELKD_RPC_TIMEOUT.key) + ", " + std::to_string(limit.count()) +
-            " ms)";
+    const bool usual =
+        limit == std::chrono::milliseconds(Props().getLimitMs(PN::VELKD_RPC_TIMEOUT));
+    text += std::string(" (") + (usual ? std::string(PN::VELKD_RPC_TIMEOUT.key) + ", " : "") +
+            std::to_string(limit.count()) + " ms)";
   }
   return text;
 }
@@ -206,11 +208,8 @@ int LocalRpcSession::getORBInfo(std::string& text) {
 }
 
 MfaStep LocalRpcSession::mfaCall(std::string_view method, const json::Value& parameters) {
-  constexpr int kMostTransfers = 8;  // site check, sign-on, impersonation and what follows, renewed
-  const auto limit =
-      kMostTransfers * std::chrono::milliseconds(Props().getLimitMs(PN::CLOUD_CURL_TIMEOUT));
   MfaStep step;
-  callWithin(limit, method, parameters,
+  callWithin(mfaCallLimit(), method, parameters,
              [&step](const json::Value& reply) { step = mfaStepFromJson(reply); });
   return step;
 }
@@ -232,6 +231,12 @@ MfaStep LocalRpcSession::advanceMfa(const std::string& session, const std::strin
   parameters.add("action", action);
   parameters.add("answer", answer.view());
   return mfaCall(daemon_method::kAdvanceMfa, parameters.value);
+}
+
+void LocalRpcSession::endMfa(const std::string& session) {
+  Parameters parameters;
+  parameters.add("session", session);
+  call(daemon_method::kEndMfa, parameters.value, [](const json::Value&) {});
 }
 
 }  // namespace tolk

@@ -61,6 +61,9 @@ class LocalRpcSession {
   MfaStep advanceMfa(const std::string& session, const std::string& choice,
                      const std::string& action, const Shredder& answer);
 
+  /// Gives an authentication up that is not over.
+  void endMfa(const std::string& session);
+
   /// The ranges of numeric identifiers that the forest's domains have, each with the domain's name
   /// in upper case in front, in the daemon's order. IPCException kStillGathering while the daemon
   /// does not know them yet.

@@ -2,6 +2,8 @@
 #include "tolk/rpc/mfa_step.h"
 
 #include "tolk/base/exceptions.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 
 namespace tolk {
 namespace {
@@ -14,7 +16,19 @@ bool flag(const json::Value& object, const char* name) {
   return member->GetBool();
 }
 
+int summaryOf(const json::Value& parameters) {
+  constexpr int kMost = 4;
+  const std::int64_t summary = json::integerMember(parameters, "summary");
+  if (summary < 0 || summary > kMost) throw BadDataException("summary is out of range");
+  return static_cast<int>(summary);
+}
+
 }  // namespace
+
+std::chrono::milliseconds mfaCallLimit() {
+  constexpr int kMostTransfers = 8;  // site check, sign-on, impersonation and what follows, renewed
+  return kMostTransfers * std::chrono::milliseconds(Props().getLimitMs(PN::CLOUD_CURL_TIMEOUT));
+}
 
 json::Document mfaStepToJson(const MfaStep& step) {
   json::Document value(rapidjson::kObjectType);
@@ -40,7 +54,7 @@ json::Document mfaStepToJson(const MfaStep& step) {
 
 MfaStep mfaStepFromJson(const json::Value& parameters) {
   MfaStep step{.session = json::stringMember(parameters, "session"),
-               .summary = static_cast<int>(json::integerMember(parameters, "summary")),
+               .summary = summaryOf(parameters),
                .challenge = json::stringMember(parameters, "challenge"),
                .choices = {}};
   const json::Value* choices = json::findMember(parameters, "choices");

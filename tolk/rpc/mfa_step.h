@@ -1,6 +1,7 @@
 // A multi-factor authentication as it stands between two calls to the daemon.
 #pragma once
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,10 @@ struct MfaStep {
   std::string challenge;           ///< its name
   std::vector<MfaChoice> choices;  ///< of the challenge at hand
 };
+
+/// The longest wait for one call of it: so many transfers of the daemon, each within
+/// PN::CLOUD_CURL_TIMEOUT.
+[[nodiscard]] std::chrono::milliseconds mfaCallLimit();
 
 /// The step as parameters of an answer on the daemon channel, and back. Reading throws
 /// BadDataException.
