@@ -24,7 +24,10 @@ void CloudConnectorsRefresh::run() {
 }
 
 void CloudConnectorsRefresh::updateTimeout() {
-  setTimeout(CloudConnectorLocator::refreshIntervalSeconds());
+  // What the directory could not answer is not left for hours.
+  constexpr long kRetrySeconds = 60;
+  const long interval = CloudConnectorLocator::refreshIntervalSeconds();
+  setTimeout(locator_.needsRefresh() ? std::min(interval, kRetrySeconds) : interval);
 }
 
 long CloudConnectorsRefresh::getRandomDelay() const {

@@ -7,8 +7,8 @@ namespace tolk {
 
 class CloudConnectorLocator;
 
-/// Refreshes now and then every PN::CLOUD_CONNECTOR_REFRESH_INTERVAL seconds, until that is 0.
-/// Takes the place of one that waits.
+/// Refreshes now and then every PN::CLOUD_CONNECTOR_REFRESH_INTERVAL seconds, until that is 0;
+/// after a failure sooner. Takes the place of one that waits.
 class CloudConnectorsRefresh final : public QueueAble {
  public:
   /// `locator` must outlive the queue.

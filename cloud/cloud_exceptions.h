@@ -30,6 +30,11 @@ class CloudConnectorException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
 
+/// What the configuration names as the cloud connector is none.
+class ForeignConnectorException : public CloudConnectorException {
+  using CloudConnectorException::CloudConnectorException;
+};
+
 /// The site check with integrated Windows authentication failed.
 class CloudIwaException : public Base_Exception {
   using Base_Exception::Base_Exception;

@@ -133,6 +133,11 @@ IwaAddress CloudConnectorLocator::getIwaUrl() {
   }
   logConnector(LogLevel::debug, "getIwaUrl: current cloud connector FQDN=%s", {connector.fqdn});
   if (isNew) updateKsetFile();
+  // One that was chosen while the site check was not wanted.
+  if (!isAvailableConnector(connector, true)) {
+    logUnavailableConnector(connector, true);
+    return {};
+  }
   IwaAddress iwa;
   iwa.url = "https://" + connector.iwaHost + ":" + connector.iwaHttpsPort + "/";
   try {

@@ -1,5 +1,5 @@
 // The cloud connectors of this host's zone: which there are, which one to use, and the next one
-// when that fails. docs/cloud.md draws the states.
+// when that fails.
 #pragma once
 
 #include <atomic>
@@ -51,14 +51,17 @@ class CloudConnectorLocator final : public ConnectorAccess {
   bool UpdateCloudConnectors() noexcept;
 
   /// Searches, judges, builds the lists, chooses and stores. The lists stay as they were when the
-  /// directory does not answer. Throws nothing; every failure is a record.
+  /// directory does not answer, and are empty when what the configuration names is no connector.
+  /// Throws nothing; every failure is a record.
   void RefreshCloudConnectorsInfo(ADSession& session, const ZonePlatform& platform) noexcept;
 
-  /// Sorts the connectors anew when the directory places this host in another site than before.
+  /// Sorts the connectors anew when the directory places this host in another site than before, or
+  /// next to another one.
   /// Throws nothing.
   void checkSite() noexcept;
 
-  /// Whether no refresh has succeeded since the last that failed, or at all.
+  /// Whether no refresh has succeeded since the last that failed, or at all; not while none is
+  /// wanted.
   [[nodiscard]] bool needsRefresh() const noexcept { return needsRefresh_; }
 
   /// PN::CLOUD_CONNECTOR_REFRESH_INTERVAL; its default where that is no time.

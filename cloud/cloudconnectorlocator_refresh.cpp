@@ -81,12 +81,14 @@ bool CloudConnectorLocator::refreshWhenDue() {
   constexpr const char* kOff = "MFA is not enabled, no need to refresh cloud connector.";
   if (!m_adagent->inZone() && !readZonePlatform(ADObject()).mfaEnabled) {
     logConnector(LogLevel::debug, kOff);
+    needsRefresh_ = false;
     return true;
   }
   if (refreshIntervalSeconds() == 0) {
     logConnector(LogLevel::info,
                  "Background task of refreshing Pellion Connectors has been suspended due to the "
                  "interval being set to 0.");
+    needsRefresh_ = false;
     return false;
   }
   const OneAtATime search(gAccess, searching_);
@@ -124,6 +126,11 @@ void CloudConnectorLocator::searchAndPublish(ADSession& session, const ZonePlatf
   FoundConnectors found;
   try {
     found = searchCloudConnetors(session, platform, fresh.place.site, reported_);
+  } catch (const ForeignConnectorException&) {
+    // The configuration allows no other connector than the one it names.
+    publish(fresh);
+    updateKsetFile();
+    throw;
   } catch (const CloudConnectorException&) {
     logConnector(LogLevel::error, "Failed to search cloud connectors.");
     throw;
@@ -131,6 +138,8 @@ void CloudConnectorLocator::searchAndPublish(ADSession& session, const ZonePlatf
   logConnector(LogLevel::debug, "Inserting cloud connectors into separated lists");
   const bool needsIwa = iwaRequired();
   for (CloudConnector& connector : found.valid) {
+    // A host that was joined anew may have left an object of the same name.
+    if (fresh.find(connector.key()) != nullptr) continue;
     const bool available = isAvailableConnector(connector, needsIwa);
     if (!available) logUnavailableConnector(connector, needsIwa);
     fresh.lists.insertIntoTryList(connector, fresh.place.site, fresh.place.nextClosestSite,
@@ -138,6 +147,7 @@ void CloudConnectorLocator::searchAndPublish(ADSession& session, const ZonePlatf
     fresh.add(std::move(connector));
   }
   for (CloudConnector& connector : found.invalid) {
+    if (fresh.find(connector.key()) != nullptr) continue;
     fresh.lists.append(ConnectorList::invalid, connector.key());
     fresh.add(std::move(connector));
   }
@@ -168,7 +178,10 @@ void CloudConnectorLocator::sortForSite() {
   if (session == nullptr) return;
   AgentPlace place = session->place();
   State fresh = copyState();
-  if (place.site == fresh.place.site && place.nextClosestSite == fresh.place.nextClosestSite) {
+  // What cannot be found out now is what it was.
+  if (place.site.empty()) return;
+  if (place.site == fresh.place.site &&
+      (place.nextClosestSite.empty() || place.nextClosestSite == fresh.place.nextClosestSite)) {
     return;
   }
   fresh.place = std::move(place);

@@ -75,8 +75,8 @@ void checkSpecified(const ConnectorObjects& objects) {
     if (isConnectorObject(object)) return;
   }
   if (objects.connectors.empty()) return;
-  throw CloudConnectorException("Cloud connector '" + objects.connectors.front().dn() +
-                                "' is not a Pellion Connector");
+  throw ForeignConnectorException("Cloud connector '" + objects.connectors.front().dn() +
+                                  "' is not a Pellion Connector");
 }
 
 }  // namespace

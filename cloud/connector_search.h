@@ -39,8 +39,8 @@ struct ConnectorObjects {
                                                            const std::string& filter);
 
 /// The whole search: prepares, asks and judges. `reported` as for processList. Throws
-/// CloudConnectorException when the directory does not answer, or when what answers to the
-/// configured name is no connector.
+/// CloudConnectorException when the directory does not answer, ForeignConnectorException when what
+/// answers to the configured name is no connector.
 [[nodiscard]] FoundConnectors searchCloudConnetors(ADSession& session, const ZonePlatform& platform,
                                                    const std::string& site, TextSet& reported);
 

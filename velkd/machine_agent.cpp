@@ -107,6 +107,8 @@ std::vector<tolk::ADObject> MachineSession::fetch(Server server,
       tolk::ADObjectList found = reads.next();
       if (!found.empty()) objects.back() = std::move(found.front());
     } catch (const tolk::LDAPException& e) {
+      // Without a connection nothing is known of an object.
+      if (e.code() < 0) throw;
       logger().log(tolk::LogLevel::debug, e.what());
     }
   }
@@ -115,12 +117,19 @@ std::vector<tolk::ADObject> MachineSession::fetch(Server server,
 
 tolk::AgentPlace MachineSession::place() {
   tolk::AgentPlace place;
+  const auto recordFailure = [](const tolk::Base_Exception& e) {
+    logger().log(tolk::LogLevel::warning, e.what());
+  };
   try {
     const auto info = tolk::NetworkState::getDCInfo(machine_.host(), true);
     place.site = info->clientSite;
     place.nextClosestSite = info->nextClosestSite;
     place.address = tolk::addressTowards(info->address);
-    // A host outside of every subnet is where it was joined to.
+  } catch (const tolk::Base_Exception& e) {
+    recordFailure(e);
+  }
+  try {
+    // A host outside of every subnet, or without an answer, is where it was joined to.
     if (place.site.empty()) {
       place.site = tolk::loadSetting(tolk::SETTING_MACHINE_SITE, false, false);
     }
@@ -130,7 +139,7 @@ tolk::AgentPlace MachineSession::place() {
           tolk::nextClosestSite(tolk::readSiteLinks(machine_.directory()), place.site);
     }
   } catch (const tolk::Base_Exception& e) {
-    logger().log(tolk::LogLevel::warning, e.what());
+    recordFailure(e);
   }
   return place;
 }

@@ -42,8 +42,8 @@ class ADSession {
                                             const std::vector<std::string>& attributes) = 0;
 
   /// Objects by name, in the order of the names; the no-object value for one that is not there or
-  /// cannot be read. Asked for side by side. Throws as search does when no connection can be
-  /// opened.
+  /// may not be read. Asked for side by side. Throws as search does when there is no connection, or
+  /// it is lost or silent.
   [[nodiscard]] virtual std::vector<ADObject> fetch(Server server,
                                                     const std::vector<std::string>& names,
                                                     const std::vector<std::string>& attributes) = 0;

@@ -180,6 +180,13 @@ TEST_F(LocatorTest, FailuresOfTheDirectoryLeaveTheListsAlone) {
   EXPECT_THAT(log.take(), ElementsAre("Connection healthy check failed."));
   EXPECT_TRUE(locator.needsRefresh());
   EXPECT_EQ(locator.getCloudConnector(), "10.2.2.2:8080");
+  CloudConnectorsRefresh task(locator);
+  task.updateTimeout();
+  EXPECT_EQ(task.getTimeout(), 60) << "and not after hours";
+  directory_.healthy = true;
+  directory_.place = {};
+  locator.checkSite();
+  EXPECT_EQ(locator.getCloudConnector(), "10.2.2.2:8080") << "no answer is no other site";
 }
 
 TEST_F(LocatorTest, InvalidOnesAreReportedOnce) {
@@ -247,6 +254,28 @@ TEST_F(LocatorTest, ConfiguredConnectorIsTheOnlyOne) {
                                            "(keywords=*:net.tcp://one.test:*/OnPremRpc))"));
 }
 
+TEST_F(LocatorTest, ConfiguredNameOfSomethingElseLeavesNone) {
+  CloudConnectorLocator locator(kset_.path());
+  locator.UpdateCloudConnectors();
+  set(PN::CLOUD_CONNECTOR_OVERRIDE, "far.test:8080");
+  directory_.connectors = {ADObject("CN=proxy,CN=alien,DC=lab,DC=test")};
+  directory_.connectors[0][AD_KEYWORDS] = std::vector<std::string>{"other:net.tcp://far.test:1/"};
+  LogTexts log;
+  locator.UpdateCloudConnectors();
+  EXPECT_THAT(log.take(), Contains("Fail to refresh Pellion Connector information: Cloud connector "
+                                   "'CN=proxy,CN=alien,DC=lab,DC=test' is not a Pellion "
+                                   "Connector"));
+  EXPECT_EQ(locator.getCloudConnector(), "");
+  EXPECT_EQ(CloudConnectorLocator(kset_.path()).getCloudConnector(), "");
+}
+
+TEST_F(LocatorTest, TwoObjectsOfOneHostAreTriedOnce) {
+  directory_.add("far.test", valid("Far"));
+  CloudConnectorLocator locator(kset_.path());
+  locator.UpdateCloudConnectors();
+  EXPECT_THAT(drain(locator), ElementsAre("10.2.2.2:8080", "10.1.1.1:8080", "far.test:8080"));
+}
+
 TEST_F(LocatorTest, SearchOfOwnSiteAlone) {
   set(PN::CLOUD_CONNECTOR_LOCAL, "yes");
   directory_.place.site = "R(D";
@@ -274,7 +303,9 @@ TEST_F(LocatorTest, IwaAddressAndItsPrincipal) {
   LogTexts log;
   EXPECT_EQ(locator.getIwaUrl().url, "");
   EXPECT_THAT(log.take(), ElementsAre("getIwaUrl: IWA is not required"));
+  locator.UpdateCloudConnectors();
   set(PN::CLOUD_REST_VERSION, "1.0S");
+  EXPECT_EQ(locator.getIwaUrl().url, "") << "chosen before, and without a site check";
   locator.UpdateCloudConnectors();
   const IwaAddress iwa = locator.getIwaUrl();
   EXPECT_EQ(iwa.url, "https://iwa.test:8443/");
