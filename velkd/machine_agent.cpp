@@ -1,7 +1,10 @@
 // The directory agent of the cloud client.
 #include "velkd/machine_agent.h"
 
+#include <netinet/in.h>
+
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "tolk/base/exceptions.h"
@@ -12,6 +15,8 @@
 #include "tolk/ldap/dn.h"
 #include "tolk/ldap/pipelined_reads.h"
 #include "tolk/ldap/site_links.h"
+#include "tolk/net/dns.h"
+#include "tolk/net/event_loop.h"
 #include "tolk/net/network_state.h"
 #include "velkd/machine_binding.h"
 
@@ -42,6 +47,16 @@ std::string zoneName() {
     if (tolk::equalsIgnoringCase(schema, none)) return {};
   }
   return tolk::loadSetting(tolk::SETTING_ZONE_REALNAME, false, false);
+}
+
+std::optional<tolk::InterfaceDescription> addressTowardsHost(const std::string& host) {
+  tolk::EventLoop loop;
+  const std::vector<in_addr> addresses = tolk::startHostLookup(loop, host).wait();
+  if (addresses.empty()) return std::nullopt;
+  sockaddr_in peer{};
+  peer.sin_family = AF_INET;
+  peer.sin_addr = addresses.front();
+  return tolk::addressTowards(peer);
 }
 
 class MachineSession final : public tolk::ADSession {
@@ -127,6 +142,7 @@ tolk::AgentPlace MachineSession::place() {
     place.address = tolk::addressTowards(info->address);
   } catch (const tolk::Base_Exception& e) {
     recordFailure(e);
+    place.address = addressTowardsHost(machine_.host());
   }
   try {
     // A host outside of every subnet, or without an answer, is where it was joined to.
