@@ -145,7 +145,7 @@ void insertIntoTryListBySubnets(ConnectorTryLists& lists, const ConnectorAddress
                {std::to_string(all.size()), std::to_string(all.size() - left.size())});
   for (const auto& [key, address] : left) {
     logConnector(
-        LogLevel::warning,
+        LogLevel::debug,
         "Cloud connector '%s' (IP:%s) from site try list is not saved into subnet try list",
         {key, address});
   }
