@@ -1,6 +1,6 @@
 # connectors on | twins | many NUMBER | off: cloud connectors as directory objects, with names in DNS and a site link that makes Tokyo the next closest site
 #
-# All are in OU=Connectors, for the platform https://cloud.lab.test and its instance LAB0001. lab/data/README.md lists
+# All are in OU=Connectors, for the platform https://cloud.lab.test and its instance LAB0001; the table below lists
 # them. `many` adds that many in Tokyo, without names in DNS. Nothing of them listens.
 
 connectorsBase=OU=Connectors,DC=lab,DC=test
