@@ -187,8 +187,9 @@ void CloudService::answerInstance() {
   {
     const std::lock_guard lock(mutex_);
     instance_ = instance;
-    // Not when the configuration has changed meanwhile.
-    if (reloads == reloads_) instanceUntil_ = std::chrono::steady_clock::now() + kGoodFor;
+    // Not when the configuration has changed meanwhile, nor while the platform is still looked for.
+    if (reloads == reloads_ && instance.code != CloudInstance::Code::notConfigured)
+      instanceUntil_ = std::chrono::steady_clock::now() + kGoodFor;
     waiting.swap(waiting_);
   }
   for (const auto& done : waiting) done(instance);
