@@ -94,17 +94,17 @@ void CloudAuthV1S::getMachineAuthToken() {
 }
 
 void CloudAuthV1S::siteCheck() {
-  SiteCheckResult check = checkSite(transfer(), iwa_, proxy(), kLog);
+  const SiteCheckResult check = checkSite(transfer(), iwa_, proxy(), kLog);
   if (check.fault != SiteCheckResult::Fault::none) {
     throwSiteCheck(check, transfer().responseCode());
   }
-  siteCheck_ = std::move(check.answer);
+  oneTimeCode_ = getJsonString(check.answer, JSON_MEMBER_OTC);
   kLog.debug("siteCheck: complete successfully");
 }
 
 void CloudAuthV1S::sso() {
-  const std::string path = url() + CLOUD_RESTAPI_SSO + "?OneTimePass=" +
-                           percentEncoded(getJsonString(siteCheck_, JSON_MEMBER_OTC));
+  const std::string path =
+      url() + CLOUD_RESTAPI_SSO + "?OneTimePass=" + percentEncoded(oneTimeCode_);
   transfer().clearCookies();
   transfer().makeRequest(path, {}, false);
   const bool success = processResult();
@@ -112,7 +112,7 @@ void CloudAuthV1S::sso() {
   kLog.debug("sso: cookieExist = %d", {machineCookie_.empty() ? "0" : "1"});
   kLog.debug("sso: result = %d, httpCode = %ld",
              {success ? "1" : "0", std::to_string(transfer().responseCode())});
-  siteCheck_ = json::Document();
+  oneTimeCode_.clear();
   if (!success || machineCookie_.empty()) throw CloudIwaException(kMachineRefused);
 }
 
@@ -152,7 +152,7 @@ CloudAuthV1S::Verdict CloudAuthV1S::startMfaFresh() {
 }
 
 CloudAuthV1S::Verdict CloudAuthV1S::startMfa() {
-  const Verdict verdict = callEndpoint();
+  Verdict verdict = callEndpoint();
   kLog.debug(
       "startMfa: authProfileType = %d, success = %d, httpCode = %d",
       {isCommand() ? "1" : "0", verdict.success ? "1" : "0", std::to_string(verdict.status)});

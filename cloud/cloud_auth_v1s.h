@@ -50,7 +50,7 @@ class CloudAuthV1S final : public CloudAuthV1 {
   std::string machineCookie_;
   std::string userCookie_;
   std::string challengeStateId_;
-  json::Document siteCheck_;
+  std::string oneTimeCode_;
 };
 
 }  // namespace tolk

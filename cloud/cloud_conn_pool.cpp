@@ -80,7 +80,7 @@ void CloudConnPool::readLimits() {
 std::shared_ptr<CurlObject> CloudConnPool::getCurl(const std::string& userName,
                                                    const std::string& programName) {
   HttpProxy proxy;
-  const std::shared_ptr<CurlObject> curl = lend(userName, programName, proxy);
+  std::shared_ptr<CurlObject> curl = lend(userName, programName, proxy);
   try {
     // Without the lock: a proxy with Kerberos has the directory and the KDC asked.
     applyProxy(*curl, proxy, kLog);

@@ -61,7 +61,7 @@ CurlObject::CurlObject() {
   setOption(CURLOPT_NOSIGNAL, 1L);
   setOption(CURLOPT_SSL_VERIFYPEER, 1L);
   setOption(CURLOPT_SSL_VERIFYHOST, 2L);
-  constexpr long kMostSeconds = 24 * 60 * 60;
+  constexpr long kMostSeconds = 24L * 60 * 60;
   long timeout = Props().getTime(PN::CLOUD_CURL_TIMEOUT, 's', kDefaultTimeoutSeconds);
   // To libcurl 0 is no limit at all.
   timeout = timeout > 0 ? std::min(timeout, kMostSeconds) : kDefaultTimeoutSeconds;

@@ -66,8 +66,8 @@ class CloudTest : public testing::Test {
     Lab::command({"daemon", "start"});
   }
   /// Starts a platform with this script on cloud1.
-  RunningCommand platform(const std::string& script) const {
-    return cloud.start({JOINSCOPE_PLATFORM, "10.99.0.62", "8443", "/etc/ssl/lab/cloud1.crt",
+  RunningCommand platform(const std::string& script, const std::string& port = "8443") const {
+    return cloud.start({JOINSCOPE_PLATFORM, "10.99.0.62", port, "/etc/ssl/lab/cloud1.crt",
                         "/etc/ssl/lab/cloud1.key", "/tmp/record"},
                        {.input = script});
   }
@@ -88,6 +88,11 @@ constexpr const char* kPlatform =
     "adsec.cert.dir: /etc/ssl/lab\n"
     "cloud.iwa.url.override: https://web1.lab.test:8443/\n"
     "root.logger.name: TRACE\n";
+
+/// Waits until the daemon knows the platform and its connectors.
+constexpr const char* kRefreshed =
+    "timeout 30 bash -c 'until grep -q \"Refresh cloud connectors info done\" "
+    "/var/log/orvald.log; do sleep 0.1; done'";
 
 TEST_F(CloudTest, TransfersThroughEachKindOfProxy) {
   const std::string secure = "https://web1.lab.test:8443/plain.txt";
@@ -267,9 +272,7 @@ TEST_F(CloudTest, UserIsAuthenticatedByHand) {
   ASSERT_TRUE(server.waitForError("ready"));
   configure(std::string(kPlatform) + "cloud.proxy.server: proxy1.lab.test:3130\n");
   restartDaemon();
-  lab.member.must(
-      "timeout 30 bash -c 'until grep -q \"Refresh cloud connectors info done\" "
-      "/var/log/orvald.log; do sleep 0.1; done'");
+  lab.member.must(kRefreshed);
   // The second way of the first challenge; then the code is left empty and the platform polled.
   const CommandResult good = mfa("ann@lab.test", "2\nRex-Findable\n\n");
   EXPECT_EQ(good.status, 0) << good;
@@ -285,6 +288,66 @@ TEST_F(CloudTest, UserIsAuthenticatedByHand) {
   EXPECT_EQ(countInMemory(daemon, "Rex-Findable"), 0U);
   EXPECT_THAT(lab.member.joinscope({"--sysinfo", "orb"}).out,
               HasSubstr("Pellion MFA Service Connections maximum: 10"));
+}
+
+/// The connectors of the directory, of which only the second, conn2, is there: on the proxy's host.
+class ConnectorHosts {
+ public:
+  ConnectorHosts(const Host& member, const Host& proxy)
+      : route_(member, "ip route add 10.1.1.42 via 10.99.0.60", "ip route del 10.1.1.42"),
+        address_(proxy, "ip address add 10.1.1.42/32 dev lo",
+                 "ip address del 10.1.1.42/32 dev lo") {
+    Lab::command({"scenario", "connectors", "on"});
+    Lab::command({"dns", "add", "cloud.lab.test", "A", "10.99.0.62"});
+  }
+  ConnectorHosts(const ConnectorHosts&) = delete;
+  ConnectorHosts& operator=(const ConnectorHosts&) = delete;
+  ~ConnectorHosts() {
+    Lab::command({"dns", "remove", "cloud.lab.test", "A", "10.99.0.62"});
+    Lab::command({"scenario", "connectors", "off"});
+  }
+
+ private:
+  HostChange route_, address_;
+};
+
+TEST_F(CloudTest, ConnectorIsTheProxyAndADeadOneIsLeft) {
+  const ConnectorHosts connectors(lab.member, proxy);
+  const std::string settings =
+      "velkd.legacyzone.mfa.enabled: true\nvelkd.legacyzone.mfa.cloudurl: https://cloud.lab.test\n"
+      "velkd.legacyzone.mfa.tenantid: LAB0001\nvelkd.cloud.cert.store: /etc/ssl/lab/ca.pem\n"
+      "cloud.curl.timeout: 2\nroot.logger.name: DEBUG\n";
+  configure(settings + "cloud.rest.version: 1.0\n");
+  lab.member.must(": > /var/log/orvald.log");
+  restartDaemon();
+  lab.member.must(kRefreshed);
+  proxy.must(": > /run/squid/open.log");
+  {
+    RunningCommand server = platform(
+        R"({"client":"v1","answers":{"security/StartAuthentication":[{"json":{"success":true,"Result":)"
+        R"({"SessionId":"s","TenantId":"t","Version":"1.0","Challenges":[{"Mechanisms":[)"
+        R"({"MechanismId":"m","Name":"UP","AnswerType":"Text"}]}]}}}],"security/AdvanceAuthentication":)"
+        R"([{"json":{"success":true,"Result":{"Summary":"LoginSuccess"}}}]}})",
+        "443");
+    ASSERT_TRUE(server.waitForError("ready"));
+    EXPECT_EQ(mfa("ann", "secret\n").status, 0);
+  }
+  EXPECT_THAT(lab.member.joinscope({"--sysinfo", "orb"}).out,
+              HasSubstr("Current used connector: conn2.lab.test\n"));
+  EXPECT_THAT(proxy.must("cat /run/squid/open.log"), HasSubstr("CONNECT cloud.lab.test:443"));
+  configure(settings + "cloud.rest.version: 0\n");
+  lab.member.must("kill -HUP $(pgrep -x velkd)");
+  RunningCommand server = platform(
+      R"({"client":"v0","answers":{"security/GetAuthPolicy":[{"json":{"success":true,"Result":)"
+      R"({"recId":"r","mechs":[{"mechId":"UP","required":"True"},{"mechId":"EMAIL"}]}}}],)"
+      R"("security/MultiAuthLogin":[{"json":{"success":true}}],"security/MoveToNextLoginPage":)"
+      R"([{"json":{"success":true}},{"json":{"success":true,"Result":{"status":"Move"}}}]}})",
+      "443");
+  ASSERT_TRUE(server.waitForError("ready"));
+  const CommandResult two = mfa("ann", "secret\n\n");
+  EXPECT_EQ(two.status, 0) << two;
+  EXPECT_THAT(two.out, HasSubstr("An email has been sent to your registered email address.\n"));
+  EXPECT_EQ(cloud.must("grep -vc '\"faults\":\\[\\]' /tmp/record; true"), "0\n");
 }
 
 }  // namespace

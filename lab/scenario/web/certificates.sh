@@ -26,7 +26,7 @@ authority unknown
 certificate good ca "web1.$domain" "web1"
 certificate wronghost ca "other.$domain"
 certificate strange unknown "web1.$domain"
-certificate cloud1 ca "cloud1.$domain" "pod1.$domain"
+certificate cloud1 ca "cloud1.$domain" "pod1.$domain" "cloud.$domain"
 # Valid two days of last month.
 (
   eval "$(declare -f certificate)"

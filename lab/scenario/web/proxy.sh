@@ -25,4 +25,4 @@ proxy negotiate 3128 \
   'auth_param negotiate children 4 startup=1 idle=1' "${login[@]}"
 proxy basic 3129 'auth_param basic program /usr/lib/squid/basic_ncsa_auth /run/squid/users' \
   'auth_param basic children 2 startup=1 idle=1' 'auth_param basic realm lab' "${login[@]}"
-proxy open 3130
+proxy open 3130 'http_port 8080'
