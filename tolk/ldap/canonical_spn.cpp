@@ -26,6 +26,10 @@ ServiceName partsOf(const std::string& spn) {
   return {spn.substr(0, slash), toLower(spn.substr(slash + 1))};
 }
 
+std::string nameOf(std::string service, const std::string& host) {
+  return service.append("/").append(host);
+}
+
 /// The host as given, then what DNS calls it.
 std::vector<std::string> namesOf(const std::string& host) {
   std::vector<std::string> names{host};
@@ -47,8 +51,8 @@ std::string filterFor(const std::string& service, const std::vector<std::string>
   std::string filter = "(|";
   for (const std::string& host : hosts) {
     for (const std::string& kind : {service, std::string("HOST")}) {
-      filter += std::string("(") + AD_SERVER_PRINCIPAL_NAME + "=" +
-                DN::escapeLDAPFilter(kind + "/" + host) + ")";
+      filter.append("(").append(AD_SERVER_PRINCIPAL_NAME).append("=");
+      filter.append(DN::escapeLDAPFilter(nameOf(kind, host))).append(")");
     }
   }
   return filter + ")";
@@ -81,9 +85,9 @@ std::string CanonicalSpn(const std::string& spn, const std::string& domain, LDAP
     // The service's own account comes before the computer that stands for all of its services.
     for (const std::string& kind : {service, std::string("HOST")}) {
       const auto account = std::ranges::find_if(
-          *accounts, [&](const ADObject& one) { return has(one, kind + "/" + name); });
+          *accounts, [&](const ADObject& one) { return has(one, nameOf(kind, name)); });
       if (account == accounts->end()) continue;
-      return service + "/" + name + "@" + toUpper(DN::domainFromDN(account->dn()));
+      return nameOf(service, name).append("@").append(toUpper(DN::domainFromDN(account->dn())));
     }
   }
   return {};
