@@ -150,6 +150,11 @@ TEST_F(CloudTest, CredentialsAreFetchedOnce) {
   EXPECT_EQ(cost(kWeb1 + get + "on two\n" + kWeb1 + get + "on three\n" + kWeb1 + "both two three " +
                  kPage + "\n"),
             one);
+  // Another password is no reason to use what the first one got.
+  EXPECT_THAT(
+      transfers(kWeb1 + get +
+                "on two\nproxy proxy1.lab.test:3128 Negotiate web.one@lab.test other\n" + get),
+      StartsWith("200 6\n407 "));
   configure("cloud.proxy.cred.exp.chk.time: 40000\n");
   EXPECT_GT(cost(kWeb1 + get + "on two\n" + kWeb1 + get), one);
 }
@@ -225,6 +230,37 @@ TEST_F(CloudTest, OrbinfoTellsTheWay) {
   EXPECT_EQ(lab.member.joinscope({"--orbinfo"}, {.user = "tester"}).status, 9);
   EXPECT_EQ(lab.guest.joinscope({"--orbinfo"}),
             (CommandResult{10, "", "Not joined to any domain.\n"}));
+}
+
+TEST_F(CloudTest, OrbinfoOfTheStoredSettings) {
+  struct Row {
+    const char* description;
+    const char* stored;
+    const char* settings;
+    CommandResult result;
+  };
+  const std::string unknown = "Failed to get ORB info.\n";
+  const std::string line = "https://p/|A|conn.test|x|8080|s|i";
+  const Row rows[] = {
+      {"nothing stored", "", "", {184, "", unknown}},
+      {"only line feeds", "\\n\\n", "", {184, "", unknown}},
+      {"six fields", "https://p/|A|c|x|1|s", "", {184, "", ""}},
+      {"no address", "|A|c|x|1|s|i", "", {184, "", ""}},
+      {"empty fields count", "https://p/||||||", "", {183, "https://p/,:\n", ""}},
+      {"connector", line.c_str(), "", {183, "https://p/,conn.test:8080\n", ""}},
+      {"direct", line.c_str(), "cloud.direct.connection: yes", {183, "https://p/,\n", ""}},
+      {"proxy", line.c_str(), "cloud.proxy.server: w.test", {183, "https://p/,w.test:8080\n", ""}},
+      {"proxy without its credential",
+       line.c_str(),
+       "cloud.proxy.server: w.test\ncloud.proxy.auth.required: true",
+       {184, "", unknown}},
+  };
+  Lab::command({"daemon", "stop"});
+  for (const Row& row : rows) {
+    configure(std::string(row.settings) + "\n");
+    lab.member.must(std::string("printf '") + row.stored + "' > /var/orvald/kset.cloudconnectors");
+    EXPECT_EQ(lab.member.joinscope({"--orbinfo"}), row.result) << row.description;
+  }
 }
 
 TEST_F(CloudTest, EventsArePostedInOrder) {
