@@ -119,7 +119,7 @@ std::shared_ptr<MfaSessions::Session> MfaSessions::find(const std::string& name)
 }
 
 std::string MfaSessions::keep(std::shared_ptr<Session> session) {
-  const std::string name = randomName();
+  std::string name = randomName();
   const std::lock_guard lock(mutex_);
   if (sessions_.size() >= kMostSessions) {
     throw tolk::CloudConnException("Too many authentications are under way.");

@@ -28,7 +28,7 @@ class MfaSessions {
   /// One step with a choice of the challenge at hand; `action` is a tolk::JSON_VAL_ACTION_....
   /// Throws NotFoundException for a session or a choice that is not known, and what
   /// tolk::CloudAuth::advanceAuthentication throws; the session is over then.
-  [[nodiscard]] tolk::MfaStep advance(const std::string& session, const std::string& choice,
+  [[nodiscard]] tolk::MfaStep advance(const std::string& name, const std::string& choice,
                                       const std::string& action, const tolk::Shredder& answer);
   /// Gives the session up; one that is not known is nothing.
   void end(const std::string& session);

@@ -16,6 +16,19 @@ std::string replyOf(const tolk::MfaStep& step) {
   return tolk::encodeReply(tolk::mfaStepToJson(step));
 }
 
+/// The answer of one step of an authentication, unless its caller has given up.
+std::string runStep(const std::function<std::string(MfaSessions&)>& step, MfaSessions& sessions,
+                    Clock::time_point started) {
+  try {
+    if (Clock::now() - started >= tolk::mfaCallLimit()) {
+      throw RpcError(tolk::daemon_error::kCloudFailed, "The call has waited too long.");
+    }
+    return step(sessions);
+  } catch (const tolk::Base_Exception& e) {
+    throw RpcError(tolk::daemon_error::kCloudFailed, e.what());
+  }
+}
+
 }  // namespace
 
 std::optional<std::string> Service::getCloudInstance(const Call& call) {
@@ -82,17 +95,7 @@ std::optional<std::string> Service::endMfa(const Call& call) {
 std::optional<std::string> Service::authenticate(const Call& call,
                                                  std::function<std::string(MfaSessions&)> step) {
   const auto work = [this, later = Later(call), step = std::move(step)](MfaSessions& sessions) {
-    answerLater(later, [&] {
-      try {
-        // Its caller has given up.
-        if (Clock::now() - later.started >= tolk::mfaCallLimit()) {
-          throw RpcError(tolk::daemon_error::kCloudFailed, "The call has waited too long.");
-        }
-        return step(sessions);
-      } catch (const tolk::Base_Exception& e) {
-        throw RpcError(tolk::daemon_error::kCloudFailed, e.what());
-      }
-    });
+    answerLater(later, [&] { return runStep(step, sessions, later.started); });
   };
   if (!cloud_.authenticate(work)) {
     throw RpcError(tolk::daemon_error::kCloudFailed, "Too many calls are waiting.");

@@ -156,7 +156,7 @@ std::shared_ptr<RunQueue> RunQueue::getRunQueue(const std::string& name, bool cr
   const auto known = registry.queues.find(name);
   if (known != registry.queues.end()) return known->second;
   if (!create) return nullptr;
-  const std::shared_ptr<RunQueue> made(new RunQueue(name, threads));
+  std::shared_ptr<RunQueue> made(new RunQueue(name, threads));
   registry.queues.emplace(name, made);
   return made;
 }

@@ -16,7 +16,7 @@ void* wipingRealloc(void* block, std::size_t size) noexcept {
   if (block == nullptr) return std::malloc(size);
   const std::size_t usable = ::malloc_usable_size(block);
   if (size != 0 && size <= usable) return block;
-  void* larger = std::malloc(size);
+  void* larger = std::malloc(size == 0 ? 1 : size);
   if (larger == nullptr) return nullptr;
   std::memcpy(larger, block, usable < size ? usable : size);
   wipeAndFree(block);

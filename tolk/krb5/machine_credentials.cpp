@@ -12,7 +12,7 @@ namespace tolk {
 namespace {
 
 constexpr int kLifetimeSeconds = 10 * 60 * 60;
-constexpr std::time_t kRenewSecondsBeforeEnd = 10 * 60;
+constexpr std::time_t kRenewSecondsBeforeEnd = 600;
 
 /// A ticket with the context that it needs to its end.
 struct OwnTicket {

@@ -120,28 +120,29 @@ TEST_F(CloudConnPoolTest, NothingOfOneUserReachesTheNext) {
                         "X-PLN-SRC: TQS\r\nX-TZOFF: "));
 }
 
+/// Borrows and gives back so many times, and counts how many have a transfer at one time.
+void borrow(CloudConnPool& pool, int loans, std::atomic<int>& lent, std::atomic<int>& most) {
+  while (loans > 0) {
+    try {
+      const auto curl = pool.getCurl("u", "p");
+      const int now = ++lent;
+      for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
+      }
+      --lent;
+      pool.releaseCurl(curl.get());
+      --loans;
+    } catch (const CloudConnException&) {
+      std::this_thread::yield();
+    }
+  }
+}
+
 TEST_F(CloudConnPoolTest, ManyThreadsShareFewTransfers) {
   CloudConnPool pool;
   std::atomic<int> lent = 0;
   std::atomic<int> most = 0;
   std::vector<std::thread> threads;
-  for (int i = 0; i < 200; ++i) {
-    threads.emplace_back([&] {
-      for (int loans = 0; loans < 5;) {
-        try {
-          const auto curl = pool.getCurl("u", "p");
-          const int now = ++lent;
-          for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
-          }
-          --lent;
-          pool.releaseCurl(curl.get());
-          ++loans;
-        } catch (const CloudConnException&) {
-          std::this_thread::yield();
-        }
-      }
-    });
-  }
+  for (int i = 0; i < 200; ++i) threads.emplace_back([&] { borrow(pool, 5, lent, most); });
   for (std::thread& thread : threads) thread.join();
   EXPECT_LE(most, 10);
   EXPECT_THAT(pool.dump(), HasSubstr("Current occupied count: 0\n"));

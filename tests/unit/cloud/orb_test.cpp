@@ -18,7 +18,6 @@ namespace {
 using joinscope::test::PlatformServer;
 using testing::Contains;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr const char* kPath = "tqsintegration/LogPrivEvent";
@@ -142,12 +141,12 @@ TEST_F(OrbTest, EventsOfManyThreadsWhileOneIsPosted) {
   processor->initProc("");
   ORBProcessor::setProcessor(processor);
   (void)RunQueue::getRunQueue(ORB_QUEUE_NAME, true, 1);
-  constexpr int kThreads = 8;
-  constexpr int kEvents = 10;
+  constexpr std::size_t kThreads = 8;
+  constexpr std::size_t kEvents = 10;
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
+  for (std::size_t t = 0; t < kThreads; ++t) {
     threads.emplace_back([t] {
-      for (int i = 0; i < kEvents; ++i) {
+      for (std::size_t i = 0; i < kEvents; ++i) {
         ORBProcessor::handleLogPrivEvent({{"e", std::to_string(t) + "." + std::to_string(i)}});
       }
     });
@@ -158,7 +157,7 @@ TEST_F(OrbTest, EventsOfManyThreadsWhileOneIsPosted) {
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
   std::vector<std::string> events = posted(server);
-  EXPECT_EQ(events.size(), static_cast<std::size_t>(kThreads * kEvents));
+  EXPECT_EQ(events.size(), kThreads * kEvents);
   std::ranges::sort(events);
   EXPECT_EQ(std::ranges::unique(events).begin(), events.end());
   EXPECT_THAT(server.faults(), IsEmpty());
