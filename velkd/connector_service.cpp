@@ -48,9 +48,10 @@ void ConnectorService::connected() {
   }
 }
 
-std::string cloudText() {
+std::string cloudText(bool privileged) {
   if (CloudConnectorLocator::m_adagent == nullptr) return {};
-  return tolk::CloudConnPool::getInstance().dump() + CloudConnectorLocator::getInstance().dump();
+  return (privileged ? tolk::CloudConnPool::getInstance().dump() : std::string()) +
+         CloudConnectorLocator::getInstance().dump();
 }
 
 }  // namespace velkd

@@ -30,7 +30,8 @@ class ConnectorService {
   std::string domain_;  // guarded by mutex_
 };
 
-/// What the daemon knows of the cloud, as text; "" before there is anything.
-[[nodiscard]] std::string cloudText();
+/// What the daemon knows of the cloud, as text; "" before there is anything. Who is being
+/// authenticated is for `privileged` callers.
+[[nodiscard]] std::string cloudText(bool privileged);
 
 }  // namespace velkd

@@ -189,7 +189,7 @@ SystemFacts readSystemFacts(bool privileged, const StatusBoard& board, const Cou
                     .config = tolk::Props().all(),
                     .discovery = tolk::NetworkState::memory(),
                     .counters = counters.get(),
-                    .cloud = cloudText()};
+                    .cloud = cloudText(privileged)};
   constexpr std::array kSettings{
       tolk::SETTING_DOMAIN_NAME,   tolk::SETTING_HOST_NAME,    tolk::SETTING_PREW2K_HOST_NAME,
       tolk::SETTING_HOSTSID,       tolk::SETTING_MACHINE_SITE, tolk::SETTING_SUBNET_SITE,
