@@ -61,8 +61,10 @@ class CloudTest : public testing::Test {
   void configure(const std::string& lines) const {
     lab.member.must("cat /root/conf.cloud - > /etc/orvald/orvald.conf <<'END'\n" + lines + "END");
   }
-  static void restartDaemon() {
+  /// With an empty log.
+  void restartDaemon() const {
     Lab::command({"daemon", "stop"});
+    lab.member.must(": > /var/log/orvald.log");
     Lab::command({"daemon", "start"});
   }
   /// Starts a platform with this script on cloud1.
@@ -270,7 +272,6 @@ TEST_F(CloudTest, EventsArePostedInOrder) {
   ASSERT_TRUE(server.waitForError("ready"));
   configure(std::string(kPlatform) +
             "velkd.cloud.log.privevent: true\ncloud.proxy.server: proxy1.lab.test:3130\n");
-  lab.member.must(": > /var/log/orvald.log");
   restartDaemon();
   lab.member.must(
       "timeout 30 bash -c 'until grep -q \"initProc completes\" /var/log/orvald.log; do "
@@ -354,7 +355,6 @@ TEST_F(CloudTest, ConnectorIsTheProxyAndADeadOneIsLeft) {
       "velkd.legacyzone.mfa.tenantid: LAB0001\nvelkd.cloud.cert.store: /etc/ssl/lab/ca.pem\n"
       "cloud.curl.timeout: 2\nroot.logger.name: DEBUG\n";
   configure(settings + "cloud.rest.version: 1.0\n");
-  lab.member.must(": > /var/log/orvald.log");
   restartDaemon();
   lab.member.must(kRefreshed);
   proxy.must(": > /run/squid/open.log");
