@@ -85,9 +85,12 @@ void CloudAuthV1S::getMachineAuthToken() {
     sso();
   } catch (const CloudIwaException&) {
     throw;
+  } catch (const CurlUnreachableException& e) {
+    kLog.debug("%s", {e.what()});
+    throw CloudIwaUnreachableException(kNetworkInDoubt);
   } catch (const CurlException& e) {
     kLog.debug("%s", {e.what()});
-    throw CloudIwaException(kNetworkInDoubt, e.code());
+    throw CloudIwaException(kNetworkInDoubt);
   } catch (const Base_Exception& e) {
     throw CloudIwaException(formatText("Internal error. Error message: %s", {e.what()}));
   }

@@ -20,6 +20,11 @@ class CurlException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
 
+/// No connection could be made: the web proxy or the server itself is not there.
+class CurlUnreachableException : public CurlException {
+  using CurlException::CurlException;
+};
+
 /// The connection pool has no transfer to lend.
 class CloudConnException : public Base_Exception {
   using Base_Exception::Base_Exception;
@@ -38,6 +43,11 @@ class ForeignConnectorException : public CloudConnectorException {
 /// The site check with integrated Windows authentication failed.
 class CloudIwaException : public Base_Exception {
   using Base_Exception::Base_Exception;
+};
+
+/// The same, because nobody was there.
+class CloudIwaUnreachableException : public CloudIwaException {
+  using CloudIwaException::CloudIwaException;
 };
 
 }  // namespace tolk

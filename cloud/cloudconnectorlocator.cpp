@@ -85,6 +85,11 @@ CloudConnectorLocator::Choice CloudConnectorLocator::chooseCurrent(const char* n
   return choice;
 }
 
+bool CloudConnectorLocator::isExhausted() const {
+  const std::lock_guard lock(gAccess);
+  return state_.lists.nothingLeft() && !state_.lists.list(ConnectorList::discarded).empty();
+}
+
 std::string CloudConnectorLocator::getCloudConnector() {
   std::string address;
   bool isNew = false;

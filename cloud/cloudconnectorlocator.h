@@ -64,6 +64,9 @@ class CloudConnectorLocator final : public ConnectorAccess {
   /// wanted.
   [[nodiscard]] bool needsRefresh() const noexcept { return needsRefresh_; }
 
+  /// Whether there were connectors and all of them have failed since the last search.
+  [[nodiscard]] bool isExhausted() const;
+
   /// PN::CLOUD_CONNECTOR_REFRESH_INTERVAL; its default where that is no time.
   [[nodiscard]] static long refreshIntervalSeconds();
 

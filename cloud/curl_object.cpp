@@ -28,11 +28,13 @@ static_assert(ProxyAuthMask::basic == CURLAUTH_BASIC && ProxyAuthMask::digest ==
               ProxyAuthMask::ntlm == CURLAUTH_NTLM &&
               ProxyAuthMask::any == static_cast<long>(CURLAUTH_ANY));
 
+std::string failureText(CURLcode code, const char* what) {
+  return formatText("curl error occurred in %s: %s (%d)",
+                    {what, curl_easy_strerror(code), std::to_string(code)});
+}
+
 void throwIfCurl(CURLcode code, const char* what) {
-  if (code == CURLE_OK) return;
-  throw CurlException(formatText("curl error occurred in %s: %s (%d)",
-                                 {what, curl_easy_strerror(code), std::to_string(code)}),
-                      code);
+  if (code != CURLE_OK) throw CurlException(failureText(code, what), code);
 }
 
 bool isRecordedOnly(CURLoption option) {
@@ -311,9 +313,25 @@ void CurlObject::finish(CURLcode result) {
     responseCode_ = tunnelCode;
     return;
   }
+  throwIfUnreached(result);
   throwIfCurl(result, "curl_easy_perform");
   throwIfCurl(curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &responseCode_),
               "curl_easy_getinfo");
+}
+
+// A failure before there was any connection: a proxy that is there answers for the server behind
+// it.
+void CurlObject::throwIfUnreached(CURLcode result) const {
+  curl_off_t connected = 0;
+  if (result == CURLE_OK ||
+      curl_easy_getinfo(handle_.get(), CURLINFO_CONNECT_TIME_T, &connected) != CURLE_OK ||
+      connected != 0) {
+    return;
+  }
+  if (result == CURLE_COULDNT_RESOLVE_PROXY || result == CURLE_COULDNT_RESOLVE_HOST ||
+      result == CURLE_COULDNT_CONNECT || result == CURLE_OPERATION_TIMEDOUT) {
+    throw CurlUnreachableException(failureText(result, "curl_easy_perform"), result);
+  }
 }
 
 // Whether the request is worth one more try: with new tickets, or without Kerberos where any other

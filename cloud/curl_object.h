@@ -30,7 +30,7 @@ struct CurlGssOption {
 
 /// For one thread at a time; reused for many requests. A transfer ends after
 /// PN::CLOUD_CURL_TIMEOUT; a response body may have 64 MiB. Every failure of libcurl is a
-/// CurlException with its CURLcode.
+/// CurlException with its CURLcode, a CurlUnreachableException where no connection could be made.
 class CurlObject {
  public:
   static constexpr std::size_t kMaxHeaderLine = 102400;
@@ -122,6 +122,7 @@ class CurlObject {
   void setReuse();
   CURLcode perform();
   void finish(CURLcode result);
+  void throwIfUnreached(CURLcode result) const;
   [[nodiscard]] bool prepareRepeat();
   [[nodiscard]] bool checkUserName(long offered) const;
 

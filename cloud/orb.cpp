@@ -100,8 +100,11 @@ void ORBProcessor::recordFailures(const Work& work) {
     kLog.debug("Got IWA exception: %s", {e.what()});
   } catch (const CurlException& e) {
     kLog.debug("Got CURL exception: %s", {e.what()});
+    const bool unreachable = dynamic_cast<const CurlUnreachableException*>(&e) != nullptr;
     // The next pass goes by another connector.
-    if (usesCloudConnector()) ConnectorAccess::current()->resetCurrentCloudConnector();
+    if (unreachable && usesCloudConnector()) {
+      ConnectorAccess::current()->resetCurrentCloudConnector();
+    }
   } catch (const std::exception& e) {
     kLog.debug("Got exception: %s", {e.what()});
   }

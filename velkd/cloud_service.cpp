@@ -7,6 +7,7 @@
 
 #include "cloud/certificate_check.h"
 #include "cloud/cloud_conn_pool.h"
+#include "cloud/cloud_exceptions.h"
 #include "cloud/cloud_object.h"
 #include "cloud/connector_access.h"
 #include "cloud/curl_object.h"
@@ -36,18 +37,23 @@ class QueuedWork final : public tolk::QueueAble {
   std::function<void()> work_;
 };
 
-/// Ends the authentications that nobody goes on with.
+/// Ends the authentications that nobody goes on with, and searches anew when all connectors failed.
 class Sweep final : public tolk::QueueAble {
  public:
-  explicit Sweep(MfaSessions& sessions) : QueueAble("MfaSweep"), sessions_(sessions) {
+  Sweep(MfaSessions& sessions, ConnectorService& connectors)
+      : QueueAble("CloudSweep"), sessions_(sessions), connectors_(connectors) {
     constexpr long kSecondsBetween = 30;
     setTimeout(kSecondsBetween);
   }
-  void run() override { sessions_.dropOld(); }
+  void run() override {
+    sessions_.dropOld();
+    connectors_.refreshWhenExhausted();
+  }
   [[nodiscard]] bool periodic() const override { return true; }
 
  private:
   MfaSessions& sessions_;
+  ConnectorService& connectors_;
 };
 
 /// Signs the machine on once a platform is known: the connectors tell it, after their first search.
@@ -86,7 +92,10 @@ long remainingMs(std::chrono::steady_clock::time_point start) {
          static_cast<long>(past.count());
 }
 
-bool platformAnswers(const std::string& url, const tolk::HttpProxy& proxy,
+/// Who answers a request to the platform.
+enum class Answerer { platform, somethingOnTheWay, nobody };
+
+Answerer askPlatform(const std::string& url, const tolk::HttpProxy& proxy,
                      std::chrono::steady_clock::time_point start) {
   try {
     tolk::CurlObject transfer;
@@ -96,10 +105,14 @@ bool platformAnswers(const std::string& url, const tolk::HttpProxy& proxy,
     constexpr long kLeastMs = 500;
     transfer.setOption(CURLOPT_TIMEOUT_MS, std::max(kLeastMs, remainingMs(start)));
     transfer.makeRequest(url + tolk::CLOUD_RESTAPI_SYSINFO_VERSION, {}, false);
-    return isPlatformStatus(transfer.responseCode());
+    return isPlatformStatus(transfer.responseCode()) ? Answerer::platform
+                                                     : Answerer::somethingOnTheWay;
+  } catch (const tolk::CurlUnreachableException& e) {
+    kLog.debug("%s cannot be reached: %s", {url, e.what()});
+    return Answerer::nobody;
   } catch (const tolk::Base_Exception& e) {
     kLog.debug("%s does not answer: %s", {url, e.what()});
-    return false;
+    return Answerer::somethingOnTheWay;
   }
 }
 
@@ -114,12 +127,13 @@ CloudInstance checkCloudInstance() {
   const auto start = std::chrono::steady_clock::now();
   for (;;) {
     const tolk::HttpProxy proxy = tolk::getCloudProxy();
-    const bool noWay = proxy.server.empty() && !direct;
-    if (!noWay && platformAnswers(url, proxy, start)) {
-      return {.code = direct ? Code::direct : Code::throughProxy, .text = url + "," + proxy.server};
-    }
-    if (noWay || !tolk::usesCloudConnector() || remainingMs(start) <= 0) {
-      return {.code = Code::notConnected, .text = url + "," + proxy.server};
+    CloudInstance instance{.code = Code::notConnected, .text = url + "," + proxy.server};
+    if (proxy.server.empty() && !direct) return instance;
+    const Answerer answerer = askPlatform(url, proxy, start);
+    if (answerer == Answerer::platform) instance.code = direct ? Code::direct : Code::throughProxy;
+    // A connector that is there is kept: it can do nothing for a platform that is not.
+    if (answerer != Answerer::nobody || !tolk::usesCloudConnector() || remainingMs(start) <= 0) {
+      return instance;
     }
     connectors->resetCurrentCloudConnector();
   }
@@ -130,7 +144,8 @@ CloudService::CloudService(const StatusBoard& board) : connectors_(board) {
   (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1);
   tolk::UpdateCloudHttpProxy();
   startEvents();
-  (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1)->queue(std::make_shared<Sweep>(mfa_));
+  (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1)
+      ->queue(std::make_shared<Sweep>(mfa_, connectors_));
 }
 
 void CloudService::reload() {

@@ -48,6 +48,16 @@ void ConnectorService::connected() {
   }
 }
 
+void ConnectorService::refreshWhenExhausted() {
+  constexpr std::chrono::minutes kBetween(1);
+  if (!CloudConnectorLocator::getInstance().isExhausted()) return;
+  const auto now = std::chrono::steady_clock::now();
+  const std::lock_guard lock(mutex_);
+  if (now < nextRefresh_) return;
+  nextRefresh_ = now + kBetween;
+  enqueueRefresh();
+}
+
 std::string cloudText(bool privileged) {
   if (CloudConnectorLocator::m_adagent == nullptr) return {};
   return (privileged ? tolk::CloudConnPool::getInstance().dump() : std::string()) +

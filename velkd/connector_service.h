@@ -2,6 +2,7 @@
 // task.
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <string>
 
@@ -23,11 +24,14 @@ class ConnectorService {
   /// The daemon has its connection to the domain again: searches where that has not succeeded yet
   /// or the domain is another, else looks whether this host has changed its site.
   void connected();
+  /// Searches anew when every connector has failed since the last search; at most once a minute.
+  void refreshWhenExhausted();
 
  private:
   const StatusBoard& board_;
   std::mutex mutex_;
-  std::string domain_;  // guarded by mutex_
+  std::string domain_;                                 // guarded by mutex_
+  std::chrono::steady_clock::time_point nextRefresh_;  // guarded by mutex_
 };
 
 /// What the daemon knows of the cloud, as text; "" before there is anything. Who is being

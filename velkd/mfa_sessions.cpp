@@ -19,21 +19,10 @@ constexpr std::chrono::minutes kIdleLimit(5);
 constexpr std::size_t kMostSessions = 256;
 constexpr int kMostConnectors = 3;
 
-/// Whether nobody has answered, so that another connector may do.
-bool isSilence(const tolk::Base_Exception& failure) {
-  switch (failure.code()) {
-    case CURLE_COULDNT_RESOLVE_PROXY:
-    case CURLE_COULDNT_RESOLVE_HOST:
-    case CURLE_COULDNT_CONNECT:
-    case CURLE_OPERATION_TIMEDOUT:
-    case CURLE_GOT_NOTHING:
-    case CURLE_SEND_ERROR:
-    case CURLE_RECV_ERROR:
-      return dynamic_cast<const tolk::CurlException*>(&failure) != nullptr ||
-             dynamic_cast<const tolk::CloudIwaException*>(&failure) != nullptr;
-    default:
-      return false;
-  }
+/// Whether the connector is not there, so that another one may do.
+bool isUnreachable(const tolk::Base_Exception& failure) {
+  return dynamic_cast<const tolk::CurlUnreachableException*>(&failure) != nullptr ||
+         dynamic_cast<const tolk::CloudIwaUnreachableException*>(&failure) != nullptr;
 }
 
 /// Not to be guessed.
@@ -63,7 +52,7 @@ tolk::MfaStep MfaSessions::start(const tolk::MfaRequest& request) {
       break;
     } catch (const tolk::Base_Exception& e) {
       session->client.reset();
-      if (!isSilence(e) || tries == kMostConnectors || !tolk::usesCloudConnector()) throw;
+      if (!isUnreachable(e) || tries == kMostConnectors || !tolk::usesCloudConnector()) throw;
       tolk::CloudConnPool::getInstance().resetProxy();
     }
   }

@@ -92,6 +92,28 @@ TEST(CurlObject, BadAnswersAreFailuresThatTheHandleSurvives) {
   }
 }
 
+TEST(CurlObject, NobodyThereIsNotTheSameAsNoAnswer) {
+  std::string closed;
+  {
+    const Server server({});
+    closed = server.url();
+  }
+  CurlObject transfer;
+  EXPECT_THROW((void)transfer.makeRequest(closed, {}, false), CurlUnreachableException);
+  // A proxy that is there speaks for a server that is not.
+  const Server proxy({{.bytes = "HTTP/1.1 502 Bad Gateway\r\nContent-Length: 0\r\n\r\n"},
+                      {.bytes = "", .close = true}});
+  transfer.setProxy(proxy.address(), "", "", Shredder());
+  for (int i = 0; i < 2; ++i) {
+    try {
+      (void)transfer.makeRequest("http://nowhere.test/", {}, false);
+      FAIL();
+    } catch (const CurlException& e) {
+      EXPECT_EQ(dynamic_cast<const CurlUnreachableException*>(&e), nullptr) << e.what();
+    }
+  }
+}
+
 TEST(CurlObject, SilenceHasItsLimit) {
   const Server server({{.bytes = {}, .silent = true}});
   Props().set(PN::CLOUD_CURL_TIMEOUT, "1");
