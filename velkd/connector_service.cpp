@@ -50,7 +50,8 @@ void ConnectorService::connected() {
 
 void ConnectorService::refreshWhenExhausted() {
   constexpr std::chrono::minutes kBetween(1);
-  if (!CloudConnectorLocator::getInstance().isExhausted()) return;
+  const bool searchesNoMore = CloudConnectorLocator::refreshIntervalSeconds() == 0;
+  if (searchesNoMore || !CloudConnectorLocator::getInstance().isExhausted()) return;
   const auto now = std::chrono::steady_clock::now();
   const std::lock_guard lock(mutex_);
   if (now < nextRefresh_) return;
