@@ -10,6 +10,7 @@
 #include "cli/account/password_check.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
+#include "cli/common/trouble_lines.h"
 #include "cli/common/version.h"
 #include "cli/diag/connectivity.h"
 #include "cli/diag/diag_report.h"
@@ -113,7 +114,20 @@ constexpr bool inOrderOfEnumeration() {
 }
 static_assert(inOrderOfEnumeration());
 
+// Tells what the run met when it ends, also by an exception.
+class TroublesAtEnd {
+ public:
+  explicit TroublesAtEnd(std::ostream* diag) : diag_(diag) {}
+  TroublesAtEnd(const TroublesAtEnd&) = delete;
+  TroublesAtEnd& operator=(const TroublesAtEnd&) = delete;
+  ~TroublesAtEnd() { tellTroubles(diag_); }
+
+ private:
+  std::ostream* diag_;
+};
+
 int dispatch(const Run& run) {
+  const TroublesAtEnd atEnd(run.diag);
   const auto* row = std::ranges::find(kTasks, run.options.task,
                                       [](const TaskEntry& entry) { return entry.task; });
   const bool known = row != kTasks.end();

@@ -7,6 +7,7 @@
 
 #include "cli/account/computer_account.h"
 #include "cli/account/duplicate_spns.h"
+#include "cli/common/trouble_lines.h"
 #include "cli/common/version.h"
 #include "cli/diag/domain_diagnostics.h"
 #include "cli/diag/host_section.h"
@@ -55,6 +56,7 @@ int diagReport(TaskContext& ctx, const char* server, std::ostream* diag) {
   const ReportRun run{ctx, server, diag};
   for (const Section section : kSections) {
     section(run);
+    tellTroubles(diag);
     std::cout << '\n' << std::flush;
   }
   return 0;
