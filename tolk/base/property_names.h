@@ -33,6 +33,9 @@ inline constexpr Property TOLKD_PAGED_SEARCH_MAX{
 inline constexpr Property VELKD_DNS_RESPONSE_MAXTIME{
     "VELKD_DNS_RESPONSE_MAXTIME", "velkd.dns.response.maxtime", "5", "seconds",
     "Limit of one DNS lookup, all name servers and retries together."};
+inline constexpr Property NET_DNS_RETRY_DELAY{
+    "NET_DNS_RETRY_DELAY", "net.dns.retry.delay", "30", "seconds",
+    "Time for which a DNS server that gave no sign of life is not asked again."};
 inline constexpr Property NET_CONNECT_TIMEOUT{
     "NET_CONNECT_TIMEOUT", "net.connect.timeout", "5", "seconds",
     "Limit of one port probe: TCP connect, or connect and SMB negotiate."};

@@ -10,57 +10,61 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/text.h"
-#include "tolk/net/dns_channel.h"
+#include "tolk/base/troubles.h"
 #include "tolk/net/dns_records.h"
+#include "tolk/net/dns_task.h"
 #include "tolk/net/host_query.h"
 
 namespace tolk {
 namespace {
 
+constexpr const char* kLogger = "base.net.dns";
+
 // One SRV or PTR query without search domains; what the answers mean differs.
 class RecordTask : public DnsTask<HostPortList> {
  public:
   RecordTask(EventLoop& loop, std::string name, int type, std::chrono::milliseconds limit)
-      : DnsTask(loop, limit), name_(std::move(name)), type_(type) {}
+      : DnsTask(loop, std::move(name), limit), type_(type) {}
   ~RecordTask() override { abandon(); }
 
  protected:
-  virtual void judge(int status, const std::string& message) = 0;
-
-  [[nodiscard]] const std::string& name() const noexcept { return name_; }
-
-  void expire() override {
-    throw DNSUnavailableException("DNS did not answer within " + limitText(limit()) + " for " +
-                                      shownName(name_) + " (velkd.dns.response.maxtime)",
-                                  ARES_ETIMEOUT);
+  virtual HostPortList read(const std::string& message) = 0;
+  void giveUp(const DnsWalk& walk) override {
+    throw DNSUnavailableException(walk.problem(), ARES_ECONNREFUSED);
   }
 
  private:
   static void onAnswer(void* self, int status, int /*timeouts*/, unsigned char* bytes,
                        int size) noexcept {
     auto& task = *static_cast<RecordTask*>(self);
-    task.status_ = status;
     if (bytes != nullptr) {
       // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): bytes to bytes
       task.message_.assign(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(size));
     }
-    task.answered();
+    task.answered(status);
   }
 
   void ask(ares_channel channel) override {
     // A C string would end at the NUL and name something else.
-    if (name_.find('\0') != std::string::npos) {
-      status_ = ARES_EBADNAME;
-      return answered();
-    }
-    ares_query(channel, name_.c_str(), ns_c_in, type_, &onAnswer, this);
+    if (name().find('\0') != std::string::npos) return answered(ARES_EBADNAME);
+    ares_query(channel, name().c_str(), ns_c_in, type_, &onAnswer, this);
   }
 
-  void conclude() final { judge(status_, message_); }
+  void conclude(int status, ares_channel /*channel*/) final {
+    switch (status) {
+      case ARES_SUCCESS:
+        return finish(read(message_));
+      case ARES_ENOTFOUND:
+      case ARES_ENODATA:
+        return finish({});
+      case ARES_EBADNAME:
+        throw BadDataException("\"" + shownName(name()) + "\" is not a DNS name", status);
+      default:
+        throw DNSUnavailableException(std::string("DNS library: ") + ares_strerror(status), status);
+    }
+  }
 
-  std::string name_;
   int type_;
-  int status_ = ARES_SUCCESS;
   std::string message_;
 };
 
@@ -70,22 +74,7 @@ class ServiceTask final : public RecordTask {
       : RecordTask(loop, std::move(name), ns_t_srv, limit) {}
 
  private:
-  void judge(int status, const std::string& message) override {
-    switch (status) {
-      case ARES_SUCCESS:
-        return finish(readServiceRecords(message));
-      case ARES_ENOTFOUND:
-      case ARES_ENODATA:
-        return finish({});
-      case ARES_EBADNAME:
-        throw BadDataException("\"" + shownName(name()) + "\" is not a DNS name", status);
-      case ARES_ETIMEOUT:
-        return expire();
-      default:  // closed port, SERVFAIL, REFUSED: the library does not tell them apart
-        throw DNSUnavailableException("No DNS server would answer for " + shownName(name()),
-                                      status);
-    }
-  }
+  HostPortList read(const std::string& message) override { return readServiceRecords(message); }
 };
 
 class PointerTask final : public RecordTask {
@@ -94,15 +83,21 @@ class PointerTask final : public RecordTask {
       : RecordTask(loop, std::move(name), ns_t_ptr, limit) {}
 
  private:
+  HostPortList read(const std::string& message) override {
+    try {
+      return readPointerRecords(message);
+    } catch (const BadDataException& failure) {
+      noteTrouble(kLogger, std::string(failure.what()) + " for " + name());
+      return {};
+    }
+  }
+
   // Only silence is a failure: a server that refuses or cannot answer has no record to give, for a
   // report that is "not found".
-  void judge(int status, const std::string& message) override {
-    if (status == ARES_ETIMEOUT) return expire();
-    try {
-      finish(status == ARES_SUCCESS ? readPointerRecords(message) : HostPortList());
-    } catch (const BadDataException&) {
-      finish({});
-    }
+  void giveUp(const DnsWalk& walk) override {
+    if (!walk.heard()) return RecordTask::giveUp(walk);
+    noteTrouble(kLogger, printable(walk.problem()));
+    finish({});
   }
 };
 

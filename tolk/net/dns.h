@@ -1,6 +1,6 @@
 // DNS lookups: service records, reverse records and host addresses. Each lookup ends within
 // velkd.dns.response.maxtime, all name servers and retries together; servers come from
-// resolv.conf(5).
+// resolv.conf(5), and how they did is remembered for the process (tolk/net/name_servers.h).
 #pragma once
 
 #include <netdb.h>
@@ -32,10 +32,10 @@ int FindSrv(const std::string& name, HostPortList& out);
 int FindSrvFromDns(const std::string& name, HostPortList& out, int reserved1, int reserved2,
                    int reserved3);
 
-/// Appends the names of the PTR records of a dotted IPv4 address, without ports, sorted. Returns
-/// how many, or -1 when there is no record: the name does not exist, or the servers refuse or fail
-/// to answer for it. Throws DNSUnavailableException when no server answers in time and
-/// BadDataException when `address` is no address.
+/// Appends the names of the PTR records of a dotted IPv4 address, without ports, in the order of
+/// the answer. Returns how many, or -1 when there is no record: the name does not exist, or the
+/// servers refuse or fail to answer for it. Throws DNSUnavailableException when no server answers
+/// in time and BadDataException when `address` is no address.
 int FindPtrFromDns(const std::string& address, HostPortList& out);
 
 /// gethostbyname_r(3) for IPv4 that ends within velkd.dns.response.maxtime: /etc/hosts first, then

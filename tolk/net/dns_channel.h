@@ -1,5 +1,4 @@
-// c-ares on an event loop: one channel for each lookup, under one deadline for all name servers and
-// retries together.
+// c-ares for one name server, on an event loop.
 #pragma once
 
 #include <ares.h>
@@ -8,23 +7,31 @@
 #include <chrono>
 #include <memory>
 #include <span>
+#include <string>
 #include <type_traits>
 #include <vector>
 
 #include "tolk/base/handle.h"
+#include "tolk/net/name_servers.h"
 #include "tolk/net/operation.h"
 
 namespace tolk {
 
-/// A c-ares channel with the servers and search domains of resolv.conf(5) and the lookup order
-/// "hosts file, then DNS".
+/// Asks one server only, so that the status of a question is what that server made of it, SERVFAIL
+/// and REFUSED included. A truncated answer is fetched by TCP.
 class DnsChannel {
  public:
   using Clock = Operation::Clock;
 
-  /// Throws DNSUnavailableException when the library cannot start. A server has a third of `limit`
-  /// before the next one is asked.
-  explicit DnsChannel(std::chrono::milliseconds limit);
+  /// Answers from /etc/hosts alone. Throws DNSUnavailableException when the library cannot start.
+  DnsChannel() : DnsChannel("f", {}, 0, std::chrono::milliseconds(1)) {}
+  /// Answers from `server` alone; its question is sent again as resolv.conf says, more often where
+  /// `limit` leaves less time. Throws as the other does.
+  DnsChannel(const NameServer& server, const ResolverSettings& settings,
+             std::chrono::milliseconds limit);
+  DnsChannel(const DnsChannel&) = delete;
+  DnsChannel& operator=(const DnsChannel&) = delete;
+  ~DnsChannel() = default;
 
   [[nodiscard]] ares_channel get() const noexcept { return channel_.get(); }
   void watch(std::vector<pollfd>& out) const;
@@ -32,50 +39,22 @@ class DnsChannel {
   /// Reads and writes what is ready and handles the library's own time-outs; runs callbacks.
   void process(std::span<const pollfd> ready) const;
 
+  /// Asks the server for what it can say without asking others: the root's servers, without
+  /// recursion. Whatever it answers, it lives.
+  void askForLife();
+  /// Whether it has answered that.
+  [[nodiscard]] bool lives() const noexcept { return lives_; }
+  /// Whether it has sent a truncated answer by UDP.
+  [[nodiscard]] bool usedTcp() const noexcept { return usedTcp_; }
+
  private:
+  DnsChannel(const char* lookups, const ResolverSettings& settings, int flags,
+             std::chrono::milliseconds timeout);
+
+  // Declared before the channel: closing it runs the callbacks.
+  bool lives_ = false;
+  bool usedTcp_ = false;
   std::unique_ptr<std::remove_pointer_t<ares_channel>, Releaser<ares_destroy>> channel_;
-};
-
-/// One lookup. A derived class starts it in ask() and calls answered() from its callback;
-/// conclude() then reads the answer outside of the callback, so that its exceptions do not cross
-/// the library. Callbacks run once more, with ARES_EDESTRUCTION, when the task is destroyed
-/// unfinished: derived classes call abandon() in their destructors.
-template <typename T>
-class DnsTask : public Task<T> {
- public:
-  using Clock = Operation::Clock;
-
-  DnsTask(EventLoop& loop, std::chrono::milliseconds limit)
-      : Task<T>(loop, Clock::now() + limit), limit_(limit) {}
-
- protected:
-  virtual void ask(ares_channel channel) = 0;
-  virtual void conclude() = 0;
-
-  void answered() noexcept { answered_ = true; }
-  void abandon() noexcept { channel_.reset(); }
-  [[nodiscard]] std::chrono::milliseconds limit() const noexcept { return limit_; }
-
- private:
-  void watch(std::vector<pollfd>& out) override {
-    if (channel_) channel_->watch(out);
-  }
-  Clock::time_point wakeAt() override {
-    return channel_ ? channel_->wakeAt() : Clock::time_point::min();
-  }
-  void advance(std::span<const pollfd> ready) override {
-    if (channel_) {
-      channel_->process(ready);
-    } else {
-      channel_ = std::make_unique<DnsChannel>(limit_);
-      ask(channel_->get());
-    }
-    if (answered_) conclude();
-  }
-
-  std::chrono::milliseconds limit_;
-  std::unique_ptr<DnsChannel> channel_;
-  bool answered_ = false;
 };
 
 }  // namespace tolk

@@ -61,14 +61,15 @@ HostPortList readRecords(std::string_view text, ns_type type) {
     if (ns_rr_type(record) != type) continue;
     if (auto entry = readRecord(message, record, type)) list.push_back(std::move(*entry));
   }
-  sortRecords(list);
   return list;
 }
 
 }  // namespace
 
 HostPortList readServiceRecords(std::string_view message) {
-  return readRecords(message, ns_t_srv);
+  HostPortList list = readRecords(message, ns_t_srv);
+  sortRecords(list);
+  return list;
 }
 
 HostPortList readPointerRecords(std::string_view message) {

@@ -9,10 +9,11 @@
 
 namespace tolk {
 
-/// The SRV (RFC 2782) or PTR (RFC 1035, 3.3.12) records of a whole answer message, sorted as
-/// FindSrv says. Host names are in lower case without final dot; bytes that are special in a name
-/// are written as \. or \DDD. Records of other types, the target "." and damaged ones are skipped.
-/// Throws BadDataException when the message as a whole is no answer.
+/// The SRV (RFC 2782) records of a whole answer message, sorted as FindSrv says, or its PTR records
+/// (RFC 1035, 3.3.12) in the order of the answer. Host names are in lower case without final dot;
+/// bytes that are special in a name are written as \. or \DDD. Records of other types, the target
+/// "." and damaged ones are skipped. Throws BadDataException when the message as a whole is no
+/// answer.
 HostPortList readServiceRecords(std::string_view message);
 HostPortList readPointerRecords(std::string_view message);
 

@@ -1,15 +1,21 @@
 #include "tolk/net/host_query.h"
 
+#include <arpa/inet.h>
 #include <netdb.h>
 
+#include <array>
 #include <cstring>
 
+#include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/net/dns.h"
-#include "tolk/net/dns_channel.h"
+#include "tolk/net/dns_task.h"
 #include "tolk/net/mapped_task.h"
 
 namespace tolk {
 namespace {
+
+constexpr const char* kLogger = "base.net.dns";
 
 int hostError(int status) {
   switch (status) {
@@ -19,66 +25,102 @@ int hostError(int status) {
       return HOST_NOT_FOUND;
     case ARES_ENODATA:
       return NO_DATA;
-    case ARES_ETIMEOUT:
-    case ARES_ECONNREFUSED:
-    case ARES_ESERVFAIL:
-    case ARES_EREFUSED:
-      return TRY_AGAIN;
     default:
       return NO_RECOVERY;
   }
 }
 
-HostAnswer readAnswer(const ares_addrinfo& info, const std::string& asked) {
-  HostAnswer answer;
-  for (const ares_addrinfo_node* node = info.nodes; node != nullptr; node = node->ai_next) {
-    if (node->ai_family != AF_INET) continue;
-    sockaddr_in address{};
-    std::memcpy(&address, node->ai_addr, sizeof address);
-    answer.addresses.push_back(address.sin_addr);
-  }
-  if (answer.addresses.empty()) answer.error = NO_DATA;
-  answer.canonicalName = info.name != nullptr ? info.name : asked;
-  // The last alias in the chain points to the canonical name.
-  for (const ares_addrinfo_cname* alias = info.cnames; alias != nullptr; alias = alias->next) {
-    if (alias->name != nullptr) answer.canonicalName = alias->name;
-  }
-  return answer;
+HostAnswer failed(int error) {
+  return {.error = error, .canonicalName = {}, .addresses = {}};
+}
+
+std::string addressText(const in6_addr& address) {
+  std::array<char, INET6_ADDRSTRLEN> text{};
+  inet_ntop(AF_INET6, &address, text.data(), text.size());
+  return text.data();
 }
 
 class HostTask final : public DnsTask<HostAnswer> {
  public:
-  HostTask(EventLoop& loop, std::string name, std::chrono::milliseconds limit)
-      : DnsTask(loop, limit), name_(std::move(name)) {}
+  using DnsTask::DnsTask;
   ~HostTask() override { abandon(); }
 
  private:
   static void onAnswer(void* self, int status, int /*timeouts*/, ares_addrinfo* info) noexcept {
     const std::unique_ptr<ares_addrinfo, Releaser<ares_freeaddrinfo>> owned(info);
     auto& task = *static_cast<HostTask*>(self);
-    if (owned != nullptr) task.answer_ = readAnswer(*owned, task.name_);
-    if (status != ARES_SUCCESS) task.answer_.error = hostError(status);
-    task.answered();
+    if (owned != nullptr) task.readAnswer(*owned);
+    task.answered(status);
+  }
+
+  void readAnswer(const ares_addrinfo& info);
+
+  // Dotted addresses and what /etc/hosts knows.
+  bool needsNoServer() override {
+    // A C string would end at the NUL and name another host.
+    if (name().empty() || name().find('\0') != std::string::npos) {
+      finish(failed(HOST_NOT_FOUND));
+      return true;
+    }
+    const DnsChannel hostsFile;
+    ask(hostsFile.get());
+    if (takeStatus() == ARES_SUCCESS) finish(std::move(answer_));
+    return done();
   }
 
   void ask(ares_channel channel) override {
-    // A C string would end at the NUL and name another host.
-    if (name_.empty() || name_.find('\0') != std::string::npos) {
-      answer_.error = HOST_NOT_FOUND;
-      return answered();
-    }
     ares_addrinfo_hints hints{};
     hints.ai_flags = ARES_AI_CANONNAME;
-    hints.ai_family = AF_INET;
-    ares_getaddrinfo(channel, name_.c_str(), nullptr, &hints, &onAnswer, this);
+    hints.ai_family = family_;
+    ares_getaddrinfo(channel, name().c_str(), nullptr, &hints, &onAnswer, this);
   }
 
-  void conclude() override { finish(std::move(answer_)); }
-  void expire() override { finish({.error = TRY_AGAIN, .canonicalName = {}, .addresses = {}}); }
+  // A host without an IPv4 address may have others, which is worth knowing.
+  void conclude(int status, ares_channel channel) override {
+    if (family_ == AF_INET6) {
+      if (!otherAddresses_.empty()) {
+        noteTrouble(kLogger, printable(name()) + " has IPv6 addresses only (" + otherAddresses_ +
+                                 "), which this version does not use");
+      }
+      return finish(failed(NO_DATA));
+    }
+    if (status == ARES_ENODATA) {
+      family_ = AF_INET6;
+      return ask(channel);
+    }
+    finish(status == ARES_SUCCESS ? std::move(answer_) : failed(hostError(status)));
+  }
 
-  std::string name_;
+  void giveUp(const DnsWalk& walk) override {
+    if (family_ == AF_INET6) return finish(failed(NO_DATA));
+    noteTrouble(kLogger, printable(walk.problem()));
+    finish(failed(TRY_AGAIN));
+  }
+
+  int family_ = AF_INET;
   HostAnswer answer_;
+  std::string otherAddresses_;  // IPv6, as text
 };
+
+void HostTask::readAnswer(const ares_addrinfo& info) {
+  answer_ = {
+      .error = 0, .canonicalName = info.name != nullptr ? info.name : name(), .addresses = {}};
+  for (const ares_addrinfo_node* node = info.nodes; node != nullptr; node = node->ai_next) {
+    if (node->ai_family == AF_INET) {
+      sockaddr_in address{};
+      std::memcpy(&address, node->ai_addr, sizeof address);
+      answer_.addresses.push_back(address.sin_addr);
+    } else if (node->ai_family == AF_INET6) {
+      sockaddr_in6 address{};
+      std::memcpy(&address, node->ai_addr, sizeof address);
+      otherAddresses_ += (otherAddresses_.empty() ? "" : ", ") + addressText(address.sin6_addr);
+    }
+  }
+  // The last alias in the chain points to the canonical name.
+  for (const ares_addrinfo_cname* alias = info.cnames; alias != nullptr; alias = alias->next) {
+    if (alias->name != nullptr) answer_.canonicalName = alias->name;
+  }
+}
 
 }  // namespace
 

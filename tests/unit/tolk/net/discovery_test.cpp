@@ -252,7 +252,8 @@ TEST_F(DiscoveryScene, UnansweredPingsLeadToTcpBeforeTheLimit) {
 TEST_F(DiscoveryScene, ADeadResolverLeavesTheConfiguration) {
   setUp({{.name = "dc1", .records = {}}});
   zone_.misbehave(kDomainRecord, test::DnsZone::kRefused);
-  EXPECT_EQ(find(labRequest()), "No DNS server would answer for _ldap._tcp.dc._msdcs.lab.test");
+  EXPECT_EQ(find(labRequest()),
+            "DNS has no answer for _ldap._tcp.dc._msdcs.lab.test: 127.0.0.1 answered REFUSED");
   Props().set("dns.dc.lab.test", "127.0.1.1");
   EXPECT_EQ(find(labRequest()), "127.0.1.1");
   Props().set("dns.dc.lab.test", "");

@@ -76,7 +76,7 @@ TEST(DnsRecords, RecordsOfOtherTypesAreSkipped) {
                                               {ns_t_ptr, wireName("HOST1.lab.test")},
                                               {ns_t_ptr, wireName("alias.lab.test")}});
   EXPECT_THAT(shown(readPointerRecords(answer)),
-              ElementsAre("0 0 alias.lab.test:-1", "0 0 host1.lab.test:-1"));
+              ElementsAre("0 0 host1.lab.test:-1", "0 0 alias.lab.test:-1"));
   EXPECT_TRUE(readServiceRecords(answer).empty());
 }
 
