@@ -11,7 +11,6 @@
 #include "tolk/base/property_names.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/net/limits.h"
-#include "tolk/net/probes.h"
 
 namespace joinscope {
 namespace {
@@ -90,8 +89,8 @@ ProbeVerdict RowProbe::take() {
     verdict.result = judgeRootDseQuery(*query);
     limit = &tolk::PN::LDAP_BIND_TIMEOUT;
   } else {
-    const int result = std::get<tolk::Pending<int>>(wait_).wait();
-    verdict.result = probe_ == Probe::smb ? judgeSmbProbe(result) : result;
+    const tolk::ProbeOutcome outcome = std::get<tolk::Pending<tolk::ProbeOutcome>>(wait_).wait();
+    verdict.result = probe_ == Probe::smb ? judgeSmbProbe(outcome.result) : outcome.result;
   }
   const bool answered =
       verdict.result == ProbeVerdict::kGood || verdict.result == ProbeVerdict::kRefused;

@@ -13,6 +13,7 @@
 #include "cli/diag/server_text.h"
 #include "tolk/net/cldap.h"
 #include "tolk/net/event_loop.h"
+#include "tolk/net/probes.h"
 
 namespace joinscope {
 
@@ -30,8 +31,9 @@ class RowProbe {
   [[nodiscard]] ProbeVerdict take();
 
  private:
-  using Wait = std::variant<tolk::Pending<int>, tolk::Pending<std::vector<tolk::CldapEntry>>,
-                            tolk::Pending<std::time_t>>;
+  using Wait =
+      std::variant<tolk::Pending<tolk::ProbeOutcome>, tolk::Pending<std::vector<tolk::CldapEntry>>,
+                   tolk::Pending<std::time_t>>;
 
   Probe probe_;
   std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();

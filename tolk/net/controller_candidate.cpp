@@ -5,7 +5,6 @@
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
-#include "tolk/net/probes.h"
 #include "tolk/net/sockets.h"
 
 namespace tolk {
@@ -70,7 +69,7 @@ void ControllerCandidate::startConnect(EventLoop& loop, in_port_t port,
 }
 
 bool ControllerCandidate::takeConnected() {
-  return connect_.done() && connect_.wait() == ConnectResult::kConnected;
+  return connect_.done() && connect_.wait().result == ConnectResult::kConnected;
 }
 
 }  // namespace tolk

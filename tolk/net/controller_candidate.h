@@ -7,6 +7,7 @@
 
 #include "tolk/net/dns.h"
 #include "tolk/net/netlogon.h"
+#include "tolk/net/probes.h"
 
 namespace tolk {
 
@@ -54,7 +55,7 @@ class ControllerCandidate {
   std::vector<std::string> sites_;
   Pending<std::vector<in_addr>> lookup_;
   Pending<NetlogonAnswer> ping_;
-  Pending<int> connect_;
+  Pending<ProbeOutcome> connect_;
   sockaddr_in address_{};
   bool hasAddress_ = false;
   bool started_ = false;

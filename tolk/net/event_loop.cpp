@@ -12,6 +12,11 @@
 namespace tolk {
 namespace {
 
+// A deadline that nobody was there to see, because this process was stopped or busy elsewhere, does
+// not count: the peer may have answered in time and wait for the next step of the exchange.
+constexpr std::chrono::milliseconds kLate{250};
+constexpr std::chrono::seconds kGrace{1};
+
 // Rounded up: waking a moment early would only turn the loop once more for nothing.
 int pollTimeout(Operation::Clock::time_point now, Operation::Clock::time_point until) {
   if (until <= now) return 0;
@@ -65,12 +70,13 @@ void EventLoop::runOnce(Clock::time_point wake) {
   for (const Watched& watched : watched_) {
     wake = std::min({wake, watched.wakeAt, watched.deadline});
   }
-  const int timeout = pollTimeout(Clock::now(), wake);
-  if (::poll(descriptors_.data(), descriptors_.size(), timeout) < 0) {
+  int timeout = pollTimeout(Clock::now(), wake);
+  // After a signal the descriptors are looked at once more, so that no deadline counts unseen.
+  while (::poll(descriptors_.data(), descriptors_.size(), timeout) < 0) {
     if (errno != EINTR) {
       throw IOException("poll: " + std::generic_category().message(errno), errno);
     }
-    for (pollfd& descriptor : descriptors_) descriptor.revents = 0;
+    timeout = 0;
   }
   dispatch();
 }
@@ -99,7 +105,11 @@ void EventLoop::dispatch() {
     std::copy_if(all.begin(), all.end(), std::back_inserter(ready),
                  [](const pollfd& descriptor) { return descriptor.revents != 0; });
     const bool woken = now >= watched.wakeAt;
-    const bool expired = now >= watched.deadline;
+    bool expired = now >= watched.deadline;
+    if (expired && now - watched.deadline > kLate) {
+      watched.operation->deadline_ = now + kGrace;
+      expired = false;
+    }
     if (woken || expired || !ready.empty()) watched.operation->step(ready, woken, expired);
   }
 }

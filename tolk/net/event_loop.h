@@ -34,7 +34,8 @@ class EventLoop {
                 Clock::time_point deadline = Clock::time_point::max());
 
   /// Waits for the next event, at most until `wake`, and lets the operations that it concerns go
-  /// on. Returns at once from an interrupted wait.
+  /// on. Returns at once from an interrupted wait. A deadline that is long gone when it is first
+  /// seen (the process was suspended) is put off by a second.
   void runOnce(Clock::time_point wake);
 
  private:

@@ -20,16 +20,24 @@ namespace tolk {
 struct ConnectResult {
   static constexpr int kConnected = 0;
   static constexpr int kRefused = 1;
-  static constexpr int kTimeout = -1;  ///< no answer within the limit, or no way to the address
+  static constexpr int kTimeout = -1;  ///< no answer within the limit, no way to the address, or
+                                       ///< nothing asked, because this host could not
+};
+
+/// How a probe ended, and why.
+struct ProbeOutcome {
+  int result = 0;      ///< what TestConnect() or TestSmbPort() returns for it
+  int error = 0;       ///< errno behind it, ETIME when the limit ended the wait; 0 when it is good
+  std::string reason;  ///< the same in words, with address and port; empty when it is good
 };
 
 /// Tries a TCP connection, at most net.connect.timeout. Returns one of ConnectResult.
 int TestConnect(sockaddr_in& address);
 
 /// Connects and negotiates SMB 2 or 3 under one limit, net.connect.timeout. 0 when the server
-/// answers as one; ETIME (62) without an answer in time or a way to the address; else another error
-/// number: ECONNREFUSED, ECONNRESET when it hangs up, EPROTO for an answer that is not SMB 2.
-/// `message` tells the same in words, empty on success.
+/// answers as one; ETIME (62) where TestConnect() gives kTimeout, and without an answer in time;
+/// else another error number: ECONNREFUSED, ECONNRESET when it hangs up, EPROTO for an answer that
+/// is not SMB 2. `message` tells the same in words, empty on success.
 int TestSmbPort(sockaddr_in& address, std::string& message);
 
 /// Asks the host's NTP service for the time, at most net.ntp.timeout (the name's lookup apart).
@@ -38,12 +46,12 @@ int TestSmbPort(sockaddr_in& address, std::string& message);
 std::time_t NtpGetTime(const char* host);
 
 /// TestConnect() as a wait; never fails.
-Pending<int> startConnectProbe(
+Pending<ProbeOutcome> startConnectProbe(
     EventLoop& loop, const sockaddr_in& address,
     std::chrono::milliseconds limit = configuredLimit(PN::NET_CONNECT_TIMEOUT));
 
 /// TestSmbPort() as a wait; never fails.
-Pending<int> startSmbProbe(
+Pending<ProbeOutcome> startSmbProbe(
     EventLoop& loop, const sockaddr_in& address,
     std::chrono::milliseconds limit = configuredLimit(PN::NET_CONNECT_TIMEOUT));
 

@@ -9,7 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <system_error>
+#include <utility>
 
 #include "tolk/net/probes.h"
 #include "tolk/net/smb_messages.h"
@@ -37,13 +37,34 @@ Verdict judge(std::string_view frame) {
   return answer ? Verdict::good : Verdict::bad;
 }
 
-class SmbProbe final : public Task<int> {
+// A port that cannot be reached counts as silent.
+int smbResult(int error) {
+  return error == 0 || failingSide(error) == Failing::peer ? error : ETIME;
+}
+
+std::string smbReason(const sockaddr_in& address, int error) {
+  switch (error) {
+    case 0:
+      return {};
+    case EPROTO:
+      return addressText(address) + " gave no SMB 2 answer";
+    case ECONNRESET:
+      return addressText(address) + " closed the connection on an SMB negotiate";
+    default:
+      return failureText(address, error);
+  }
+}
+
+class SmbProbe final : public Task<ProbeOutcome> {
  public:
   SmbProbe(EventLoop& loop, const sockaddr_in& address, std::chrono::milliseconds limit)
-      : Task(loop, Clock::now() + limit), request_(smbFrame(smbNegotiateRequest())) {
+      : Task(loop, Clock::now() + limit),
+        address_(address),
+        limit_(limit),
+        request_(smbFrame(smbNegotiateRequest())) {
     int error = 0;
     socket_ = beginConnect(address, error);
-    if (error != 0 && error != EINPROGRESS) finishConnect(error);
+    if (error != 0 && error != EINPROGRESS) conclude(error);
   }
 
  private:
@@ -53,14 +74,14 @@ class SmbProbe final : public Task<int> {
 
   void advance(std::span<const pollfd> /*ready*/) override {
     if (!connected_) {
-      if (const int error = connectError(socket_.get()); error != 0) return finishConnect(error);
+      if (const int error = connectError(socket_.get()); error != 0) return conclude(error);
       connected_ = true;
     }
     if (sent_ < request_.size()) return send();
     receive();
   }
 
-  void finishConnect(int error) { finish(error == ECONNREFUSED ? error : ETIME); }
+  void conclude(int error) { finish({smbResult(error), error, smbReason(address_, error)}); }
 
   void send() {
     const ssize_t size =
@@ -73,19 +94,25 @@ class SmbProbe final : public Task<int> {
     std::array<char, 512> piece;
     const ssize_t size = ::recv(socket_.get(), piece.data(), piece.size(), 0);
     if (size < 0) return failUnlessLater();
-    if (size == 0) return finish(ECONNRESET);
+    if (size == 0) return conclude(ECONNRESET);
     answer_.append(piece.data(), static_cast<std::size_t>(size));
     const Verdict verdict = judge(answer_);
-    if (verdict != Verdict::unfinished) finish(verdict == Verdict::good ? 0 : EPROTO);
+    if (verdict != Verdict::unfinished) conclude(verdict == Verdict::good ? 0 : EPROTO);
   }
 
   void failUnlessLater() {
     const int error = errno;
-    if (error != EAGAIN && error != EINTR) finish(error == ETIMEDOUT ? ETIME : error);
+    if (error != EAGAIN && error != EINTR) conclude(error);
   }
 
-  void expire() override { finish(ETIME); }
+  void expire() override {
+    const std::string what =
+        connected_ ? " gave no SMB answer within " : " did not accept a connection within ";
+    finish({ETIME, ETIME, addressText(address_) + what + limitText(limit_)});
+  }
 
+  sockaddr_in address_;
+  std::chrono::milliseconds limit_;
   std::string request_;
   UniqueFd socket_;
   bool connected_ = false;
@@ -95,19 +122,16 @@ class SmbProbe final : public Task<int> {
 
 }  // namespace
 
-Pending<int> startSmbProbe(EventLoop& loop, const sockaddr_in& address,
-                           std::chrono::milliseconds limit) {
+Pending<ProbeOutcome> startSmbProbe(EventLoop& loop, const sockaddr_in& address,
+                                    std::chrono::milliseconds limit) {
   return startTask<SmbProbe>(loop, address, limit);
 }
 
 int TestSmbPort(sockaddr_in& address, std::string& message) {
   EventLoop loop;
-  const int result = startSmbProbe(loop, address).wait();
-  message.clear();
-  if (result != 0) {
-    message = addressText(address) + ": " + std::generic_category().message(result);
-  }
-  return result;
+  ProbeOutcome outcome = startSmbProbe(loop, address).wait();
+  message = std::move(outcome.reason);
+  return outcome.result;
 }
 
 }  // namespace tolk

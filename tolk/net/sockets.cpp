@@ -37,16 +37,42 @@ int connectError(int fd) {
 UniqueFd openUdp(const sockaddr_in& address) {
   UniqueFd fd(::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   const int error = fd ? connectTo(fd.get(), address) : errno;
-  if (error != 0) throwUnreachable(addressText(address), error);
+  if (error != 0) throwUnreachable(address, error);
   return fd;
 }
 
-void throwUnreachable(const std::string& what, int error) {
-  const std::string message = what + ": " + std::generic_category().message(error);
-  const bool noWay = error == EHOSTUNREACH || error == ENETUNREACH || error == EHOSTDOWN ||
-                     error == ENETDOWN || error == ETIMEDOUT;
-  if (noWay) throw TimeoutException(message, error);
-  throw IOException(message, error);
+Failing failingSide(int error) noexcept {
+  switch (error) {
+    case EHOSTUNREACH:
+    case ENETUNREACH:
+    case EHOSTDOWN:
+    case ENETDOWN:
+    case ETIMEDOUT:
+    case ETIME:
+      return Failing::silence;
+    case EMFILE:
+    case ENFILE:
+    case ENOBUFS:
+    case ENOMEM:
+    case EADDRNOTAVAIL:  // no local port is free
+    case EPERM:          // this host's own packet filter
+    case EACCES:
+      return Failing::here;
+    default:
+      return Failing::peer;
+  }
+}
+
+std::string failureText(const sockaddr_in& address, int error) {
+  const std::string reason = std::generic_category().message(error);
+  if (failingSide(error) != Failing::here) return addressText(address) + ": " + reason;
+  return addressText(address) + " was not asked: " + reason + " on this host";
+}
+
+void throwUnreachable(const sockaddr_in& address, int error) {
+  const std::string message = failureText(address, error);
+  if (failingSide(error) == Failing::peer) throw IOException(message, error);
+  throw TimeoutException(message, error);
 }
 
 std::string addressText(const sockaddr_in& address) {

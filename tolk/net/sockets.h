@@ -20,10 +20,17 @@ int connectError(int fd);
 /// A UDP socket with this peer only. Throws as throwUnreachable().
 UniqueFd openUdp(const sockaddr_in& address);
 
-/// Throws what the errno of a failed exchange with a peer means: IOException when it refuses (or
-/// for a fault of this host), TimeoutException when there is no way to it. `what` begins the
-/// message.
-[[noreturn]] void throwUnreachable(const std::string& what, int error);
+/// What the errno of a failed exchange means: the peer has spoken (it refuses, or hangs up), or
+/// nothing was heard of it, or this host has not even asked.
+enum class Failing { peer, silence, here };
+Failing failingSide(int error) noexcept;
+
+/// Address and reason: "10.0.0.1:389: No route to host"; for what this host has failed to do,
+/// "10.0.0.1:389 was not asked: Too many open files on this host".
+std::string failureText(const sockaddr_in& address, int error);
+
+/// Throws failureText(): IOException when the peer has spoken, else TimeoutException.
+[[noreturn]] void throwUnreachable(const sockaddr_in& address, int error);
 
 /// "10.0.0.1:389"
 std::string addressText(const sockaddr_in& address);

@@ -18,22 +18,33 @@ int connectResult(int error) {
   return error == ECONNREFUSED ? ConnectResult::kRefused : ConnectResult::kTimeout;
 }
 
-class ConnectProbe final : public Task<int> {
+std::string notAccepted(const sockaddr_in& address, std::chrono::milliseconds limit) {
+  return addressText(address) + " did not accept a connection within " + limitText(limit);
+}
+
+class ConnectProbe final : public Task<ProbeOutcome> {
  public:
   ConnectProbe(EventLoop& loop, const sockaddr_in& address, std::chrono::milliseconds limit)
-      : Task(loop, Clock::now() + limit) {
+      : Task(loop, Clock::now() + limit), address_(address), limit_(limit) {
     int error = 0;
     socket_ = beginConnect(address, error);
-    if (error != EINPROGRESS) finish(connectResult(error));
+    if (error != EINPROGRESS) conclude(error);
   }
 
  private:
   void watch(std::vector<pollfd>& out) override { out.push_back({socket_.get(), POLLOUT, 0}); }
   void advance(std::span<const pollfd> /*ready*/) override {
-    finish(connectResult(connectError(socket_.get())));
+    conclude(connectError(socket_.get()));
   }
-  void expire() override { finish(ConnectResult::kTimeout); }
+  void expire() override {
+    finish({ConnectResult::kTimeout, ETIME, notAccepted(address_, limit_)});
+  }
+  void conclude(int error) {
+    finish({connectResult(error), error, error == 0 ? "" : failureText(address_, error)});
+  }
 
+  sockaddr_in address_;
+  std::chrono::milliseconds limit_;
   UniqueFd socket_;
 };
 
@@ -95,13 +106,11 @@ class TcpConnect final : public Task<UniqueFd> {
 
   [[noreturn]] void fail() const {
     if (addresses_.empty()) throw IOException("No address to connect to", EDESTADDRREQ);
-    throwUnreachable(addressText(addresses_.back()), lastError_);
+    throwUnreachable(addresses_.back(), lastError_);
   }
 
   void expire() override {
-    throw TimeoutException(addressText(addresses_.front()) +
-                               " did not accept a connection within " + limitText(limit_),
-                           ETIMEDOUT);
+    throw TimeoutException(notAccepted(addresses_.front(), limit_), ETIMEDOUT);
   }
 
   std::vector<sockaddr_in> addresses_;
@@ -114,8 +123,8 @@ class TcpConnect final : public Task<UniqueFd> {
 
 }  // namespace
 
-Pending<int> startConnectProbe(EventLoop& loop, const sockaddr_in& address,
-                               std::chrono::milliseconds limit) {
+Pending<ProbeOutcome> startConnectProbe(EventLoop& loop, const sockaddr_in& address,
+                                        std::chrono::milliseconds limit) {
   return startTask<ConnectProbe>(loop, address, limit);
 }
 
@@ -126,7 +135,7 @@ Pending<UniqueFd> startTcpConnect(EventLoop& loop, std::vector<sockaddr_in> addr
 
 int TestConnect(sockaddr_in& address) {
   EventLoop loop;
-  return startConnectProbe(loop, address).wait();
+  return startConnectProbe(loop, address).wait().result;
 }
 
 }  // namespace tolk

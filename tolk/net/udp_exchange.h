@@ -60,7 +60,7 @@ class UdpExchange : public Task<T> {
   void send() {
     const bool lost = ::send(socket_.get(), request_.data(), request_.size(), MSG_NOSIGNAL) < 0;
     if (lost && errno != EAGAIN && errno != EINTR && errno != ENOBUFS && errno != EPERM) {
-      throwUnreachable(addressText(address_), errno);
+      throwUnreachable(address_, errno);
     }
     nextSend_ = Clock::now() + kRepeat;
   }
@@ -71,7 +71,7 @@ class UdpExchange : public Task<T> {
       const ssize_t size = ::recv(socket_.get(), datagram.data(), datagram.size(), 0);
       if (size < 0) {
         if (errno == EAGAIN || errno == EINTR) return false;
-        throwUnreachable(addressText(address_), errno);
+        throwUnreachable(address_, errno);
       }
       if (auto value = accept({datagram.data(), static_cast<std::size_t>(size)})) {
         this->finish(std::move(*value));
