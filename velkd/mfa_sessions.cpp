@@ -67,16 +67,14 @@ tolk::MfaStep MfaSessions::advance(const std::string& name, const std::string& c
                                    const std::string& action, const tolk::Shredder& answer) {
   const std::shared_ptr<Session> session = find(name);
   const std::unique_lock lock(session->mutex, std::try_to_lock);
-  if (!lock || session->over) {
-    throw tolk::NotFoundException("The authentication is busy with another step.");
-  }
+  if (!lock) throw tolk::NotFoundException("The authentication is busy with another step.");
+  (void)find(name);  // once more: the step that had the lock may have been the last
   const std::vector<tolk::MfaMechanism>& mechanisms =
       session->policy.challenges.at(session->challenge).mechanisms;
   const auto mechanism = std::ranges::find(mechanisms, choice, &tolk::MfaMechanism::id);
   if (mechanism == mechanisms.end()) {
     throw tolk::NotFoundException("The challenge has no such mechanism.");
   }
-  session->over = true;  // unless the platform goes on
   int summary = tolk::MfaSummary::failed;
   try {
     summary = session->client->advanceAuthentication(action, *mechanism, answer);
@@ -92,9 +90,10 @@ tolk::MfaStep MfaSessions::advance(const std::string& name, const std::string& c
       ++session->challenge == session->policy.challenges.size()) {
     summary = tolk::MfaSummary::failed;  // the platform asks for what it has not announced
   }
-  session->over = summary == tolk::MfaSummary::failed || summary == tolk::MfaSummary::authenticated;
-  if (session->over) end(name);
-  return step(*session, session->over ? std::string() : name, summary);
+  const bool over =
+      summary == tolk::MfaSummary::failed || summary == tolk::MfaSummary::authenticated;
+  if (over) end(name);
+  return step(*session, over ? std::string() : name, summary);
 }
 
 std::shared_ptr<MfaSessions::Session> MfaSessions::find(const std::string& name) {

@@ -41,7 +41,6 @@ class MfaSessions {
     std::unique_ptr<tolk::CloudAuth> client;
     tolk::MfaPolicy policy;
     std::size_t challenge = 0;
-    bool over = false;
     std::chrono::steady_clock::time_point used;  // guarded by the table's mutex
   };
 

@@ -89,6 +89,26 @@ TEST(CloudAuthV1, TwoChallengesOnAnotherHost) {
   EXPECT_EQ(json::stringMember(body, "User"), user);
 }
 
+TEST(CloudAuthV1, UserMovesThreeTimesAtMost) {
+  for (const int moves : {3, 4}) {
+    std::deque<RawHttpServer::Answer> answers;
+    for (int i = 0; i < moves; ++i) {
+      answers.push_back(RawHttpServer::ok(R"({"success":true,"Result":{"PodFqdn":"p)" +
+                                          std::to_string(i) + R"(.test"}})"));
+    }
+    answers.push_back(RawHttpServer::ok(kGoodV1));
+    const RawHttpServer proxy(answers);
+    HttpProxy all;
+    all.server = proxy.address();
+    all.authType = "basic";  // or it would be asked for a tunnel
+    CloudAuthV1 client("http://p.test/", login("ann"));
+    client.setProxy(all);
+    EXPECT_EQ(failure([&] { (void)client.startAuthentication("ann"); }),
+              moves == 3 ? "" : "Failed to startAuthentication");
+  }
+  CloudConnPool::getInstance().setProxy({});
+}
+
 TEST(CloudAuthV1, MalformedPoliciesAreRefused) {
   struct Row {
     const char* from;
@@ -220,6 +240,9 @@ TEST(CloudAuthV1S, WhatPeopleAreToldOfFailures) {
   EXPECT_EQ(startV1s(user + R"("tqsintegration/mfalogin":[{"json":{"success":true}}])"), "");
   EXPECT_THAT(startV1s(R"("security/startimpersonate":[{"status":403}])"),
               HasSubstr("'Computer Right and Privilege Elevation'"));
+  // Success, and still the machine's cookie.
+  EXPECT_THAT(startV1s(R"("security/startimpersonate":[{"json":{"success":true}}])"),
+              StartsWith("Pellion Identity Platform failed to authenticate user 'ann'."));
   EXPECT_THAT(
       startV1s(user + R"("tqsintegration/mfalogin":[{"json":{"ErrorID":"NotConfigured"}}])"),
       StartsWith("Pellion MFA Service cannot authenticate user 'ann' because"));

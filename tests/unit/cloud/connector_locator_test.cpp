@@ -311,10 +311,10 @@ TEST_F(LocatorTest, IwaAddressAndItsPrincipal) {
   EXPECT_EQ(iwa.url, "https://iwa.test:8443/");
   EXPECT_EQ(iwa.principal, "HTTP/iwa.test@LAB.TEST");
   log.take();
-  EXPECT_EQ(locator.GetSPNFromIwaURL("https://web.test/"), "HTTP/web.test@LAB.TEST");
+  EXPECT_EQ(locator.GetSPNFromIwaURL("https://w*b.test/"), "HTTP/w*b.test@LAB.TEST");
   EXPECT_THAT(log.take(),
               ElementsAre("GetSPNFromIwaURL searches with filter "
-                          "'(objectCategory=computer)(dNSHostName=web.test)'",
+                          "'(objectCategory=computer)(dNSHostName=w\\2ab.test)'",
                           "GetSPNFromIwaURL: more than 1 computer objects(4) are found. Will use "
                           "the first one"));
   directory_.computers.clear();

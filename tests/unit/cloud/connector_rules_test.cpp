@@ -208,13 +208,16 @@ TEST(ConnectorKset, ReadsBackWhatItHolds) {
   connectors.connectors.back().connector.site = "no|site";
   connectors.connectors.push_back({.connector = stored("c.test")});
   connectors.connectors.back().connector.iwaHost = "two\nlines";
+  connectors.connectors.push_back({.connector = stored("d.test")});
+  connectors.connectors.back().connector.site = std::string(std::size_t{1} << 20U, 'x');
   const std::string text = ksetText(connectors, false);
   EXPECT_EQ(text,
             "https://p.test|T1|b.test|Paris|3128|othersubnet|b.test|iwa||8443|3|"
             "CN=proxy,CN=H1,DC=lab,DC=test\n");
   EXPECT_THAT(log.take(),
               ElementsAre("Can't write connector(a.test) of current site into kset file.",
-                          "Can't write connector(c.test) of other sites into kset file."));
+                          "Can't write connector(c.test) of other sites into kset file.",
+                          "Can't write connector(d.test) of other sites into kset file."));
   const StoredConnectors back = parseKset(text + "half|a line\n\n|||||||||||\n");
   ASSERT_EQ(back.connectors.size(), 1U);
   EXPECT_EQ(back.connectors.front().list, ConnectorList::otherSubnet);

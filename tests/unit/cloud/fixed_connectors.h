@@ -17,7 +17,9 @@ class FixedConnectors : public ConnectorAccess {
   }
   ~FixedConnectors() override { install(nullptr); }
   std::string getCloudConnector() override { return connector; }
-  void resetCurrentCloudConnector() override { ++resets; }
+  void resetCurrentCloudConnector() override {
+    if (++resets == kMost) connector.clear();
+  }
   std::string platformUrl() override { return platform_; }
   IwaAddress getIwaUrl() override { return {.url = site_, .principal = "HTTP/x@X.TEST"}; }
   std::string GetSPNFromIwaURL(const std::string& /*url*/) override { return {}; }
@@ -26,6 +28,7 @@ class FixedConnectors : public ConnectorAccess {
   int resets = 0;
 
  private:
+  static constexpr int kMost = 9;
   std::string platform_, site_;
 };
 

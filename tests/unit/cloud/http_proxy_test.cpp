@@ -1,11 +1,13 @@
 // The web proxy of the configuration.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
 #include "cloud/http_proxy.h"
 #include "cloud/proxy_auth.h"
 #include "tests/unit/cloud/log_texts.h"
+#include "tests/unit/tolk/net/sandbox.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/protected_credential.h"
 
@@ -16,7 +18,7 @@ using testing::Contains;
 using testing::HasSubstr;
 using testing::Not;
 
-class HttpProxyTest : public testing::Test {
+class HttpProxyTest : public Sandbox {
  protected:
   ~HttpProxyTest() override {
     for (const Property* property : {&PN::CLOUD_PROXY_SERVER, &PN::CLOUD_PROXY_AUTH_REQUIRED,
@@ -61,6 +63,28 @@ TEST_F(HttpProxyTest, AuthenticationIsCheckedWhereItIsRequired) {
   // Without a server nothing is asked for.
   EXPECT_EQ(update("").authType, "");
   EXPECT_TRUE(getProxySettings().usable);
+}
+
+TEST_F(HttpProxyTest, CredentialAndFipsModeDecideWhetherItCanBeUsed) {
+  Props().set(PN::CLOUD_PROXY_AUTH_REQUIRED, "yes");
+  Props().set(PN::CLOUD_PROXY_AUTH_TYPE, "NTLM");
+  write("/var/orvald/other", "");
+  EXPECT_FALSE(update("proxy.test").usable) << "there is no credential";
+  EXPECT_EQ(getCloudProxy().server, "");
+  ProtectedCredential credential(kProxyCredentialName);
+  credential.saveToFile(kMachineUser, "unused");
+  EXPECT_EQ(update("proxy.test").authType, "negotiate");
+  EXPECT_TRUE(getProxySettings().password.view().empty());
+  credential.saveToFile("LAB\\ann", "secret");
+  EXPECT_TRUE(update("proxy.test").usable);
+  EXPECT_EQ(getCloudProxy().password.view(), "secret");
+  ASSERT_EQ(::mount("tmpfs", "/proc/sys", "tmpfs", 0, nullptr), 0);
+  write("/proc/sys/crypto/fips_enabled", "1\n");
+  EXPECT_FALSE(update("proxy.test").usable) << "NTLM is not approved";
+  Props().set(PN::CLOUD_PROXY_AUTH_TYPE, "Basic");
+  EXPECT_TRUE(update("proxy.test").usable);
+  EXPECT_EQ(::umount("/proc/sys"), 0);
+  EXPECT_TRUE(credential.removeFile());
 }
 
 TEST_F(HttpProxyTest, DirectConnectionHasNoProxy) {

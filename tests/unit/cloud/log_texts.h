@@ -2,6 +2,7 @@
 #pragma once
 
 #include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -25,14 +26,15 @@ class LogTexts {
   LogTexts(const LogTexts&) = delete;
   LogTexts& operator=(const LogTexts&) = delete;
 
-  /// Those of one logger since the last call, without level and place.
+  /// Those of one logger since the last call for it, without level and place.
   std::vector<std::string> take(const std::string& logger = "base.cloudconnector.locator") {
     std::ifstream file(path_);
-    file.seekg(position_);
+    std::streamoff& position = positions_[logger];
+    file.seekg(position);
     std::vector<std::string> texts;
     const std::string mark = " " + logger + ": ";
     for (std::string line; std::getline(file, line);) {
-      position_ += static_cast<std::streamoff>(line.size()) + 1;
+      position += static_cast<std::streamoff>(line.size()) + 1;
       const std::size_t start = line.find(mark);
       if (start == std::string::npos) continue;
       const std::size_t from = start + mark.size();
@@ -44,7 +46,7 @@ class LogTexts {
  private:
   ScratchDirectory directory_;
   std::string path_ = directory_.path("log");
-  std::streamoff position_ = 0;
+  std::map<std::string, std::streamoff> positions_;
 };
 
 }  // namespace tolk::test

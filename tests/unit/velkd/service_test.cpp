@@ -6,7 +6,11 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include "tests/support/platform_server.h"
+#include "tests/unit/cloud/fixed_connectors.h"
 #include "tolk/base/exceptions.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 #include "tolk/rpc/daemon_protocol.h"
 #include "velkd/rpc_error.h"
 
@@ -14,6 +18,11 @@ namespace velkd {
 namespace {
 
 constexpr uid_t kTester = 1500;
+constexpr const char* kAnn = R"({"user":"ann","program":"login","command":""})";
+
+tolk::MfaStep stepOf(const std::string& answer) {
+  return tolk::mfaStepFromJson(*tolk::json::findMember(tolk::json::parse(answer), "parameters"));
+}
 
 class ServiceTest : public testing::Test {
  protected:
@@ -93,6 +102,33 @@ TEST_F(ServiceTest, CloudIsForRoot) {
   EXPECT_THAT(call("LogPrivilegeEvent", event), testing::HasSubstr("CloudFailed"));
   EXPECT_THAT(call("LogPrivilegeEvent", R"({"fields":[{"key":"b"}]})"),
               testing::HasSubstr("InvalidParameter"));
+}
+
+TEST_F(ServiceTest, AuthenticationTriesThreeConnectorsAndEndsWithTheLastChallenge) {
+  const joinscope::test::PlatformServer platform(
+      {},
+      R"({"client":"v1","answers":{"security/StartAuthentication":[{"json":{"success":true,"Result":)"
+      R"({"SessionId":"s","TenantId":"t","Version":"1.0","Challenges":[{"Mechanisms":[)"
+      R"({"MechanismId":"m","Name":"OTP","AnswerType":"StartOob"}]}]}}}],)"
+      R"("security/AdvanceAuthentication":[)"
+      R"({"json":{"success":true,"Result":{"Summary":"StartNextChallenge"}}}]}})");
+  tolk::test::FixedConnectors connectors(
+      "http://127.0.0.1:" + std::to_string(platform.port()) + "/", "");
+  connectors.connector = "127.0.0.1:1";
+  tolk::Props().set(tolk::PN::CLOUD_REST_VERSION, "1.0");
+  EXPECT_THAT(call("StartMfa", kAnn), testing::HasSubstr("CloudFailed"));
+  EXPECT_EQ(connectors.resets, 2);
+  tolk::Props().set(tolk::PN::CLOUD_DIRECT_CONNECTION, "true");
+  const tolk::MfaStep first = stepOf(call("StartMfa", kAnn));
+  ASSERT_EQ(first.choices.size(), 1U);
+  EXPECT_TRUE(first.choices[0].outOfBand);
+  EXPECT_FALSE(first.choices[0].takesText);
+  cloud_.sessions.dropOld();  // it is not old
+  const std::string answer = R"(","choice":"m","action":"Answer","answer":"x"})";
+  // The platform goes on to a challenge that it has not announced.
+  EXPECT_EQ(stepOf(call("AdvanceMfa", R"({"session":")" + first.session + answer)).summary,
+            tolk::MfaSummary::failed);
+  tolk::Props().set(tolk::PN::CLOUD_DIRECT_CONNECTION, "false");
 }
 
 TEST_F(ServiceTest, WhatIsNotKnownIsNamed) {

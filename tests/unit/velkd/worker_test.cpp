@@ -20,18 +20,19 @@ Clock::time_point inAnHour() {
   return Clock::now() + 1h;
 }
 
-TEST(Worker, RunsUpkeepAtOnceAndWhenWoken) {
+TEST(Worker, RunsUpkeepAtOnceAndWhenWokenBeforeTheJobsThatWait) {
   std::atomic<int> rounds{0};
   Worker worker(1, [&rounds] {
     ++rounds;
-    rounds.notify_all();
     return inAnHour();
   });
-  rounds.wait(0);
-  worker.wake();
-  rounds.wait(1);
+  std::promise<int> seen;
+  ASSERT_TRUE(worker.post([&] {
+    worker.wake();
+    EXPECT_TRUE(worker.post([&] { seen.set_value(rounds); }));
+  }));
+  EXPECT_EQ(seen.get_future().get(), 2);
   EXPECT_TRUE(worker.stop(20s));
-  EXPECT_EQ(rounds, 2);
 }
 
 TEST(Worker, QueueIsBoundedAndClosedAfterTheEnd) {
