@@ -3,7 +3,9 @@
 #include <algorithm>
 
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/krb5/krb5_error.h"
+#include "tolk/net/netbios_domain.h"
 
 namespace tolk {
 namespace {
@@ -29,14 +31,27 @@ struct PrincipalParts {
   bool enterprise = false;
 };
 
+// "PREFIX\name". A short name that the domain's controllers do not go by may be one of its forest
+// or of a trusted domain: the KDC knows those, as suffixes of enterprise names, and refuses others.
+PrincipalParts partsOfDomainUser(const std::string& prefix, const std::string& name,
+                                 const std::string& domain) {
+  const std::string domainRealm = toUpper(domain);
+  if (prefix.find('.') != std::string::npos) return {name, toUpper(prefix)};
+  const std::string own = prefix.empty() ? prefix : netbiosNameOf(domain);
+  if (equalsIgnoringCase(prefix, own)) return {name, domainRealm};
+  const std::string known = own.empty() ? "no controller tells" : "it is " + printable(own);
+  noteTrouble("base.kerberos.principal",
+              printable(prefix) + " is not known as the short name of the domain " +
+                  printable(domain) + " (" + known +
+                  "): its key distribution center is asked which domain that is");
+  return {name + "@" + prefix, domainRealm, true};
+}
+
 PrincipalParts partsOf(const std::string& user, const std::string& domain) {
   const std::string domainRealm = toUpper(domain);
   const std::size_t slash = user.find('\\');
-  if (slash != std::string::npos) {
-    const std::string prefix = user.substr(0, slash);
-    const bool dnsName = prefix.find('.') != std::string::npos;
-    return {user.substr(slash + 1), dnsName ? toUpper(prefix) : domainRealm};
-  }
+  if (slash != std::string::npos)
+    return partsOfDomainUser(user.substr(0, slash), user.substr(slash + 1), domain);
   const std::size_t at = user.rfind('@');
   if (at == std::string::npos) return {user, domainRealm};
   const std::string suffix = user.substr(at + 1);
