@@ -67,6 +67,7 @@ int logOn(TaskContext& context, const char* server) {
   client.setMsgType2(relay.getChallenge());
   std::string out;
   const int rc = relay.authenticate(client.getMsgType3(), out);
+  if (rc == 0) relay.requireProof(client.sessionKey());
   relay.smbUser().disconnect();
   return rc;
 }

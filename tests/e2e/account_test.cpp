@@ -168,24 +168,33 @@ struct Logon {
   int authStatus;
   const char* reason;  ///< of --auth
   int ntlmStatus;
-  const char* refusal;  ///< of --ntlmauth
+  const char* failure;  ///< of --ntlmauth
 };
 
 TEST_F(AccountTest, PasswordsByKerberosAndByNtlm) {
-  constexpr const char* kWrong = "The user name or password is incorrect.";
+  constexpr const char* kWrong = "Reason: The user name or password is incorrect.";
   const Logon logons[] = {
       {"right", "alice", "Alice-Pass1", 0, "", 0, ""},
       {"user principal name", "alice@lab.test", "Alice-Pass1", 0, "", 0, ""},
       {"with the domain", "LAB\\alice", "Alice-Pass1", 0, "", 0, ""},
+      {"with its DNS name", "lab.test\\alice", "Alice-Pass1", 0, "", 0, ""},
+      {"with a domain that nobody knows", "WRONGDOM\\alice", "Alice-Pass1", 19,
+       "Invalid username or password for user \"WRONGDOM\\alice\"", 159,
+       "Exception caught: dc1.lab.test: the server is of the domain lab.test (LAB), the user of "
+       "WRONGDOM: "},
+      {"with a suffix that nobody knows", "alice@wrong.realm", "Alice-Pass1", 19,
+       "Invalid username or password for user \"alice@wrong.realm\"", 160, kWrong},
       {"not ASCII", "ünal.öz", "Gizli-Şifre9", 0, "", 0, ""},
       {"wrong", "alice", "Alice-Pass2", 19, "Invalid username or password for user \"alice\"", 160,
        kWrong},
       {"unknown user", "nobody.here", "Alice-Pass1", 19,
-       "Invalid username or password for user \"nobody.here\"", 160, ""},
-      {"disabled", "bob.disabled", "Bob-Pass1", 6, "Kerberos error: rc=-1765328366 ", 160, ""},
-      {"expired", "carol.expired", "Carol-Pass1", 6, "Kerberos error: rc=-1765328366 ", 160, ""},
+       "Invalid username or password for user \"nobody.here\"", 160, "Reason: "},
+      {"disabled", "bob.disabled", "Bob-Pass1", 6, "Kerberos error: rc=-1765328366 ", 160,
+       "Reason: "},
+      {"expired", "carol.expired", "Carol-Pass1", 6, "Kerberos error: rc=-1765328366 ", 160,
+       "Reason: "},
       {"must change", "dave.mustchange", "Dave-Pass1", 6, "Kerberos error: rc=-1765328361 ", 160,
-       ""},
+       "Reason: "},
   };
   for (const Logon& logon : logons) {
     SCOPED_TRACE(logon.what);
@@ -207,8 +216,25 @@ TEST_F(AccountTest, PasswordsByKerberosAndByNtlm) {
                 testing::StartsWith(logon.ntlmStatus == 0
                                         ? ""
                                         : "Failed to authenticate user " + std::string(logon.user) +
-                                              ".\nReason: " + logon.refusal));
+                                              ".\n" + logon.failure));
   }
+}
+
+TEST_F(AccountTest, ShortNamesOfDomains) {
+  const std::string correct = "Password for user \"alice\" is correct\n";
+  EXPECT_EQ(lab.member.joinscope(withAlice({"-N", "LAB"})), (CommandResult{0, correct, ""}));
+  EXPECT_EQ(lab.guest.joinscope(withAlice({"-N", "LAB", "-S", "dc1.lab.test"})),
+            (CommandResult{0, correct, ""}));
+  EXPECT_EQ(
+      lab.guest.joinscope(withAlice({"-N", "OTHER", "-S", "dc1.lab.test"})),
+      (CommandResult{159, "",
+                     "Failed to authenticate user alice.\nException caught: dc1.lab.test: the "
+                     "server is of the domain lab.test (LAB), not of OTHER\n"}));
+  const CommandResult stranger =
+      lab.member.joinscope({"-C", "-V", "-u", "WRONGDOM\\alice", "-p", "Alice-Pass1"});
+  EXPECT_EQ(stranger.status, 19);
+  EXPECT_THAT(stranger.err, HasSubstr("  WRONGDOM is not known as the short name of the domain "
+                                      "lab.test (it is LAB): "));
 }
 
 TEST_F(AccountTest, PasswordsWithoutAController) {

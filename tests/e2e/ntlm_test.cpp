@@ -36,7 +36,9 @@ std::string logon(const std::string& user, const std::string& password, const st
     relay.init(client.getMsgType1());
     client.setMsgType2(relay.getChallenge());
     std::string out;
-    return tolk::WinErrToString(relay.authenticate(client.getMsgType3(), out));
+    const int status = relay.authenticate(client.getMsgType3(), out);
+    if (status == 0) relay.requireProof(client.sessionKey());
+    return tolk::WinErrToString(status);
   } catch (const tolk::TOLKException& failure) {
     return failure.what();
   }
@@ -82,6 +84,27 @@ TEST(NtlmLogon, WhatTheControllerSaysOfEachAccount) {
       EXPECT_EQ(logon(row.user, row.password, row.server), row.result) << row.description;
     }
   }).join();
+}
+
+// Each signs in its own way, also where the policy is to sign nothing.
+TEST(NtlmLogon, IsProvenInEveryDialectAndByEveryPolicy) {
+  const Lab lab;
+  const std::string file = "/etc/samba/smb.conf";
+  const std::string reread = "smbcontrol smbd reload-config && smbcontrol smbd ping >/dev/null";
+  for (const char* setting : {"server max protocol = SMB2_10", "server max protocol = SMB3_02",
+                              "server max protocol = SMB3_11", "server signing = disabled",
+                              "server signing = mandatory", "smb encrypt = required"}) {
+    SCOPED_TRACE(setting);
+    const HostChange policy(lab.dc,
+                            "cp " + file + " /tmp/smb.conf && sed -i 's/^\\[global\\]/&\\n" +
+                                setting + "/' " + file + " && " + reread,
+                            "cp /tmp/smb.conf " + file + " && " + reread);
+    std::thread([&] {
+      ASSERT_NO_THROW(enterHost(lab.guest.initProcess()));
+      EXPECT_EQ(logon("alice", "Alice-Pass1", ""), kGood);
+      EXPECT_EQ(logon("alice", "alice-pass1", ""), kBad);
+    }).join();
+  }
 }
 
 }  // namespace

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <utility>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/net/smb_messages.h"
+#include "tolk/ntlm/ntlm_text.h"
 
 namespace tolk {
 namespace {
@@ -14,6 +16,8 @@ constexpr std::size_t kHeadSize = 48;  // up to and with the fields of the targe
 
 // Identifiers of AV pairs.
 constexpr std::uint64_t kEndOfList = 0;
+constexpr std::uint64_t kAvNetbiosDomain = 2;
+constexpr std::uint64_t kAvDnsDomain = 4;
 constexpr std::uint64_t kAvFlags = 6;
 constexpr std::uint64_t kAvTime = 7;
 constexpr std::size_t kPairHead = 4;
@@ -47,6 +51,19 @@ std::size_t forEachPair(std::string_view list, const Use& use) {
   return at;
 }
 
+std::string nameOf(std::string_view list, const AvPair& pair) {
+  std::optional<std::string> name = fromUtf16(list.substr(pair.value, pair.size));
+  if (!name) refuse("has a domain name that is not UTF-16 text");
+  return *std::move(name);
+}
+
+NtlmOctets timeOf(std::string_view list, const AvPair& pair) {
+  NtlmOctets time{};
+  if (pair.size != time.size()) refuse("has a time stamp of a wrong size");
+  std::copy_n(list.data() + pair.value, time.size(), time.begin());
+  return time;
+}
+
 void readTargetInfo(std::string_view message, NtlmChallenge& challenge) {
   const std::size_t size = readLittle(message, 40, 2);
   const std::size_t offset = readLittle(message, 44, 4);
@@ -56,11 +73,9 @@ void readTargetInfo(std::string_view message, NtlmChallenge& challenge) {
   const std::string_view list = message.substr(offset, size);
   const std::size_t end = forEachPair(list, [&](const AvPair& pair) {
     if (pair.id == kAvFlags && pair.size != 4) refuse("has AV flags of a wrong size");
-    if (pair.id != kAvTime) return;
-    NtlmOctets time{};
-    if (pair.size != time.size()) refuse("has a time stamp of a wrong size");
-    std::copy_n(list.data() + pair.value, time.size(), time.begin());
-    challenge.time = time;
+    if (pair.id == kAvNetbiosDomain) challenge.netbiosDomain = nameOf(list, pair);
+    if (pair.id == kAvDnsDomain) challenge.dnsDomain = nameOf(list, pair);
+    if (pair.id == kAvTime) challenge.time = timeOf(list, pair);
   });
   challenge.targetInfo = list.substr(0, end + kPairHead);
 }

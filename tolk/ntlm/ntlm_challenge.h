@@ -23,7 +23,9 @@ struct NtlmFlag {
 struct NtlmChallenge {
   std::uint32_t flags = 0;
   NtlmOctets serverChallenge{};
-  std::string targetInfo;          ///< as the server sent it, up to and with the end of the list
+  std::string targetInfo;     ///< as the server sent it, up to and with the end of the list
+  std::string netbiosDomain;  ///< of the server; both names "" when it does not say
+  std::string dnsDomain;
   std::optional<NtlmOctets> time;  ///< AV pair MsvAvTimestamp
 };
 

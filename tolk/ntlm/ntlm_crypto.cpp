@@ -57,12 +57,6 @@ std::string ntlmV2Response(const NtlmKey& responseKey, const NtlmResponseInput& 
   return std::string(bytesOf(proof)) + proven;
 }
 
-std::string lmV2Response(const NtlmKey& responseKey, const NtlmResponseInput& input) {
-  const NtlmKey proof =
-      ntlmKeyedHash(responseKey, {view(input.serverChallenge), view(input.clientChallenge)});
-  return std::string(bytesOf(proof)).append(view(input.clientChallenge));
-}
-
 NtlmKey ntlmSessionBaseKey(const NtlmKey& responseKey, std::string_view response) {
   return ntlmKeyedHash(responseKey, {response.substr(0, responseKey->size())});
 }

@@ -34,9 +34,6 @@ struct NtlmResponseInput {
 /// NTLMv2_RESPONSE (MS-NLMP 2.2.2.8): the proof and what it proves.
 std::string ntlmV2Response(const NtlmKey& responseKey, const NtlmResponseInput& input);
 
-/// LMv2_RESPONSE (MS-NLMP 2.2.2.4).
-std::string lmV2Response(const NtlmKey& responseKey, const NtlmResponseInput& input);
-
 /// The session base key, which is the key exchange key too; `response` as ntlmV2Response() gives
 /// it.
 NtlmKey ntlmSessionBaseKey(const NtlmKey& responseKey, std::string_view response);

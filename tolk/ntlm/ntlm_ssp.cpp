@@ -64,39 +64,45 @@ std::string NtlmSSP::getMsgType3() {
   return message;
 }
 
-std::string NtlmSSP::makeMsgType3() const {
+// A server in more than one domain, as a member with accounts of its own, must not choose.
+const std::string& NtlmSSP::accountDomain() const noexcept {
+  const bool plainName = domain_.empty() && user_.find('@') == std::string::npos;
+  return plainName ? challenge_->netbiosDomain : domain_;
+}
+
+// MS-NLMP 3.1.5.1.2 wants the integrity code where the challenge has a time stamp. Who alters a
+// challenge could take that out, so the code is always sent, and never the LMv2 response, which
+// proves neither challenge nor code. Servers from before there was such a code ignore it.
+std::string NtlmSSP::makeMsgType3() {
   assert(challenge_);
-  const bool integrity = challenge_->time.has_value();
   const std::string targetInfo =
-      integrity ? withIntegrityFlag(challenge_->targetInfo) : challenge_->targetInfo;
+      challenge_->targetInfo.empty() ? std::string() : withIntegrityFlag(challenge_->targetInfo);
   NtlmResponseInput input{.serverChallenge = challenge_->serverChallenge,
                           .time = challenge_->time.value_or(currentTime()),
                           .targetInfo = targetInfo};
   fillRandom(input.clientChallenge.data(), input.clientChallenge.size());
 
-  const NtlmKey responseKey = ntlmResponseKey(ntlmPasswordHash(password_), user_, domain_);
+  const std::string& domain = accountDomain();
+  const NtlmKey responseKey = ntlmResponseKey(ntlmPasswordHash(password_), user_, domain);
   NtlmAuthenticate content;
   content.flags = flags_ & challenge_->flags;
   content.flags |= challenge_->flags & NtlmFlag::kTargetInfo;
-  content.domain = toUtf16(domain_);
+  content.domain = toUtf16(domain);
   content.user = toUtf16(user_);
   content.workstation = toUtf16(workstation_);
   content.ntResponse = ntlmV2Response(responseKey, input);
-  content.lmResponse = integrity ? std::string(24, '\0') : lmV2Response(responseKey, input);
+  content.lmResponse = std::string(24, '\0');
 
-  NtlmKey sessionKey = ntlmSessionBaseKey(responseKey, content.ntResponse);
+  sessionKey_ = ntlmSessionBaseKey(responseKey, content.ntResponse);
   if (exchangesKey(content.flags)) {
-    const NtlmKey exchangeKey = sessionKey;
-    fillRandom(sessionKey->data(), sessionKey->size());
-    content.encryptedKey = bytesOf(ntlmExchangeKey(exchangeKey, sessionKey));
+    const NtlmKey exchangeKey = sessionKey_;
+    fillRandom(sessionKey_->data(), sessionKey_->size());
+    content.encryptedKey = bytesOf(ntlmExchangeKey(exchangeKey, sessionKey_));
   }
 
   std::string message = encodeNtlmAuthenticate(content);
-  if (integrity) {
-    const NtlmKey code = ntlmKeyedHash(sessionKey, {negotiate_, challengeMessage_, message});
-    message.replace(kNtlmIntegrityOffset, code->size(), bytesOf(code));
-  }
-  return message;
+  const NtlmKey code = ntlmKeyedHash(sessionKey_, {negotiate_, challengeMessage_, message});
+  return message.replace(kNtlmIntegrityOffset, code->size(), bytesOf(code));
 }
 
 }  // namespace tolk

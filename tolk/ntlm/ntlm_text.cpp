@@ -13,6 +13,7 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/text.h"
+#include "tolk/net/smb_messages.h"
 
 namespace tolk {
 namespace {
@@ -72,6 +73,22 @@ std::size_t toUtf16(std::string_view text, std::span<char> out) {
 std::string toUtf16(std::string_view text) {
   std::string out(2 * text.size(), '\0');
   out.resize(toUtf16(text, out));
+  return out;
+}
+
+std::optional<std::string> fromUtf16(std::string_view bytes) {
+  if (bytes.size() % 2 != 0) return std::nullopt;
+  std::u16string units;
+  for (std::size_t i = 0; i < bytes.size(); i += 2) {
+    units += static_cast<char16_t>(readLittle(bytes, i, 2));
+  }
+  std::string out;
+  const char16_t* const end = units.data() + units.size();
+  for (const char16_t* at = units.data(); at != end;) {
+    const auto character = Utf16::decode(at, end);
+    if (!boost::locale::utf::is_valid_codepoint(character)) return std::nullopt;
+    Utf8::encode(character, std::back_inserter(out));
+  }
   return out;
 }
 

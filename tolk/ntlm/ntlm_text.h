@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -16,6 +17,9 @@ std::string toUtf16(std::string_view text);
 /// The same into memory of the caller, for secrets: `out` must have twice the bytes of `text`.
 /// Returns the bytes written.
 std::size_t toUtf16(std::string_view text, std::span<char> out);
+
+/// UTF-16LE to UTF-8; nothing when it is not well-formed.
+std::optional<std::string> fromUtf16(std::string_view bytes);
 
 /// Upper case of all letters, of UTF-8 text, whatever locale the process has. Throws as toUtf16().
 std::string ntlmUpperCase(std::string_view text);

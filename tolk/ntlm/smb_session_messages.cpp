@@ -28,25 +28,30 @@ LittleEndian requestHeader(std::uint16_t command, std::uint64_t messageId,
 
 SmbHeader decodeSmbHeader(std::string_view message) {
   constexpr std::uint64_t kServerToClient = 1;
+  constexpr std::uint64_t kSigned = 8;
   require(message.size() >= kSmbHeaderSize && message.starts_with(kSmbProtocolId) &&
-              readLittle(message, 4, 2) == kSmbHeaderSize &&
-              (readLittle(message, 16, 4) & kServerToClient) != 0,
+              readLittle(message, 4, 2) == kSmbHeaderSize,
           "the answer is not SMB 2");
+  const std::uint64_t flags = readLittle(message, 16, 4);
+  require((flags & kServerToClient) != 0, "the answer is not SMB 2");
   return {.status = static_cast<std::uint32_t>(readLittle(message, 8, 4)),
           .command = static_cast<std::uint16_t>(readLittle(message, 12, 2)),
           .credits = static_cast<std::uint16_t>(readLittle(message, 14, 2)),
           .messageId = readLittle(message, 24, 8),
-          .sessionId = readLittle(message, 40, 8)};
+          .sessionId = readLittle(message, 40, 8),
+          .hasSignature = (flags & kSigned) != 0};
 }
 
-void checkNegotiateAnswer(std::string_view message) {
+std::uint16_t decodeNegotiateAnswer(std::string_view message) {
   constexpr std::size_t kFixedSize = 64;
   constexpr std::array<std::uint64_t, 5> kDialects{0x0202, 0x0210, 0x0300, 0x0302, 0x0311};
   require(message.size() >= kSmbHeaderSize + kFixedSize &&
               readLittle(message, kSmbHeaderSize, 2) == kFixedSize + 1,
           "the answer is malformed");
-  require(std::ranges::count(kDialects, readLittle(message, kSmbHeaderSize + 4, 2)) == 1,
+  const std::uint64_t dialect = readLittle(message, kSmbHeaderSize + 4, 2);
+  require(std::ranges::count(kDialects, dialect) == 1,
           "the answer chooses a dialect that was not offered");
+  return static_cast<std::uint16_t>(dialect);
 }
 
 SmbSessionAnswer decodeSessionAnswer(std::string_view message) {
@@ -71,16 +76,12 @@ SmbSessionAnswer decodeSessionAnswer(std::string_view message) {
 std::string encodeSessionSetup(std::uint64_t messageId, std::uint64_t sessionId,
                                std::string_view token) {
   constexpr std::size_t kTokenOffset = kSmbHeaderSize + 24;
-  constexpr unsigned kSigningEnabled = 1;
+  constexpr unsigned kSigningRequired = 2;
   require(token.size() <= 0xffff, "the security message is too long");
   LittleEndian message = requestHeader(SmbCommand::kSessionSetup, messageId, sessionId);
-  message.put(25, 2).put(0, 1).put(kSigningEnabled, 1).put(0, 4).put(0, 4);
+  message.put(25, 2).put(0, 1).put(kSigningRequired, 1).put(0, 4).put(0, 4);
   message.put(kTokenOffset, 2).put(token.size(), 2).put(0, 8);
   return message.append(token).bytes();
-}
-
-std::string encodeLogoff(std::uint64_t messageId, std::uint64_t sessionId) {
-  return requestHeader(SmbCommand::kLogoff, messageId, sessionId).put(4, 2).put(0, 2).bytes();
 }
 
 }  // namespace tolk

@@ -1,5 +1,5 @@
-// The SMB 2 messages of a logon behind the negotiate request (MS-SMB2 2.2): session set-up, log-off
-// and the answers.
+// The SMB 2 messages of a logon behind the negotiate request (MS-SMB2 2.2): session set-up and the
+// answers.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,6 @@ namespace tolk {
 struct SmbCommand {
   static constexpr std::uint16_t kNegotiate = 0;
   static constexpr std::uint16_t kSessionSetup = 1;
-  static constexpr std::uint16_t kLogoff = 2;
 };
 
 /// Status values (MS-ERREF 2.3) that steer a logon.
@@ -29,14 +28,15 @@ struct SmbHeader {
   std::uint16_t credits = 0;
   std::uint64_t messageId = 0;
   std::uint64_t sessionId = 0;
+  bool hasSignature = false;
 };
 
 /// Reads the header of an answer. Throws BadDataException when the bytes are no answer of SMB 2.
 SmbHeader decodeSmbHeader(std::string_view message);
 
-/// Checks a successful answer to NEGOTIATE: its form, and a dialect that was offered. Throws
-/// BadDataException.
-void checkNegotiateAnswer(std::string_view message);
+/// The dialect that a successful answer to NEGOTIATE chooses. Throws BadDataException when the
+/// answer is malformed or the dialect was not offered.
+std::uint16_t decodeNegotiateAnswer(std::string_view message);
 
 /// The answer to SESSION_SETUP.
 struct SmbSessionAnswer {
@@ -49,12 +49,10 @@ struct SmbSessionAnswer {
 /// BadDataException when it is cut short or points outside of itself.
 SmbSessionAnswer decodeSessionAnswer(std::string_view message);
 
-/// SESSION_SETUP with a bare security message. Throws BadDataException when that is longer than
-/// 65535 bytes.
+/// SESSION_SETUP with a bare security message. It requires signing, so that a server of any dialect
+/// signs the answer that ends the logon (MS-SMB2 3.3.5.5.3). Throws BadDataException when the
+/// message is longer than 65535 bytes.
 std::string encodeSessionSetup(std::uint64_t messageId, std::uint64_t sessionId,
                                std::string_view token);
-
-/// LOGOFF.
-std::string encodeLogoff(std::uint64_t messageId, std::uint64_t sessionId);
 
 }  // namespace tolk

