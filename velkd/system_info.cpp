@@ -9,6 +9,7 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
+#include "tolk/net/interfaces.h"
 #include "velkd/connector_service.h"
 
 namespace velkd {
@@ -38,9 +39,22 @@ std::string setting(const SystemFacts& facts, std::string_view name) {
   return found == facts.settings.end() ? std::string() : found->second;
 }
 
+void writeNameServer(Output& out, const tolk::NameServer& server) {
+  const std::string good = server.answers == 0 ? "not asked yet" : "answers";
+  out << "    Name server: " << server.address << '\n'
+      << "      State: " << (server.fault.empty() ? good : server.fault) << '\n'
+      << "      Answers: " << server.answers << '\n'
+      << "      Failures: " << server.failures << '\n';
+}
+
 void writeDns(Output& out, const SystemFacts& facts) {
+  for (const tolk::NameServer& server : facts.nameServers) writeNameServer(out, server);
+  if (facts.nameServers.empty()) line(out, "Name server", "not asked yet");
   line(out, "Answers from memory (hits)", facts.discovery.hits);
   line(out, "Questions to the network (misses)", facts.discovery.misses);
+  for (const tolk::DCInfo& info : facts.discovery.controllers) {
+    line(out, "Controller", info.host + ' ' + tolk::InetNToA(info.address.sin_addr.s_addr));
+  }
   line(out, "Failures that are remembered", facts.discovery.failures);
 }
 
@@ -187,6 +201,7 @@ SystemFacts readSystemFacts(bool privileged, const StatusBoard& board, const Cou
                     .now = std::time(nullptr),
                     .directory = board.get(),
                     .config = tolk::Props().all(),
+                    .nameServers = tolk::NameServers::instance().known(),
                     .discovery = tolk::NetworkState::memory(),
                     .counters = counters.get(),
                     .cloud = cloudText(privileged)};

@@ -6,8 +6,10 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tolk/base/properties.h"
+#include "tolk/net/name_servers.h"
 #include "tolk/net/network_state.h"
 #include "velkd/counters.h"
 #include "velkd/status.h"
@@ -37,6 +39,7 @@ struct SystemFacts {
   std::map<std::string, std::string> settings;  ///< join settings that have a value, by name
   std::string settingsProblem;                  ///< why the join is not usable; "" when it is
   tolk::Properties::Map config;
+  std::vector<tolk::NameServer> nameServers;
   tolk::DiscoveryMemory discovery;
   Counters::Picture counters;
   std::string cloud;  ///< cloudText()

@@ -19,79 +19,82 @@ namespace {
 
 using PendingNames = tolk::Pending<tolk::HostPortList>;
 
-AddressFacts takeNames(std::string address, PendingNames lookup) {
-  AddressFacts facts{.address = std::move(address), .names = {}, .dnsProblem = {}};
+ReverseNames takeNames(PendingNames& lookup) {
+  ReverseNames answer;
   try {
-    for (tolk::HostPort& record : lookup.wait()) facts.names.push_back(std::move(record.host));
+    for (tolk::HostPort& record : lookup.wait()) answer.names.push_back(std::move(record.host));
   } catch (const tolk::DNSUnavailableException& e) {
-    facts.dnsProblem = e.what();
+    answer.dnsProblem = e.what();
   }
-  return facts;
+  return answer;
 }
 
-void listAddresses(IpFacts& facts) {
-  std::list<tolk::InterfaceDescription> interfaces;
-  try {
-    tolk::GetIpAddresses(interfaces, 1, false);
-  } catch (const std::exception& e) {
-    facts.interfaceProblem = e.what();
-  }
-  tolk::EventLoop loop;
-  std::vector<std::pair<std::string, PendingNames>> lookups;
-  for (const tolk::InterfaceDescription& interface : interfaces) {
-    std::string address = tolk::InetNToA(interface.address);
-    PendingNames lookup = tolk::startPtrLookup(loop, address);
-    lookups.emplace_back(std::move(address), std::move(lookup));
-  }
-  for (auto& [address, lookup] : lookups) {
-    facts.addresses.push_back(takeNames(std::move(address), std::move(lookup)));
-  }
-}
-
-bool hasName(const AddressFacts& facts) {
-  return std::ranges::any_of(facts.names, [](const std::string& name) { return !name.empty(); });
-}
-
-void writeAddress(std::ostream& out, const AddressFacts& facts, std::ostream* diag) {
-  out << prefix(1) << "Local IP Address: " << facts.address << '\n';
-  if (facts.dnsProblem) {
+void writeNames(std::ostream& out, const ReverseNames& answer, std::ostream* diag) {
+  if (answer.dnsProblem) {
     out << "WARNING: DNS timeout error.  Check DNS configuration\n"
            "or increase the value of velkd.dns.response.maxtime in pellion.conf.\n";
-    if (diag != nullptr) *diag << prefix(2) << tolk::printable(*facts.dnsProblem) << '\n';
+    if (diag != nullptr) *diag << prefix(2) << tolk::printable(*answer.dnsProblem) << '\n';
     return;
   }
-  if (facts.names.empty()) {
+  if (answer.names.empty()) {
     out << prefix(2) << "Not found in DNS!Make sure it is in Reverse Lookup Zone.\n";
   }
-  for (const std::string& name : facts.names) {
+  for (const std::string& name : answer.names) {
     if (!name.empty()) out << prefix(1) << "FQDN host name:" << tolk::printable(name) << '\n';
   }
+}
+
+bool hasName(const ReverseNames& answer) {
+  return std::ranges::any_of(answer.names, [](const std::string& name) { return !name.empty(); });
 }
 
 }  // namespace
 
 IpFacts readIpFacts() {
-  IpFacts facts;
-  facts.shortName = tolk::shortLocalHostName();
-  listAddresses(facts);
-  if (std::ranges::none_of(facts.addresses, hasName)) facts.longName = tolk::longLocalHostName();
+  IpFacts facts{.shortName = tolk::shortLocalHostName(), .interfaceProblem = {}, .addresses = {}};
+  try {
+    std::list<tolk::InterfaceDescription> interfaces;
+    tolk::GetIpAddresses(interfaces, 1, false);
+    for (const tolk::InterfaceDescription& interface : interfaces) {
+      facts.addresses.push_back(tolk::InetNToA(interface.address));
+    }
+  } catch (const std::exception& e) {
+    facts.interfaceProblem = e.what();
+  }
   return facts;
 }
 
-void writeIpSection(std::ostream& out, const IpFacts& facts, std::ostream* diag) {
+void writeIpSection(std::ostream& out, const IpFacts& facts, const IpAnswers& answers,
+                    std::ostream* diag) {
   out << prefix(0) << "IP Diagnostics\n"
       << prefix(1) << "Local host name: " << facts.shortName << '\n';
   if (facts.interfaceProblem && diag != nullptr) {
     *diag << prefix(3) << "Problem retrieving IP addresses: " << *facts.interfaceProblem << '\n';
   }
-  for (const AddressFacts& address : facts.addresses) writeAddress(out, address, diag);
-  if (std::ranges::any_of(facts.addresses, hasName)) return;
-  out << prefix(1) << "FQDN host name:" << tolk::printable(facts.longName)
-      << (facts.longName.find('.') == std::string::npos ? " (domain missing?)" : "") << '\n';
+  bool named = false;
+  for (std::size_t i = 0; i < facts.addresses.size(); ++i) {
+    out << prefix(1) << "Local IP Address: " << facts.addresses[i] << '\n' << std::flush;
+    const ReverseNames answer = answers.namesOf(i);
+    writeNames(out, answer, diag);
+    named = named || hasName(answer);
+  }
+  if (named) return;
+  out.flush();
+  const std::string longName = answers.longName();
+  out << prefix(1) << "FQDN host name:" << tolk::printable(longName)
+      << (longName.find('.') == std::string::npos ? " (domain missing?)" : "") << '\n';
 }
 
 void ipDiagnostics(std::ostream* diag) {
-  writeIpSection(std::cout, readIpFacts(), diag);
+  const IpFacts facts = readIpFacts();
+  tolk::EventLoop loop;
+  std::vector<PendingNames> lookups;
+  for (const std::string& address : facts.addresses) {
+    lookups.push_back(tolk::startPtrLookup(loop, address));
+  }
+  const IpAnswers answers{.namesOf = [&lookups](std::size_t i) { return takeNames(lookups[i]); },
+                          .longName = tolk::longLocalHostName};
+  writeIpSection(std::cout, facts, answers, diag);
 }
 
 }  // namespace joinscope

@@ -55,8 +55,10 @@ bool DnsWalk::next() {
   const auto share = left / static_cast<long>(choice_.toAsk.size() - next_);
   const auto tries = choice_.settings.timeout * ((1L << choice_.settings.attempts) - 1);
   const auto limit = std::min<std::chrono::milliseconds>(share, tries);
-  limit_ = limitText(limit) + (limit < share ? " (timeout and attempts in resolv.conf)"
-                                             : " (velkd.dns.response.maxtime)");
+  const char* reason =
+      share < left ? " (its share of velkd.dns.response.maxtime)" : " (velkd.dns.response.maxtime)";
+  if (limit < share) reason = " (timeout and attempts in resolv.conf)";
+  limit_ = limitText(limit) + reason;
   until_ = now + limit;
   askForLifeAt_ = now + limit / 3;
   channel_ = std::make_unique<DnsChannel>(choice_.toAsk[next_++], choice_.settings, limit);
@@ -88,7 +90,10 @@ bool DnsWalk::judge(int status) {
     return false;
   }
   const char* fault = faultOf(status, channel_->usedTcp());
-  if (fault != nullptr) fail(fault, false);
+  // An address that nobody has is found out by the kernel after some seconds (arp(7)).
+  const bool unreachable = status == ARES_ECONNREFUSED && !channel_->usedTcp();
+  const bool waited = askForLifeAt_ == Clock::time_point::max();
+  if (fault != nullptr) fail(fault, unreachable && waited);
   if (isAnswer(status)) NameServers::instance().answered(server);
   heard_ = true;
   if (fault == nullptr) tellFaults();

@@ -59,7 +59,7 @@ class DnsWalk {
   NameServers::Choice choice_;
   std::size_t next_ = 0;
   std::unique_ptr<DnsChannel> channel_;
-  Clock::time_point askForLifeAt_ = Clock::time_point::max();
+  Clock::time_point askForLifeAt_ = Clock::time_point::max();  // when it was asked, max
   Clock::time_point until_;
   std::string limit_;  // of the present server, with what set it
   std::vector<Fault> faults_;

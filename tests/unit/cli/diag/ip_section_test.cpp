@@ -11,7 +11,7 @@ namespace {
 TEST(IpSection, Text) {
   struct Case {
     const char* what;
-    std::vector<AddressFacts> addresses;
+    std::vector<ReverseNames> answers;  // of 192.0.2.7 and on
     const char* longName;
     std::string text;  // behind the short name
     const char* diagnostics;
@@ -19,53 +19,54 @@ TEST(IpSection, Text) {
   const std::string address = "  Local IP Address: 192.0.2.7\n";
   const Case cases[] = {
       {"one of two addresses has no record: no fall-back line",
-       {{"192.0.2.7", {"web7.lab.test"}, {}}, {"192.0.2.8", {}, {}}},
+       {{{"web7.lab.test"}, {}}, {}},
        "",
        address + "  FQDN host name:web7.lab.test\n"
                  "  Local IP Address: 192.0.2.8\n"
                  "    Not found in DNS!Make sure it is in Reverse Lookup Zone.\n",
        ""},
       {"two names print two lines, an empty one none, control characters are escaped",
-       {{"192.0.2.7", {"a.lab.test", "", "b\x1b[2J.lab.test"}, {}}},
+       {{{"a.lab.test", "", "b\x1b[2J.lab.test"}, {}}},
        "",
        address + "  FQDN host name:a.lab.test\n"
                  "  FQDN host name:b\\x1B[2J.lab.test\n",
        ""},
       {"silent DNS is told for each address and is not a missing record",
-       {{"192.0.2.7", {}, "no answer within 5 s"}},
+       {{{}, "no answer within 5 s"}},
        "web7.lab.test",
        address + "WARNING: DNS timeout error.  Check DNS configuration\n"
                  "or increase the value of velkd.dns.response.maxtime in pellion.conf.\n"
                  "  FQDN host name:web7.lab.test\n",
        "    no answer within 5 s\n"},
       {"a record without a name is neither missing nor a name",
-       {{"192.0.2.7", {""}, {}}},
+       {{{""}, {}}},
        "web7",
        address + "  FQDN host name:web7 (domain missing?)\n",
        ""},
   };
   for (const Case& row : cases) {
     SCOPED_TRACE(row.what);
-    const IpFacts facts{.shortName = "web7",
-                        .interfaceProblem = {},
-                        .addresses = row.addresses,
-                        .longName = row.longName};
+    IpFacts facts{.shortName = "web7", .interfaceProblem = {}, .addresses = {}};
+    for (std::size_t i = 0; i < row.answers.size(); ++i) {
+      facts.addresses.push_back("192.0.2." + std::to_string(7 + i));
+    }
     std::ostringstream out;
     std::ostringstream diag;
-    writeIpSection(out, facts, &diag);
+    const auto namesOf = [&](std::size_t i) {
+      EXPECT_TRUE(out.str().ends_with("  Local IP Address: " + facts.addresses[i] + '\n'));
+      return row.answers[i];
+    };
+    writeIpSection(out, facts, {namesOf, [&row] { return row.longName; }}, &diag);
     EXPECT_EQ(out.str(), "IP Diagnostics\n  Local host name: web7\n" + row.text);
     EXPECT_EQ(diag.str(), row.diagnostics);
   }
 }
 
 TEST(IpSection, InterfacesThatCannotBeListedLeaveTheNameLines) {
-  const IpFacts facts{.shortName = "web7",
-                      .interfaceProblem = "getifaddrs: no",
-                      .addresses = {},
-                      .longName = "web7"};
+  const IpFacts facts{.shortName = "web7", .interfaceProblem = "getifaddrs: no", .addresses = {}};
   std::ostringstream out;
   std::ostringstream diag;
-  writeIpSection(out, facts, &diag);
+  writeIpSection(out, facts, {{}, [] { return "web7"; }}, &diag);
   EXPECT_EQ(out.str(),
             "IP Diagnostics\n  Local host name: web7\n  FQDN host name:web7 (domain missing?)\n");
   EXPECT_EQ(diag.str(), "      Problem retrieving IP addresses: getifaddrs: no\n");
