@@ -11,6 +11,9 @@
 namespace tolk {
 namespace {
 
+// Limits in messages are rounded to these; lookups that start together then tell the same.
+using Hundredths = std::chrono::duration<long, std::centi>;
+
 // What a server did that is no answer; null for the others.
 const char* faultOf(int status, bool usedTcp) {
   switch (status) {
@@ -54,7 +57,8 @@ bool DnsWalk::next() {
   const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline_ - now);
   const auto share = left / static_cast<long>(choice_.toAsk.size() - next_);
   const auto tries = choice_.settings.timeout * ((1L << choice_.settings.attempts) - 1);
-  const auto limit = std::min<std::chrono::milliseconds>(share, tries);
+  const std::chrono::milliseconds limit =
+      std::min<std::chrono::milliseconds>(std::chrono::ceil<Hundredths>(share), tries);
   const char* reason =
       share < left ? " (its share of velkd.dns.response.maxtime)" : " (velkd.dns.response.maxtime)";
   if (limit < share) reason = " (timeout and attempts in resolv.conf)";
