@@ -148,8 +148,15 @@ class Output {
 Logger::Logger(std::string name) : name_(std::move(name)) {}
 
 Logger& Logger::GetThreadPrivateLogger(const std::string& name) {
-  thread_local std::map<std::string, Logger> loggers;
-  return loggers.try_emplace(name, name).first->second;
+  // One map for all threads, never destroyed: a thread's own would be gone before the objects whose
+  // destructors still log at the end of the process. A logger has no state but its name.
+  struct Registry {
+    std::mutex mutex;
+    std::map<std::string, Logger> loggers;
+  };
+  static auto* const registry = new Registry;
+  const std::scoped_lock guard(registry->mutex);
+  return registry->loggers.try_emplace(name, name).first->second;
 }
 
 void Logger::ReconfigureLevels(const Properties& properties) {

@@ -26,8 +26,8 @@ class Logger {
  public:
   explicit Logger(std::string name);
 
-  /// The calling thread's logger of that name; made at the first call and kept for the thread's
-  /// life.
+  /// The logger of that name; made at the first call and kept to the end of the process, so that
+  /// destructors of statics may log. Any thread may use it.
   static Logger& GetThreadPrivateLogger(const std::string& name);
 
   /// Applies the property PN::ROOT_LOGGER_NAME ("TRACE", "DEBUG", "INFO", "WARN", "ERROR", any
