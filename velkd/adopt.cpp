@@ -58,8 +58,6 @@ struct KerberosRow {
 constexpr std::array kKerberosRefusals{
     KerberosRow{KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN, exit_status::kNoObject,
                 "the domain has no such computer account. Join this computer again"},
-    KerberosRow{KRB5KDC_ERR_CLIENT_REVOKED, exit_status::kMiscError,
-                "the computer account is disabled. Enable it in the directory"},
     KerberosRow{KRB5KDC_ERR_PREAUTH_FAILED, exit_status::kPasswordChanged,
                 "the keytab does not hold the account's password any more. Join this computer "
                 "again"},
@@ -75,7 +73,7 @@ constexpr std::array kKerberosRefusals{
   for (const KerberosRow& row : kKerberosRefusals) {
     if (row.code == e.code()) refuse(principal + ": " + row.text + ".", row.status);
   }
-  refuse(principal + ": " + e.what());
+  refuse(std::string(e.what()) + ".");  // names the account where it is about one
 }
 
 std::unique_ptr<MachineBinding> bind(const MachineIdentity& identity) {

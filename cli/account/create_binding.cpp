@@ -11,6 +11,8 @@
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
+#include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/krb5/credential_cache.h"
 #include "tolk/krb5/initial_credentials.h"
 #include "tolk/krb5/kdc_locator.h"
@@ -169,6 +171,9 @@ boost::shared_ptr<tolk::ADBinding> createBinding(TaskContext& context, const cha
     context.site = lookupSubnetSite(context.domain, context.site, attempt.server, verbose);
     return bindOn(path, attempt);
   } catch (const std::exception& failure) {
+    // The message is one for many causes; the cause itself goes to the verbose stream.
+    tolk::noteTrouble("cli.joinscope",
+                      std::string("The bind failed: ") + tolk::printable(failure.what()));
     fail(context, describeFailure(failure, path, context.credentials));
     return {};
   }

@@ -7,9 +7,9 @@
 namespace joinscope {
 
 /// Gets credentials for `principal` into `out`, a ticket for up to a year as far as the KDC agrees.
-/// Without a password the user is prompted once, or, when that is not allowed, the empty password
-/// is tried. Returns 0 or a Kerberos code; throws tolk::KerberosException when the principal has no
-/// text.
+/// Without a password the user is prompted once; where that is not allowed, or nothing is answered,
+/// the KDC is not asked (getCredentials() sends no empty password). Returns 0 or a Kerberos code;
+/// throws tolk::KerberosException when the principal has no text.
 krb5_error_code joinscope_gic_with_password_prompt_callback(krb5_context context, krb5_creds* out,
                                                             krb5_principal principal, void* data);
 

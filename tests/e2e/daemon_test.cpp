@@ -366,7 +366,7 @@ TEST_F(DaemonTest, AdoptRefusesWithReasonAndChangesNothing) {
                               "samba-tool user enable 'HOST1$'");
     const CommandResult result = velkd({"adopt"});
     EXPECT_EQ(result.status, 6);
-    EXPECT_THAT(result.err, HasSubstr("the computer account is disabled"));
+    EXPECT_THAT(result.err, HasSubstr("the account is disabled: enable it in the directory."));
   }
   EXPECT_EQ(velkd({"adopt"}, "tester").status, 9);
   for (const char* zone : {"CN=none,DC=lab,DC=test", "CN=Box,OU=Zones,DC=lab,DC=test"}) {

@@ -11,7 +11,8 @@ namespace tolk {
 namespace {
 
 bool meansWrongPassword(krb5_error_code code) noexcept {
-  return code == KRB5KDC_ERR_PREAUTH_FAILED || code == KRB5KRB_AP_ERR_BAD_INTEGRITY;
+  return code == KRB5KDC_ERR_PREAUTH_FAILED || code == KRB5KRB_AP_ERR_BAD_INTEGRITY ||
+         code == KRB5_LIBOS_CANTREADPWD;
 }
 
 std::string_view textOf(const krb5_data& data) noexcept {
@@ -58,10 +59,12 @@ void BindingTickets::obtain(const InitialCredentialsCallback& callback, const st
                             const std::string& realm) {
   if (needsTicket_) {
     const krb5_error_code code = ask(callback);
-    const std::string what = "getting initial credentials";
-    if (meansWrongPassword(code))
-      throw BaseException(what + ": " + krb5Message(kerberos_.get(), code),
-                          BindError::kInvalidCredentials);
+    const std::string what =
+        "getting initial credentials of " + principalText(kerberos_.get(), client_.get());
+    if (meansWrongPassword(code) || code == KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN)
+      throw BaseException(
+          what + ": " + krb5Message(kerberos_.get(), code),
+          meansWrongPassword(code) ? BindError::kInvalidCredentials : BindError::kUnknownUser);
     throwIfKrb5(kerberos_.get(), code, what);
     needsTicket_ = false;
   }

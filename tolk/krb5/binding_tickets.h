@@ -33,8 +33,9 @@ class BindingTickets {
   /// is asked for initial credentials when a user has none yet, and
   /// once when the KDC says that those of a cache were revoked; the new ones go to memory, a named
   /// cache stays untouched. Throws BaseException kInvalidCredentials when the KDC refuses a user's
-  /// password, kJoinedToOtherDomain when no trust leads from a computer account's realm to `realm`,
-  /// else KerberosException (the revocation itself when the callback did not help).
+  /// password or there is none, kUnknownUser, kJoinedToOtherDomain when no trust leads from a
+  /// computer account's realm to `realm`, else KerberosException (the revocation itself when the
+  /// callback did not help).
   void obtain(const InitialCredentialsCallback& callback, const std::string& host,
               const std::string& realm);
 

@@ -1,17 +1,12 @@
 #include "tolk/krb5/gss_config_overlay.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstdlib>
 #include <map>
 
-#include "tolk/base/exceptions.h"
-#include "tolk/base/handle.h"
 #include "tolk/base/text.h"
+#include "tolk/krb5/memory_file.h"
 
 namespace tolk {
 namespace {
@@ -26,6 +21,7 @@ bool isPlainName(const std::string& name) {
 
 constexpr const char* kLibraryDefaults =
     "[libdefaults]\n"
+    "kdc_timesync = 0\n"
     "dns_canonicalize_hostname = false\n"
     "rdns = false\n"
     "qualify_shortname = \"\"\n"
@@ -48,15 +44,6 @@ std::string configuration(const std::list<std::string>& domains) {
   return text;
 }
 
-UniqueFd memoryFile(const std::string& text) {
-  UniqueFd fd(::memfd_create("krb5.conf", MFD_CLOEXEC));
-  if (!fd) throw IOException("Cannot make a file in memory", errno);
-  const ssize_t written = ::write(fd.get(), text.data(), text.size());
-  if (written != static_cast<ssize_t>(text.size()))
-    throw IOException("Cannot write a file in memory", errno);
-  return fd;
-}
-
 /// The path of a file with that text. The profile library remembers files by path and second, so no
 /// path may ever get other content: a file, once made, stays open until the process ends. There are
 /// as many as domains in use.
@@ -64,7 +51,7 @@ std::string pathOf(const std::string& text) {
   static std::map<std::string, UniqueFd> files;
   auto found = files.find(text);
   if (found == files.end()) found = files.emplace(text, memoryFile(text)).first;
-  return "/proc/self/fd/" + std::to_string(found->second.get());
+  return memoryFilePath(found->second);
 }
 
 std::string fileList(const std::string& first) {

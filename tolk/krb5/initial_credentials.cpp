@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "tolk/base/stack_scrub.h"
+#include "tolk/krb5/initial_exchange.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/krb5_handles.h"
 
@@ -23,6 +24,11 @@ std::string foreignTicketService(krb5_principal principal, const char* realm) {
 krb5_error_code requestCredentials(krb5_context context, krb5_principal principal,
                                    const Shredder& password, krb5_creds* out, const char* realm,
                                    int lifetime) {
+  if (password.empty()) {
+    krb5_set_error_message(context, KRB5_LIBOS_CANTREADPWD,
+                           "no password: an empty one is not sent");
+    return KRB5_LIBOS_CANTREADPWD;
+  }
   Krb5InitOptions options(context);
   if (const krb5_error_code code = krb5_get_init_creds_opt_alloc(context, options.out()); code != 0)
     return code;
@@ -30,10 +36,12 @@ krb5_error_code requestCredentials(krb5_context context, krb5_principal principa
   krb5_get_init_creds_opt_set_canonicalize(options.get(), 1);
   krb5_get_init_creds_opt_set_forwardable(options.get(), 0);
   krb5_get_init_creds_opt_set_proxiable(options.get(), 0);
+  InitialExchange exchange(context, principal);
+  krb5_error_code code = exchange.begin(options.get());
+  if (code == 0) code = exchange.usePassword(password);
   const std::string service = foreignTicketService(principal, realm);
-  return krb5_get_init_creds_password(context, out, principal, password.c_str(), nullptr, nullptr,
-                                      0, service.empty() ? nullptr : service.c_str(),
-                                      options.get());
+  if (code == 0 && !service.empty()) code = exchange.askFor(service);
+  return code == 0 ? exchange.run(out) : code;
 }
 
 }  // namespace

@@ -13,8 +13,10 @@ namespace tolk {
 /// far as the KDC agrees; the caller frees the contents of `out`. `realm` names the realm of the
 /// ticket granting ticket when it is not the principal's own; null or "" otherwise. `replyKey`,
 /// unless null, receives a copy of the ticket's session key. The two parameters between `error` and
-/// `realm` are not used. Nobody is prompted, an expired password is not changed. Returns 0 or the
-/// library's code, with its text in `error`.
+/// `realm` are not used. Nobody is prompted, an expired password is not changed. An empty
+/// password is nobody's answer (a prompt that met the end of its input) and would count as a wrong
+/// one: the KDC is not asked, the code is KRB5_LIBOS_CANTREADPWD. Returns 0 or the library's code,
+/// with its text in `error`.
 krb5_error_code getCredentials(krb5_context context, krb5_principal principal,
                                const Shredder& password, krb5_creds* out, std::string& error, char*,
                                int*, const char* realm, int lifetime, krb5_keyblock* replyKey);

@@ -2,21 +2,21 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <map>
-#include <vector>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/logger.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
+#include "tolk/krb5/config_files.h"
 #include "tolk/krb5/kerberos_paths.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/profile_overlay.h"
+#include "tolk/krb5/trace_text.h"
 
 namespace tolk {
 namespace {
@@ -25,30 +25,32 @@ Logger& wrapLogger() {
   return Logger::GetThreadPrivateLogger("base.kerberos.wrap");
 }
 
-/// Whether the library read the file at `path`: KRB5_CONFIG, a list separated by colons, may name
-/// others instead.
-bool libraryReads(const std::string& path) {
-  const char* variable = std::getenv("KRB5_CONFIG");
-  if (variable == nullptr) return true;
-  const std::vector<std::string> files = split(variable, ':');
-  return std::find(files.begin(), files.end(), path) != files.end();
-}
-
 void moveAside(const std::string& path) {
-  if (!libraryReads(path)) return;
   const std::string aside = path + ".bad";
   ::unlink(aside.c_str());
-  if (std::rename(path.c_str(), aside.c_str()) == 0) return;
+  if (std::rename(path.c_str(), aside.c_str()) == 0) {
+    wrapLogger().log(LogLevel::warning, "Moved the malformed " + path + " to " + aside);
+    noteTrouble("base.kerberos.wrap", "The malformed " + path + " was moved to " + aside);
+    return;
+  }
   const int error = errno;
   wrapLogger().log(LogLevel::debug, formatText("Failed to move bad %s aside(errno=%d)",
                                                {path, std::to_string(error)}));
+}
+
+/// Moves the host's configuration file out of the way if it is the malformed one; another file that
+/// the library reads is named and stays, and so does a host's file that is intact.
+void handleMalformed(const std::string& malformed) {
+  if (malformed == kerberosConfigPath()) return moveAside(malformed);
+  const std::string named = malformed.empty() ? "A Kerberos configuration file" : malformed;
+  noteTrouble("base.kerberos.wrap", printable(named) + " is malformed; it was left where it is");
 }
 
 krb5_context openContext() {
   krb5_context context = nullptr;
   krb5_error_code code = krb5_init_context(&context);
   if (code == KRB5_CONFIG_BADFORMAT) {
-    moveAside(kerberosConfigPath());
+    handleMalformed(malformedConfigFile());
     wrapLogger().log(
         LogLevel::warning,
         "Kerberos config file format error, reinit kerberos context using empty profile.");
@@ -93,8 +95,9 @@ class Overlays {
 };
 
 Overlays& overlays() {
-  static Overlays instance;
-  return instance;
+  // Never destroyed: contexts that end with the process still take themselves out.
+  static auto* const instance = new Overlays;
+  return *instance;
 }
 
 }  // namespace
@@ -109,7 +112,7 @@ KerberosContext::~KerberosContext() {
 }
 
 /// Reopens the context upon the profile it has, with the agent's own values in front: names stay as
-/// they are, and nothing is looked up in DNS behind the agent's back.
+/// they are, nothing is looked up in DNS behind the agent's back, and time is what this host says.
 void KerberosContext::profileUpdate() {
   profile_t base = nullptr;
   throwIfKrb5(context_.get(), krb5_get_profile(context_.get(), &base), "reading the profile");
@@ -117,6 +120,8 @@ void KerberosContext::profileUpdate() {
   for (const char* name : {"dns_canonicalize_hostname", "rdns", "dns_lookup_kdc",
                            "dns_lookup_realm", "dns_uri_lookup"})
     overlay->set(std::string("libdefaults/") + name, "false");
+  // The library would correct its own clock by the KDC's, and hide that this host's is wrong.
+  overlay->set("libdefaults/kdc_timesync", "0");
 
   profile_t upon = overlay->open();
   krb5_context updated = nullptr;
@@ -147,7 +152,8 @@ void orv_krb5_trace_cb(krb5_context /*context*/, const krb5_trace_info* info,
                        void* /*data*/) noexcept {
   if (info == nullptr || !tolk::Logger::enabled(tolk::LogLevel::debug)) return;
   try {
-    tolk::wrapLogger().log(tolk::LogLevel::debug, info->message);
+    const std::string text = tolk::traceWithoutSecrets(info->message);
+    if (!text.empty()) tolk::wrapLogger().log(tolk::LogLevel::debug, text);
   } catch (...) {  // a record that cannot be written is lost
   }
 }

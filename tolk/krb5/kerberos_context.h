@@ -13,12 +13,14 @@ namespace tolk {
 
 class ProfileOverlay;
 
-/// A krb5 context with the agent's settings. A malformed configuration file is moved aside, with
-/// ".bad" appended to its name, and the context made without it.
+/// A krb5 context with the agent's settings. The host's configuration file (kerberosConfigPath()),
+/// if it is malformed itself, is moved aside, with ".bad" appended to its name, and the context
+/// made without it; a malformed file beside it, or one that it includes, stays and is named among
+/// the troubles of the run.
 class KerberosContext {
  public:
   /// Throws KerberosException "init context: text" with the library's code, KRB5_CONFIG_BADFORMAT
-  /// when the configuration file is malformed and cannot be moved.
+  /// when a configuration file is malformed and was not moved.
   KerberosContext();
   KerberosContext(const KerberosContext&) = delete;
   KerberosContext& operator=(const KerberosContext&) = delete;
@@ -59,6 +61,6 @@ struct KerberosCCache {
 
 }  // namespace tolk
 
-/// Writes one line of the library's trace to the logger "base.kerberos.wrap" at debug level
-/// (krb5_set_trace_callback).
+/// Writes one line of the library's trace, without secrets (traceWithoutSecrets), to the logger
+/// "base.kerberos.wrap" at debug level (krb5_set_trace_callback).
 void orv_krb5_trace_cb(krb5_context context, const krb5_trace_info* info, void* data) noexcept;

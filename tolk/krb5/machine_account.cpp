@@ -2,6 +2,7 @@
 
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
+#include "tolk/krb5/initial_exchange.h"
 #include "tolk/krb5/kerberos_paths.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/krb5_handles.h"
@@ -34,10 +35,10 @@ void ADHelper::getMachineCredCache(krb5_context context, const std::string& cach
   throwIfKrb5(context, krb5_get_init_creds_opt_set_out_ccache(context, options.get(), cache.handle),
               what);
   Krb5CredsContents credentials(context);
-  throwIfKrb5(context,
-              krb5_get_init_creds_keytab(context, credentials.get(), principal, keytab.get(), 0,
-                                         nullptr, options.get()),
-              what);
+  InitialExchange exchange(context, principal);
+  throwIfKrb5(context, exchange.begin(options.get()), what);
+  throwIfKrb5(context, exchange.useKeytab(keytab.get()), what);
+  throwIfKrb5(context, exchange.run(credentials.get()), what);
 }
 
 }  // namespace tolk

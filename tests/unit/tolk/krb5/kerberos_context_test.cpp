@@ -41,18 +41,41 @@ class KerberosConfiguration : public testing::Test {
   ScopedVariable variable{"KRB5_CONFIG", file};
 };
 
-TEST_F(KerberosConfiguration, AMalformedFileOtherThanTheAgentsIsLeftAlone) {
-  directory.write("krb5.conf", "[libdefaults]\n");
-  const std::string other = directory.write("other", "[libdefaults]\n no equals sign here\n");
-  const ScopedVariable elsewhere("KRB5_CONFIG", other);
-  try {
-    const KerberosContext kerberos;
-    FAIL() << "a malformed file was taken";
-  } catch (const KerberosException& failure) {
-    EXPECT_EQ(failure.code(), static_cast<int>(KRB5_CONFIG_BADFORMAT));
+TEST_F(KerberosConfiguration, OnlyTheMalformedFileItselfIsMovedAside) {
+  const std::string broken = "[libdefaults]\n no equals sign here\n";
+  const std::string other = directory.write("parts/other.conf", broken);
+  struct Row {
+    const char* description;
+    std::string text;
+    std::string read;  ///< KRB5_CONFIG
+    bool moved;
+  };
+  const Row rows[] = {
+      {"itself", broken, file, true},
+      {"itself, with an intact include", "include " + directory.write("good", "") + "\n" + broken,
+       file, true},
+      {"not read", "[libdefaults]\n", other, false},
+      {"beside it", "[libdefaults]\n", file + ":" + other, false},
+      {"included", "include " + other + "\n[libdefaults]\n", file, false},
+      {"in a directory", "includedir " + directory.path("parts") + "\n[libdefaults]\n", file,
+       false},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.description);
+    directory.write("krb5.conf", row.text);
+    fs::remove(file + ".bad");
+    const ScopedVariable configuration("KRB5_CONFIG", row.read);
+    int code = 0;
+    try {
+      const KerberosContext kerberos;
+    } catch (const KerberosException& failure) {
+      code = failure.code();
+    }
+    EXPECT_EQ(code, row.moved ? 0 : static_cast<int>(KRB5_CONFIG_BADFORMAT));
+    EXPECT_NE(fs::exists(file), row.moved);
+    EXPECT_EQ(fs::exists(file + ".bad"), row.moved);
+    EXPECT_TRUE(fs::exists(other));
   }
-  EXPECT_TRUE(fs::exists(file));
-  EXPECT_TRUE(fs::exists(other));
 }
 
 TEST_F(KerberosConfiguration, TheAgentsValuesLieOverThoseOfTheFile) {
@@ -61,6 +84,7 @@ TEST_F(KerberosConfiguration, TheAgentsValuesLieOverThoseOfTheFile) {
                   "[realms]\n LAB.TEST = {\n  kdc = file.kdc\n  master_kdc = file.master\n }\n");
   const KerberosContext kerberos;
   EXPECT_EQ(value(kerberos.get(), "libdefaults", "dns_lookup_kdc"), "false");
+  EXPECT_EQ(value(kerberos.get(), "libdefaults", "kdc_timesync"), "0");
   EXPECT_EQ(value(kerberos.get(), "libdefaults", "ticket_lifetime"), "7h");
   EXPECT_EQ(value(kerberos.get(), "realms", "LAB.TEST", "kdc"), "file.kdc");
 

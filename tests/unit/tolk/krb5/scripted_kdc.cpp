@@ -84,7 +84,7 @@ Bytes framed(const Bytes& message) {
   return out;
 }
 
-Bytes krbError(int protocolCode, const std::string& data) {
+Bytes krbError(int protocolCode, const std::string& data, const std::string& text) {
   krb5_context context = nullptr;
   krb5_init_context(&context);
   krb5_principal server = nullptr;
@@ -95,6 +95,8 @@ Bytes krbError(int protocolCode, const std::string& data) {
   error.stime = static_cast<krb5_timestamp>(std::time(nullptr));
   error.e_data.data = const_cast<char*>(data.data());
   error.e_data.length = static_cast<unsigned>(data.size());
+  error.text.data = const_cast<char*>(text.data());
+  error.text.length = static_cast<unsigned>(text.size());
   krb5_data encoded{};
   krb5_mk_error(context, &error, &encoded);
   const Bytes bytes(encoded.data, encoded.data + encoded.length);

@@ -52,8 +52,8 @@ sockaddr_in refusedAddress();
 /// `message` with its length in front.
 Bytes framed(const Bytes& message);
 
-/// A KRB-ERROR (RFC 4120, 5.9.1) with a protocol code such as 25, and error data, framed.
-Bytes krbError(int protocolCode, const std::string& data = {});
+/// A KRB-ERROR (RFC 4120, 5.9.1) with a protocol code such as 25, error data and text, framed.
+Bytes krbError(int protocolCode, const std::string& data = {}, const std::string& text = {});
 
 /// One DER element.
 std::string der(unsigned char tag, const std::string& content);

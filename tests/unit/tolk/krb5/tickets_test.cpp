@@ -1,12 +1,15 @@
 // Initial credentials and service tickets against KDCs that answer as a test says: which code comes
 // out, and how often they are asked.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <boost/make_shared.hpp>
+#include <fstream>
 
 #include "scripted_kdc.h"
 #include "tests/unit/tolk/base/scratch_directory.h"
 #include "tolk/base/exceptions.h"
+#include "tolk/base/logger.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/krb5/binding_tickets.h"
@@ -25,7 +28,7 @@ using test::ScriptedKdc;
 
 constexpr int kUnknownClient = 6, kUnknownServer = 7, kClientRevoked = 18, kTgtRevoked = 20;
 constexpr int kPreauthFailed = 24, kPreauthRequired = 25, kServiceUnavailable = 29,
-              kIntegrityFailed = 31;
+              kIntegrityFailed = 31, kKeyExpired = 23;
 
 KdcAddresses knownKdcs;
 
@@ -46,10 +49,17 @@ std::string methods() {
 }
 
 /// Wants a password first, then refuses it with `code`.
-test::KdcScript refusing(int code) {
-  return [code, asked = 0](const Bytes&) mutable -> std::optional<Bytes> {
-    return ++asked == 1 ? krbError(kPreauthRequired, methods()) : krbError(code);
+test::KdcScript refusing(int code, const std::string& data = {}) {
+  return [=, asked = 0](const Bytes&) mutable -> std::optional<Bytes> {
+    return ++asked == 1 ? krbError(kPreauthRequired, methods()) : krbError(code, data);
   };
+}
+
+/// KERB-ERROR-DATA (MS-KILE 2.2.2) with an NT status.
+std::string extendedError(std::uint32_t status) {
+  std::string value(12, '\0');
+  for (std::size_t i = 0; i < 4; ++i) value[i] = static_cast<char>(status >> (8 * i));
+  return der(0x30, der(0xa1, der(0x02, "\x03")) + der(0xa2, der(0x04, value)));
 }
 
 test::KdcScript answering(int code) {
@@ -64,8 +74,8 @@ class Tickets : public testing::Test {
   }
 
   /// The code of the failure when alice asks for a ticket with a password.
-  int passwordFailure() {
-    const CallbackData data(new Shredder("any"), gic_shredder_callback_data_free_function);
+  int passwordFailure(const char* password = "any") {
+    const CallbackData data(new Shredder(password), gic_shredder_callback_data_free_function);
     return failureOf(*BindingTickets::forUser(kerberos, "alice", "test.realm"),
                      {gic_with_password_callback, data, gic_shredder_callback_data_copy_function,
                       gic_shredder_callback_data_free_function});
@@ -116,6 +126,88 @@ TEST_F(Tickets, ARefusedPasswordIsTriedOnce) {
   }
 }
 
+TEST_F(Tickets, AnEmptyPasswordIsNotSent) {
+  const ScriptedKdc kdc(refusing(kPreauthFailed));
+  knownKdcs = {kdc.address()};
+  EXPECT_EQ(passwordFailure(""), BindError::kInvalidCredentials);
+  EXPECT_EQ(kdc.requests(), 0);
+}
+
+TEST_F(Tickets, ARefusalSaysWhatIsWrongWithTheAccount) {
+  struct Row {
+    int protocolCode;
+    std::uint32_t status;
+    long code;
+    const char* text;
+  };
+  const Row rows[] = {
+      {kClientRevoked, 0xC0000072, KRB5KDC_ERR_CLIENT_REVOKED, "the account is disabled:"},
+      {kClientRevoked, 0xC0000193, KRB5KDC_ERR_CLIENT_REVOKED, "the account has expired"},
+      {kClientRevoked, 0xC0000234, KRB5KDC_ERR_CLIENT_REVOKED, "the account is locked"},
+      {kClientRevoked, 1, KRB5KDC_ERR_CLIENT_REVOKED, "the account is disabled, expired or locked"},
+      {kKeyExpired, 0xC0000224, KRB5KDC_ERR_KEY_EXP, "the password must be changed"},
+      {kKeyExpired, 0xC0000071, KRB5KDC_ERR_KEY_EXP, "the password has expired:"},
+      {kUnknownClient, 1, BindError::kUnknownUser, "the domain has no such account"},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.text);
+    const ScriptedKdc kdc(refusing(row.protocolCode, extendedError(row.status)));
+    knownKdcs = {kdc.address()};
+    EXPECT_EQ(passwordFailure(), static_cast<int>(row.code));
+    EXPECT_THAT(text, testing::HasSubstr(std::string("alice@TEST.REALM: ") + row.text));
+  }
+}
+
+TEST_F(Tickets, TextsOfTheKdcAreEscaped) {
+  constexpr int kGenericError = 60;
+  const ScriptedKdc kdc([](const Bytes&) -> std::optional<Bytes> {
+    return krbError(kGenericError, {}, "\x1b[2J\nPassword is correct");
+  });
+  knownKdcs = {kdc.address()};
+  const auto tickets = BindingTickets::fromCache(kerberos, cacheOf("alice@TEST.REALM"));
+  EXPECT_EQ(failureOf(*tickets, {}), static_cast<int>(KRB5KRB_ERR_GENERIC));
+  EXPECT_THAT(text, testing::HasSubstr("\\x1B[2J\\x0APassword"));
+}
+
+/// A log file at the most detailed level while it lives.
+class DetailedLog {
+ public:
+  explicit DetailedLog(std::string path) : path_(std::move(path)) {
+    openLog(LogSink::file, path_);
+    setLevel("TRACE");
+  }
+  DetailedLog(const DetailedLog&) = delete;
+  DetailedLog& operator=(const DetailedLog&) = delete;
+  ~DetailedLog() {
+    openLog(LogSink::file, "");
+    setLevel(std::string(PN::ROOT_LOGGER_NAME.value));
+  }
+  [[nodiscard]] std::string text() const {
+    std::ifstream in(path_);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+
+ private:
+  static void setLevel(const std::string& level) {
+    Props().set(PN::ROOT_LOGGER_NAME, level);
+    Logger::ReconfigureLevels(Props());
+  }
+  std::string path_;
+};
+
+TEST_F(Tickets, TheTraceHasNothingToTestPasswordsWith) {
+  const DetailedLog log(directory.path("trace"));
+  const ScriptedKdc kdc(refusing(kPreauthFailed));
+  knownKdcs = {kdc.address()};
+  EXPECT_EQ(passwordFailure(), BindError::kInvalidCredentials);
+  const std::string records = log.text();
+  for (const char* kept : {"Getting initial credentials for alice@TEST.REALM",
+                           "Selected etype info: etype aes256-cts (", "Encrypted timestamp ("})
+    EXPECT_THAT(records, testing::HasSubstr(kept));
+  for (const char* secret : {"TEST.REALMalice", "plain ", "aes256-cts/", "\\x0A"})
+    EXPECT_THAT(records, testing::Not(testing::HasSubstr(secret)));
+}
+
 TEST_F(Tickets, TheLibrarySearchesForNoKdcItself) {
   EXPECT_EQ(passwordFailure(), static_cast<int>(KRB5_REALM_UNKNOWN));
 
@@ -135,7 +227,7 @@ TEST_F(Tickets, AServerThatCannotServeNowPassesTheQuestionOn) {
   const ScriptedKdc starting(answering(kServiceUnavailable));
   const ScriptedKdc second(answering(kUnknownClient));
   knownKdcs = {starting.address(), second.address()};
-  EXPECT_EQ(passwordFailure(), static_cast<int>(KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN));
+  EXPECT_EQ(passwordFailure(), BindError::kUnknownUser);
   EXPECT_EQ(starting.requests(), 1);
 }
 
