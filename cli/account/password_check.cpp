@@ -4,6 +4,7 @@
 #include <string>
 
 #include "cli/account/binding.h"
+#include "cli/account/kdc_proof.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
 #include "cli/common/task_context.h"
@@ -78,7 +79,11 @@ int checkPassword(TaskContext& context, const char* server, std::ostream* verbos
   const int status = checkInput(context, "No user credentials are input from verification");
   if (status != exit_status::kSuccess) return status;
   tell(verbose, "Checking user password", context);
-  if (getBinding(context, server, verbose)) return correct(context, quiet);
+  // A pre-check claims nothing, so nothing is proved for it: a report about a broken keytab must
+  // not fail by that keytab.
+  if (getBinding(context, server, verbose) && (quiet || provePassword(context, verbose))) {
+    return correct(context, quiet);
+  }
   std::cout << "Unable to connect to server " << (server == nullptr ? "" : server)
             << ". Reason: " << context.errorMessage << '\n';
   return context.errorCode != 0 ? context.errorCode : exit_status::kMiscError;

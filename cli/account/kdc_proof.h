@@ -1,0 +1,19 @@
+// What stands behind "is correct": whether the KDC that took the password is the domain's.
+#pragma once
+
+#include <iosfwd>
+
+namespace joinscope {
+
+struct TaskContext;
+
+/// For the context's binding as a user. As root on a host that is joined to the context's domain
+/// and has a key of its account, the user's KDC must show that it knows that key (tolk::proveKdc).
+/// Elsewhere there is no secret to test a KDC with; then the proof is that of the bind: the
+/// controller opened a ticket of the same KDC, and every byte after that is sealed. Says on
+/// `verbose` (may be null) which one it was. False when the KDC fails: the context then has message
+/// and status, as if there were no binding. That is no wrong password; it is "could not be
+/// checked".
+bool provePassword(TaskContext& context, std::ostream* verbose);
+
+}  // namespace joinscope
