@@ -2,6 +2,8 @@
 set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # the two programs, not all the tests
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME joinscope)
+set(CPACK_PACKAGE_VERSION ${ORVALD_BASE})
+set(CPACK_DEBIAN_PACKAGE_RELEASE ${PROJECT_VERSION_TWEAK})
 set(CPACK_PACKAGE_CONTACT "The joinscope developers <joinscope@localhost>")
 set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "tells why a host can or cannot use its Active Directory domain")
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)

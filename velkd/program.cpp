@@ -46,7 +46,7 @@ int runAction(const Options& options) {
     case Action::version:
       break;
   }
-  std::cout << "velkd (Orvald " << VELKD_VERSION << ")\n";
+  std::cout << "velkd (Orvald " ORVALD_RELEASE ")\n";
   return exit_status::kSuccess;
 }
 

@@ -26,7 +26,7 @@ std::string serviceInfo() {
   }
   return reply.add("vendor", "Pellion")
       .add("product", "velkd")
-      .add("version", VELKD_VERSION)
+      .add("version", ORVALD_RELEASE)
       .add("url", "")
       .add("interfaces", std::move(names))
       .text();

@@ -19,7 +19,7 @@
 namespace joinscope {
 namespace {
 
-constexpr char kRelease[] = "Orvald 5.7.0-207";
+constexpr char kRelease[] = "Orvald " ORVALD_RELEASE;
 constexpr char kSuiteVersionPath[] = "/usr/share/orvald/etc/orvald_suite_version";
 constexpr char kSuiteUnavailable[] = "Pellion Infrastructure Services Version <unavailable>";
 constexpr char kOrigin[] = "cli_info";           // the source that the records of a start name

@@ -10,11 +10,15 @@ velkdProgram() {
   return 1
 }
 
-# scriptsInstall NODE: the agent's scripts, where the package puts them.
+# scriptsInstall NODE: the agent's scripts and the version file of the build, where the package puts them.
 scriptsInstall() {
-  inNode "$1" mkdir -p /usr/share/orvald/bin /usr/share/orvald/kerberos/bin
+  local program version
+  inNode "$1" mkdir -p /usr/share/orvald/{bin,etc,kerberos/bin}
   inNode "$1" cp -p "$ROOT"/share/. -r /usr/share/orvald/bin
   inNode "$1" ln -sf /usr/bin/klist /usr/share/orvald/kerberos/bin/klist
+  program=$(velkdProgram) || return 0
+  version=${program%/bin/velkd}/orvald_suite_version
+  [[ ! -f $version ]] || inNode "$1" cp "$version" /usr/share/orvald/etc
 }
 
 # agentUp: adopts the join of host1 and starts the daemon there, as far as that is not done yet.
