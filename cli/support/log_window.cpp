@@ -1,5 +1,6 @@
 #include "cli/support/log_window.h"
 
+#include <algorithm>
 #include <array>
 #include <iostream>
 
@@ -15,6 +16,9 @@ constexpr int kDefaultHours = 8;
 constexpr std::time_t kSecondsPerHour = 3600;
 constexpr char kJournalctl[] = "/usr/bin/journalctl";
 constexpr char kNoPager[] = "--no-pager";
+
+// journalctl(1) refuses a time before 1970, in whatever time zone it is told.
+constexpr std::time_t kFirstTime = 24 * kSecondsPerHour;
 
 std::string localTime(std::time_t when) {
   std::tm parts{};
@@ -38,7 +42,7 @@ LogWindow logWindow(const TaskContext& context, std::time_t now) {
   if (begin.empty() && end.empty()) {
     const int hours = context.lastHours == 0 ? kDefaultHours : context.lastHours;
     return {.headline = "System logging information last '" + std::to_string(hours) + "' hours:",
-            .since = "--since=" + localTime(now - hours * kSecondsPerHour),
+            .since = "--since=" + localTime(std::max(now - hours * kSecondsPerHour, kFirstTime)),
             .until = {}};
   }
   return {.headline = headlineOf(begin, end),

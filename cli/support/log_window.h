@@ -17,7 +17,7 @@ struct LogWindow {
 };
 
 /// The window of the context's begin, end and hours. Without any, the last eight hours before
-/// `now`, in local time.
+/// `now`, in local time; more hours than there are since 1970 begin there.
 LogWindow logWindow(const TaskContext& context, std::time_t now);
 
 /// Prints the headline and the journal.

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
+#include <system_error>
 
 namespace joinscope {
 namespace {
@@ -20,6 +21,17 @@ void discardOutput() {
   ::dup2(nowhere.get(), STDOUT_FILENO);
   std::cout.clear();
   std::cout.flush();
+}
+
+// Why the file took not all of it: errno, 0 when no call says. A child's failed write shows here as
+// well: it ends where the room ends, and then there is none for another byte.
+int writeError(int descriptor) {
+  if (::fsync(descriptor) != 0) return errno;
+  const off_t end = ::lseek(descriptor, 0, SEEK_END);
+  if (::fallocate(descriptor, FALLOC_FL_KEEP_SIZE, end, 1) != 0) {
+    return errno == ENOSPC || errno == EDQUOT || errno == EFBIG ? errno : 0;
+  }
+  return ::ftruncate(descriptor, end) == 0 ? 0 : errno;  // gives that byte back
 }
 
 }  // namespace
@@ -54,16 +66,17 @@ ReportFile::~ReportFile() {
 
 bool ReportFile::restore() {
   std::cout.flush();
-  const bool complete = std::cout.good() && ::fsync(STDOUT_FILENO) == 0;
-  const int reason = errno;
+  const int reason = writeError(STDOUT_FILENO);
+  const bool complete = reason == 0 && std::cout.good() && std::cerr.good();
   redirected_ = false;
   if (!complete) discardOutput();
   const bool error = putBack(error_, STDERR_FILENO, "Problem while restoring stderr");
   const bool output = putBack(output_, STDOUT_FILENO, "Problem while restoring stdout");
   std::cerr.clear();
   if (!complete) {
-    errno = reason;
-    std::perror(("WARNING: " + path_ + " is not complete").c_str());
+    std::cerr << "WARNING: " << path_ << " is not complete";
+    if (reason != 0) std::cerr << ": " << std::generic_category().message(reason);
+    std::cerr << '\n';
   }
   return error && output;
 }

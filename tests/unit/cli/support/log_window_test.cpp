@@ -22,6 +22,7 @@ TEST(LogWindow, CountsHoursAcrossTheChangeOfClocks) {
       {"Europe/Berlin", 1774753200, 0, "--since=2026-03-28 20:00:00"},
       {"Europe/Berlin", 1792897200, 0, "--since=2026-10-24 21:00:00"},
       {"UTC", 1774753200, 1, "--since=2026-03-29 02:00:00"},
+      {"America/Lima", 1774753200, 999999, "--since=1970-01-01 19:00:00"},
   };
   for (const Case& row : cases) {
     const tolk::ScopedVariable zone("TZ", row.zone);
