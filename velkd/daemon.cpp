@@ -120,8 +120,8 @@ void serve(const Signals& signals) {
   Directory directory(board, [&cloud] { cloud.connected(); });
   Worker worker(kMaxQueuedJobs, [&directory] { return directory.upkeep(); });
   Service service(
-      board, worker, [&directory](const FetchCall& call) { return directory.fetch(call); }, cloud,
-      mailbox);
+      board, worker, [&directory](const FetchCall& call) { return directory.fetch(call); },
+      [&directory](Clock::time_point since) { directory.look(since); }, cloud, mailbox);
   try {
     serveCallers(signals, worker, service, mailbox, cloud);
   } catch (...) {

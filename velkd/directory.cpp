@@ -13,12 +13,21 @@
 #include "tolk/ldap/sid.h"
 #include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/wire_object.h"
+#include "velkd/health.h"
+#include "velkd/key_check.h"
+#include "velkd/notify.h"
 #include "velkd/rpc_error.h"
 
 namespace velkd {
 namespace {
 
 constexpr std::uint32_t kAccountDisabled = 0x2;  // userAccountControl (MS-ADTS 2.2.16)
+
+// What each look at the computer object is for. The key's version is constructed: it comes when it
+// is named, not with all attributes (MS-ADTS 3.1.1.4.5.16).
+const std::vector<std::string> kLookedAt{tolk::AD_USER_ACCNT_CONTROL, tolk::AD_PWCHG_LAST,
+                                         tolk::AD_KEY_VERSION_NUMBER};
+const std::vector<std::string> kAllAndLookedAt{"*", tolk::AD_KEY_VERSION_NUMBER};
 
 const tolk::Logger& logger() {
   return tolk::Logger::GetThreadPrivateLogger("velkd.directory");
@@ -28,12 +37,16 @@ std::chrono::milliseconds limitOf(const tolk::Property& property) {
   return std::chrono::milliseconds(tolk::Props().getLimitMs(property));
 }
 
-std::string answerOf(const MachineBinding::Read& read) {
+// `reason` says why there is no object, where more is known than that.
+std::string answerOf(const MachineBinding::Read& read, const std::string& reason) {
   tolk::json::Document parameters(rapidjson::kObjectType);
   tolk::json::Allocator& memory = parameters.GetAllocator();
   tolk::json::Value object;
   if (read.found) object = tolk::objectToJson(read.object, memory);
   parameters.AddMember("object", object, memory);
+  if (!reason.empty()) {
+    parameters.AddMember("reason", tolk::json::makeString(reason, memory), memory);
+  }
   return tolk::encodeReply(parameters);
 }
 
@@ -56,7 +69,6 @@ std::string keyOf(const FetchCall& call) {
 }
 
 ObjectState stateOf(const MachineBinding::Read& read) {
-  if (!read.found) return ObjectState::missing;
   if (!read.object.attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return ObjectState::usable;
   const std::uint32_t flags = read.object[tolk::AD_USER_ACCNT_CONTROL].toUInt();
   return (flags & kAccountDisabled) != 0 ? ObjectState::disabled : ObjectState::usable;
@@ -72,11 +84,11 @@ ObjectState stateOf(const MachineBinding::Read& read) {
 Directory::Identity Directory::readIdentity() {
   Identity identity{.domain = tolk::loadSetting(tolk::SETTING_DOMAIN_NAME, false, false),
                     .host = tolk::loadSetting(tolk::SETTING_HOST_NAME, false, false),
-                    .objectName = {}};
+                    .sid = std::nullopt};
   if (identity.domain.empty() || identity.host.empty()) return {};
   identity.host += '\n' + tolk::PreW2KHostName();
   const std::string sid = tolk::loadSetting(tolk::SETTING_HOSTSID, false, false);
-  if (!sid.empty()) identity.objectName = tolk::SID(sid).toDN();
+  if (!sid.empty()) identity.sid = tolk::SID(sid);
   return identity;
 }
 
@@ -117,6 +129,16 @@ void Directory::noteFailure(const std::string& reason) {
   });
 }
 
+void Directory::forgetFailure() {
+  if (lastFailure_.empty()) return;
+  lastFailure_.clear();
+  pause_.succeeded();
+  board_.update([](DirectoryStatus& status) {
+    status.failures = 0;
+    status.lastFailure.clear();
+  });
+}
+
 void Directory::connect() {
   constexpr int kPartOfLifetime = 4;
   auto fresh = std::make_unique<MachineBinding>(MachineIdentity{.domain = identity_.domain});
@@ -141,6 +163,7 @@ void Directory::connect() {
     status.lastFailure.clear();
   });
   nextCheck_ = {};
+  lastLook_ = {};
   if (onConnect_) onConnect_();
 }
 
@@ -158,17 +181,53 @@ MachineBinding& Directory::machine() {
   return *machine_;
 }
 
-void Directory::checkObject() {
-  nextCheck_ = Clock::now() + limitOf(tolk::PN::VELKD_CHECK_INTERVAL);
-  if (identity_.objectName.empty()) return;
-  const MachineBinding::Read read =
-      machine().read(identity_.objectName, {tolk::AD_USER_ACCNT_CONTROL});
-  if (read.found) objectDn_ = read.object.dn();
+// Whether an object with the recorded identifier may have been there: deleted, not another
+// domain's.
+bool Directory::identifierIsOfDomain() {
+  const MachineBinding::Read domain =
+      readFromOwnServer(tolk::LDAPBinding::DNSNameToDN(identity_.domain), {tolk::AD_OBJECT_SID});
+  if (!domain.found || !domain.object.attributeExists(tolk::AD_OBJECT_SID, true)) return true;
+  return identity_.sid->isOfDomain(
+      tolk::SID::fromBinary(domain.object[tolk::AD_OBJECT_SID].toString()));
+}
+
+void Directory::noteObject(const MachineBinding::Read& read) {
+  ObjectState state = ObjectState::missing;
+  std::string problem;
+  if (read.found) {
+    state = stateOf(read);
+    objectDn_ = read.object.dn();
+    problem = keytabProblem(accountKeyOf(read.object), machine_->ticket().principal());
+  } else if (!identifierIsOfDomain()) {
+    state = ObjectState::foreign;
+  }
   board_.update([&](DirectoryStatus& status) {
-    status.object = stateOf(read);
+    if (problem != status.keyProblem && !problem.empty()) {
+      logger().log(tolk::LogLevel::warning, problem);
+    }
+    status.object = state;
     status.objectDn = objectDn_;
+    status.keyProblem = problem;
     status.lastCheck = std::time(nullptr);
   });
+  lastLook_ = Clock::now();
+}
+
+void Directory::checkObject() {
+  nextCheck_ = Clock::now() + limitOf(tolk::PN::VELKD_CHECK_INTERVAL);
+  if (identity_.sid) noteObject(readFromOwnServer(identity_.sid->toDN(), kLookedAt));
+}
+
+void Directory::look(Clock::time_point since) noexcept {
+  try {
+    refreshIdentity();
+    if (!identity_.domain.empty() && lastLook_ < since) notingFailures([this] { checkObject(); });
+  } catch (const RpcError&) {
+    // There is no connection; noted where that was found.
+  } catch (const std::exception& e) {
+    noteFailure(e.what());
+  }
+  tellServiceManager();
 }
 
 // The connection stays as it is until a new one with a new ticket stands.
@@ -194,18 +253,27 @@ void Directory::gather() {
   });
 }
 
+template <typename Step>
+void Directory::notingFailures(const Step& step) {
+  try {
+    step();
+  } catch (const tolk::LDAPException& e) {
+    if (meansLost(e)) disconnect();
+    noteFailure(e.what());
+  }
+}
+
 void Directory::doDue() {
   refreshIdentity();
   if (identity_.domain.empty()) return;
-  MachineBinding& current = machine();
-  if (std::time(nullptr) >= renewAt_ && Clock::now() >= pause_.until()) renewTicket();
-  try {
+  (void)machine();
+  const bool renewalDue = std::time(nullptr) >= renewAt_;
+  if (renewalDue && Clock::now() >= pause_.until()) renewTicket();
+  notingFailures([&] {
     if (Clock::now() >= nextCheck_) checkObject();
     gather();
-  } catch (const tolk::LDAPException& e) {
-    if (meansLost(e) && machine_.get() == &current) disconnect();
-    noteFailure(e.what());
-  }
+    if (!renewalDue && !ranges_.unfinished()) forgetFailure();
+  });
 }
 
 Directory::Clock::time_point Directory::upkeep() noexcept {
@@ -216,6 +284,7 @@ Directory::Clock::time_point Directory::upkeep() noexcept {
   } catch (const std::exception& e) {
     noteFailure(e.what());
   }
+  tellServiceManager();
   const Clock::time_point now = Clock::now();
   Clock::time_point next = now + limitOf(tolk::PN::VELKD_CHECK_INTERVAL);
   if (identity_.domain.empty() || machine_ == nullptr) {
@@ -232,32 +301,64 @@ Directory::Clock::time_point Directory::upkeep() noexcept {
 void Directory::authorize(const FetchCall& call) {
   if (call.privileged) return;
   if (!call.server.empty()) deny();
-  if (identity_.objectName.empty()) deny();
-  if (tolk::equalsIgnoringCase(call.dn, identity_.objectName)) return;
+  if (!identity_.sid) deny();
+  if (isOwnObject(call)) return;
   if (call.dn.starts_with('<')) deny();
   if (objectDn_.empty()) checkObject();
   if (!tolk::equalsIgnoringCase(call.dn, objectDn_)) deny();
 }
 
-MachineBinding::Read Directory::readFromOwnServer(const FetchCall& call) {
+bool Directory::isOwnObject(const FetchCall& call) const {
+  return call.server.empty() && identity_.sid &&
+         tolk::equalsIgnoringCase(call.dn, identity_.sid->toDN());
+}
+
+MachineBinding::Read Directory::readFromOwnServer(const std::string& dn,
+                                                  const std::vector<std::string>& attributes) {
   try {
-    return machine().read(call.dn, call.attributes);
+    return machine().read(dn, attributes);
   } catch (const tolk::LDAPException& e) {
-    if (!meansLost(e)) throw;
+    if (!meansLost(e) || meansSilent(e)) throw;
     disconnect();
-    if (meansSilent(e)) {
-      noteFailure(e.what());
-      throw;
-    }
   }
   // A controller that was restarted, or closed an idle connection: once more, perhaps elsewhere.
-  return machine().read(call.dn, call.attributes);
+  return machine().read(dn, attributes);
 }
 
 MachineBinding::Read Directory::readObject(const FetchCall& call) {
-  if (call.server.empty()) return readFromOwnServer(call);
-  const auto binding = machine().bindTo(identity_.domain, call.server);
-  return MachineBinding::read(*binding, call.dn, call.attributes);
+  if (!call.server.empty()) {
+    const auto binding = machine().bindTo(identity_.domain, call.server);
+    return MachineBinding::read(*binding, call.dn, call.attributes);
+  }
+  try {
+    if (!isOwnObject(call) || !call.attributes.empty()) {
+      return readFromOwnServer(call.dn, call.attributes);
+    }
+    MachineBinding::Read own = readFromOwnServer(call.dn, kAllAndLookedAt);
+    noteObject(own);
+    return own;
+  } catch (const tolk::LDAPException& e) {
+    if (meansLost(e)) {
+      disconnect();
+      noteFailure(e.what());
+    }
+    throw;
+  }
+}
+
+std::string Directory::answer(const FetchCall& call) {
+  const std::string key = keyOf(call);
+  const auto lifetime = limitOf(tolk::PN::VELKD_CACHE_LIFETIME);
+  const bool cached = !call.fresh && !tolk::Props().getBool(tolk::PN::TOLKD_CACHE_DISABLE, false);
+  auto known = cached ? cache_.find(key, lifetime, Clock::now()) : std::nullopt;
+  board_.update(
+      [&](DirectoryStatus& status) { ++(known ? status.cacheHits : status.cacheMisses); });
+  if (known) return std::move(*known);
+  const MachineBinding::Read read = readObject(call);
+  const DirectoryStatus status = board_.get();
+  std::string text = answerOf(read, !read.found && isOwnObject(call) ? objectProblem(status) : "");
+  cache_.store(key, text, lifetime, Clock::now());
+  return text;
 }
 
 std::string Directory::fetch(const FetchCall& call) {
@@ -267,19 +368,20 @@ std::string Directory::fetch(const FetchCall& call) {
       throw RpcError(tolk::daemon_error::kNotJoined, "This host is in no domain.");
     }
     authorize(call);
-    const std::string key = keyOf(call);
-    const auto lifetime = limitOf(tolk::PN::VELKD_CACHE_LIFETIME);
-    const bool cached = !call.fresh && !tolk::Props().getBool(tolk::PN::TOLKD_CACHE_DISABLE, false);
-    auto known = cached ? cache_.find(key, lifetime, Clock::now()) : std::nullopt;
-    board_.update(
-        [&](DirectoryStatus& status) { ++(known ? status.cacheHits : status.cacheMisses); });
-    if (known) return std::move(*known);
-    std::string answer = answerOf(readObject(call));
-    cache_.store(key, answer, lifetime, Clock::now());
-    return answer;
+    std::string text = answer(call);
+    tellServiceManager();
+    return text;
   } catch (const tolk::Base_Exception& e) {
+    tellServiceManager();
     throw RpcError(tolk::daemon_error::kDirectoryFailed, e.what());
   }
+}
+
+void Directory::tellServiceManager() {
+  std::string line = statusLine(board_.get(), std::time(nullptr));
+  if (line == told_) return;
+  notifyServiceManager("STATUS=" + line);
+  told_ = std::move(line);
 }
 
 }  // namespace velkd

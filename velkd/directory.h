@@ -6,10 +6,12 @@
 #include <ctime>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "tolk/ldap/sid.h"
 #include "velkd/domain_ranges.h"
 #include "velkd/machine_binding.h"
 #include "velkd/object_cache.h"
@@ -39,6 +41,10 @@ class Directory {
   /// too short ago. Throws RpcError.
   [[nodiscard]] std::string fetch(const FetchCall& call);
 
+  /// Looks at the computer object now, unless that was done after `since`; the board shows what
+  /// came of it. Connects first as fetch() does. Throws nothing.
+  void look(Clock::time_point since) noexcept;
+
   /// Does what is due: connects, looks at the computer object, renews the ticket, goes on gathering
   /// identifier ranges. Returns when to come again. Throws nothing.
   [[nodiscard]] Clock::time_point upkeep() noexcept;
@@ -48,7 +54,7 @@ class Directory {
   struct Identity {
     std::string domain;
     std::string host;
-    std::string objectName;  // "<SID=...>"; "" when no identifier is recorded
+    std::optional<tolk::SID> sid;  // of the computer object
 
     bool operator==(const Identity&) const = default;
   };
@@ -58,6 +64,7 @@ class Directory {
   void connect();
   void disconnect();
   void noteFailure(const std::string& reason);
+  void forgetFailure();
   [[nodiscard]] MachineBinding& machine();
   void checkObject();
   void renewTicket();
@@ -65,7 +72,16 @@ class Directory {
   void doDue();
   void authorize(const FetchCall& call);
   [[nodiscard]] MachineBinding::Read readObject(const FetchCall& call);
-  [[nodiscard]] MachineBinding::Read readFromOwnServer(const FetchCall& call);
+  [[nodiscard]] MachineBinding::Read readFromOwnServer(const std::string& dn,
+                                                       const std::vector<std::string>& attributes);
+  [[nodiscard]] std::string answer(const FetchCall& call);
+  [[nodiscard]] bool isOwnObject(const FetchCall& call) const;
+  [[nodiscard]] bool identifierIsOfDomain();
+  void noteObject(const MachineBinding::Read& read);
+  // A read that fails is noted, and ends the connection when that is lost.
+  template <typename Step>
+  void notingFailures(const Step& step);
+  void tellServiceManager();
 
   StatusBoard& board_;
   std::function<void()> onConnect_;
@@ -76,7 +92,9 @@ class Directory {
   ReconnectPause pause_;
   std::string lastFailure_;
   std::string objectDn_;
+  std::string told_;  // to the service manager
   std::time_t renewAt_ = 0;
+  Clock::time_point lastLook_{};
   Clock::time_point nextCheck_{};
   Clock::time_point nextGathering_{};
 };

@@ -31,19 +31,21 @@ method Authenticate() -> (uid: int, privileged: bool)
 
 # Reads one directory object. An empty server leaves the choice of the domain controller to the daemon. No attributes
 # means all. Unless fresh is set the answer may come from the daemon's cache. There is no object in the answer when
-# there is none in the directory. dn may be a name or "<SID=...>" (MS-ADTS 3.1.1.3.1.2.4).
-method FetchObject(server: string, dn: string, attributes: []string, fresh: bool) -> (object: ?Object)
+# there is none in the directory; reason then says what is known about that, for people. dn may be a name or
+# "<SID=...>" (MS-ADTS 3.1.1.3.1.2.4).
+method FetchObject(server: string, dn: string, attributes: []string, fresh: bool) -> (object: ?Object, reason: ?string)
 
 # Names the domain controller that the daemon works with; empty when it has none.
 method GetCurrentDC() -> (host: string)
 
 # Describes the daemon's modules for people. modules is a set of bits, 0 to 4294967295:
 # 0x1 dns, 0x2 domain, 0x4 netstate, 0x8 adagent, 0x10 config, 0x80 pmon, 0x100 pmon_enable, 0x200 pmon_disable,
-# 0x400 zone, 0x800 health, 0x1000 orb.
+# 0x400 zone, 0x800 health, 0x1000 orb. For adagent and health it looks at this host's object first.
 method GetSystemInfo(modules: int) -> (text: string)
 
 # The identifier ranges of the forest's domains, which the daemon gathers in the background. For root.
-# That of a domain which cannot be reached is "<unavailable>".
+# That of a domain which cannot be reached is "<unavailable>". StillGathering while they are on their way, DirectoryFailed
+# while nothing comes because there is no connection to the domain.
 method GetDomainIdentifiers() -> (ranges: []Range)
 
 # The cloud platform that this host uses; for root. code: 0 none is configured, 1 connected, 2 connected through a web

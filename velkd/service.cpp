@@ -2,6 +2,7 @@
 #include "velkd/service.h"
 
 #include <array>
+#include <atomic>
 #include <cstdint>
 #include <limits>
 #include <string_view>
@@ -10,6 +11,7 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/run_queue.h"
 #include "tolk/rpc/varlink_wire.h"
 #include "velkd/interface_text.h"
 #include "velkd/service_call.h"
@@ -53,6 +55,16 @@ std::string messageMember(const json::Document& message) {
   if (!message.IsObject()) throw tolk::BadDataException("The call is no JSON object");
   return json::stringMember(message, "method");
 }
+
+/// What is done when a time is over.
+class Deadline final : public tolk::QueueAble {
+ public:
+  explicit Deadline(std::function<void()> act) : QueueAble("deadline"), act_(std::move(act)) {}
+  void run() override { act_(); }
+
+ private:
+  std::function<void()> act_;
+};
 
 }  // namespace
 
@@ -178,10 +190,37 @@ std::optional<std::string> Service::getSystemInfo(const Call& call) {
   }
   if (counting && *counting) counters_.enable();
   if (counting && !*counting) counters_.disable();
-  return Reply()
-      .add("text",
-           systemInfoText(modules.GetUint(), readSystemFacts(privileged, board_, counters_)))
-      .text();
+  const auto describe = [this, privileged, mask = modules.GetUint()](bool looked) {
+    SystemFacts facts = readSystemFacts(privileged, board_, counters_);
+    facts.directoryIsSilent = !looked;
+    return Reply().add("text", systemInfoText(mask, facts)).text();
+  };
+  const bool ofNow = (modules.GetUint() & (Module::adAgent | Module::health)) != 0;
+  const DirectoryStatus status = board_.get();
+  // Without a connection nothing is to be seen, and the board says why.
+  const bool mayLook = status.connected || status.lastFailure.empty();
+  if (ofNow && mayLook && lookFirst(Later(call), describe)) return std::nullopt;
+  return describe(true);
+}
+
+// The worker may be waiting for a server that is of no interest here, so the answer does not wait
+// for it without limit: it is given once, by whoever comes first.
+bool Service::lookFirst(const Later& later, std::function<std::string(bool)> make) {
+  const auto given = std::make_shared<std::atomic_flag>();
+  const auto give = [this, given, later, make = std::move(make)](bool looked) {
+    if (!given->test_and_set()) answerLater(later, [&] { return make(looked); });
+  };
+  const bool posted = worker_.post([this, give, since = later.started] {
+    look_(since);
+    give(true);
+  });
+  if (!posted) return false;
+  constexpr int kPartOfTheCallersLimit = 2;
+  tolk::RunQueue::getRunQueue("deadlines", true, 1)
+      ->queue(std::make_shared<Deadline>([give] { give(false); }),
+              std::chrono::milliseconds(tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT)) /
+                  kPartOfTheCallersLimit);
+  return true;
 }
 
 std::optional<std::string> Service::getDomainIdentifiers(const Call& call) {
@@ -194,8 +233,14 @@ std::optional<std::string> Service::getDomainIdentifiers(const Call& call) {
     throw RpcError(tolk::daemon_error::kNotJoined, "This host is in no domain.");
   }
   if (!status.rangesKnown) {
-    throw RpcError(tolk::daemon_error::kStillGathering,
-                   "The domain identifier ranges are not known yet.");
+    const std::string notYet = "The domain identifier ranges are not known yet.";
+    if (status.lastFailure.empty()) {
+      worker_.wake();  // a join that was taken over for another caller has its upkeep only later
+      throw RpcError(tolk::daemon_error::kStillGathering, notYet);
+    }
+    throw RpcError(status.connected ? tolk::daemon_error::kStillGathering
+                                    : tolk::daemon_error::kDirectoryFailed,
+                   notYet + " " + status.lastFailure);
   }
   Reply reply;
   json::Value ranges(rapidjson::kArrayType);

@@ -24,11 +24,16 @@ class Service {
  public:
   /// `fetch` runs on the worker's thread and gives the text of an answer or throws RpcError.
   using Fetch = std::function<std::string(const FetchCall&)>;
+  /// Runs there, too, and brings the board up to date unless that happened after the given time. It
+  /// throws nothing.
+  using Look = std::function<void(std::chrono::steady_clock::time_point since)>;
 
-  Service(const StatusBoard& board, Worker& worker, Fetch fetch, CloudDesk& cloud, Mailbox& mailbox)
+  Service(const StatusBoard& board, Worker& worker, Fetch fetch, Look look, CloudDesk& cloud,
+          Mailbox& mailbox)
       : board_(board),
         worker_(worker),
         fetch_(std::move(fetch)),
+        look_(std::move(look)),
         cloud_(cloud),
         mailbox_(mailbox) {}
 
@@ -42,6 +47,7 @@ class Service {
   [[nodiscard]] std::optional<std::string> run(const Call& call);
   [[nodiscard]] std::optional<std::string> fetchObject(const Call& call);
   [[nodiscard]] std::optional<std::string> getSystemInfo(const Call& call);
+  [[nodiscard]] bool lookFirst(const Later& later, std::function<std::string(bool)> make);
   [[nodiscard]] std::optional<std::string> getDomainIdentifiers(const Call& call);
   [[nodiscard]] std::optional<std::string> getCloudInstance(const Call& call);
   [[nodiscard]] std::optional<std::string> logPrivilegeEvent(const Call& call);
@@ -56,6 +62,7 @@ class Service {
   const StatusBoard& board_;
   Worker& worker_;
   Fetch fetch_;
+  Look look_;
   CloudDesk& cloud_;
   Mailbox& mailbox_;
   Counters counters_;

@@ -10,7 +10,13 @@
 namespace velkd {
 
 /// What the directory last said about this host's own computer object.
-enum class ObjectState { unknown, usable, missing, disabled };
+enum class ObjectState {
+  unknown,
+  usable,
+  missing,  ///< there is no object with the recorded identifier
+  foreign,  ///< nor can there be: the identifier is not of the joined domain
+  disabled,
+};
 
 /// A picture of the daemon's work with the directory.
 struct DirectoryStatus {
@@ -22,6 +28,7 @@ struct DirectoryStatus {
   std::string principal;   ///< the computer account
   std::string objectDn;    ///< the computer object; "" until it was seen
   ObjectState object = ObjectState::unknown;
+  std::string keyProblem;  ///< why the keytab does not serve the account; "" when it does
   std::time_t connectedSince = 0;
   std::time_t ticketEnd = 0;
   std::time_t lastCheck = 0;  ///< when the object was last looked at

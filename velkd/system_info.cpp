@@ -11,6 +11,8 @@
 #include "tolk/base/text.h"
 #include "tolk/net/interfaces.h"
 #include "velkd/connector_service.h"
+#include "velkd/health.h"
+#include "velkd/time_text.h"
 
 namespace velkd {
 namespace {
@@ -23,15 +25,6 @@ void line(Output& out, std::string_view label, const std::string& value) {
 
 void line(Output& out, std::string_view label, std::uint64_t value) {
   line(out, label, std::to_string(value));
-}
-
-std::string timeText(std::time_t time) {
-  if (time == 0) return {};
-  constexpr std::size_t kMaxText = 50;
-  std::tm local{};
-  std::array<char, kMaxText> text{};
-  if (::localtime_r(&time, &local) == nullptr) return {};
-  return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %T %Z", &local)};
 }
 
 std::string setting(const SystemFacts& facts, std::string_view name) {
@@ -84,6 +77,8 @@ const char* objectText(ObjectState state) {
       return "usable";
     case ObjectState::missing:
       return "does not exist";
+    case ObjectState::foreign:
+      return "does not exist; the recorded identifier is of another domain";
     case ObjectState::disabled:
       return "disabled";
     case ObjectState::unknown:
@@ -145,24 +140,14 @@ void writeZone(Output& out, const SystemFacts& facts) {
 }
 
 std::vector<std::string> problemsOf(const SystemFacts& facts) {
-  const DirectoryStatus& status = facts.directory;
-  std::vector<std::string> problems;
-  if (!facts.settingsProblem.empty()) problems.push_back(facts.settingsProblem);
-  if (status.joined && !status.connected) {
+  std::vector<std::string> problems = directoryProblems(facts.directory, facts.now);
+  if (!facts.settingsProblem.empty()) problems.insert(problems.begin(), facts.settingsProblem);
+  if (facts.directoryIsSilent) {
+    const std::string last = timeText(facts.directory.lastCheck);
     problems.push_back(
-        "There is no connection to the domain: " +
-        (status.lastFailure.empty() ? "it has not been tried yet." : status.lastFailure));
+        "The directory has not answered in time." +
+        (last.empty() ? "" : " The last look at the computer object is of " + last + "."));
   }
-  if (status.object == ObjectState::missing) {
-    problems.emplace_back("The computer object does not exist any more. Join this computer again.");
-  }
-  if (status.object == ObjectState::disabled) {
-    problems.emplace_back("The computer object is disabled. Enable it in the directory.");
-  }
-  if (status.ticketEnd != 0 && facts.now >= status.ticketEnd) {
-    problems.emplace_back("The ticket of the computer account has ended and cannot be renewed.");
-  }
-  if (status.connected && !status.lastFailure.empty()) problems.push_back(status.lastFailure);
   return problems;
 }
 

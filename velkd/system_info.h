@@ -36,6 +36,7 @@ struct SystemFacts {
   bool privileged = false;  ///< the caller is root: only root sees the configuration
   std::time_t now = 0;
   DirectoryStatus directory;
+  bool directoryIsSilent = false;               ///< the look that was asked for now is not over yet
   std::map<std::string, std::string> settings;  ///< join settings that have a value, by name
   std::string settingsProblem;                  ///< why the join is not usable; "" when it is
   tolk::Properties::Map config;

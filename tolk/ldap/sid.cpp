@@ -95,6 +95,13 @@ std::string SID::toBinary() const {
   return bytes;
 }
 
+bool SID::isOfDomain(const SID& domain) const {
+  return authority_ == domain.authority_ &&
+         subAuthorities_.size() == domain.subAuthorities_.size() + 1 &&
+         std::equal(domain.subAuthorities_.begin(), domain.subAuthorities_.end(),
+                    subAuthorities_.begin());
+}
+
 std::string SID::toDN() const {
   return "<SID=" + toString() + ">";
 }

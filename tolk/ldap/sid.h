@@ -23,6 +23,9 @@ class SID {
   /// The last sub-authority: the account within its domain.
   [[nodiscard]] std::uint32_t rid() const noexcept { return subAuthorities_.back(); }
 
+  /// Whether it is an account of the domain with the identifier `domain` (MS-DTYP 2.4.2.4).
+  [[nodiscard]] bool isOfDomain(const SID& domain) const;
+
   bool operator==(const SID&) const = default;
 
  private:

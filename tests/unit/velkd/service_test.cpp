@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 
+#include <future>
+
 #include "tests/support/platform_server.h"
 #include "tests/unit/cloud/fixed_connectors.h"
 #include "tolk/base/exceptions.h"
@@ -68,13 +70,17 @@ class ServiceTest : public testing::Test {
   Desk cloud_;
   Worker worker_{4, [] { return std::chrono::steady_clock::now() + std::chrono::hours(1); }};
   FetchCall fetched_;
+  std::function<void()> look_ = [] {};
   Service::Fetch fetch_ = [](const FetchCall&) { return R"({"parameters":{}})"; };
-  Service service_{board_, worker_,
+  Service service_{board_,
+                   worker_,
                    [this](const FetchCall& c) {
                      fetched_ = c;
                      return fetch_(c);
                    },
-                   cloud_, mailbox_};
+                   [this](Clock::time_point) { look_(); },
+                   cloud_,
+                   mailbox_};
 };
 
 TEST_F(ServiceTest, CallerIsWhoTheKernelSays) {
@@ -200,6 +206,13 @@ TEST_F(ServiceTest, IdentifiersAreForRootAndStillGatheredUntilKnown) {
   EXPECT_NE(call("GetDomainIdentifiers", "{}").find("velkd.NotJoined"), std::string::npos);
   board_.update([](DirectoryStatus& status) { status.joined = true; });
   EXPECT_NE(call("GetDomainIdentifiers", "{}").find("velkd.StillGathering"), std::string::npos);
+  board_.update([](DirectoryStatus& status) { status.lastFailure = "The account is disabled."; });
+  EXPECT_EQ(call("GetDomainIdentifiers", "{}"),
+            R"({"error":"org.orvald.velkd.DirectoryFailed","parameters":{"message":)"
+            R"("The domain identifier ranges are not known yet. The account is disabled."}})")
+      << "there is nothing to wait for without a connection";
+  board_.update([](DirectoryStatus& status) { status.connected = true; });
+  EXPECT_NE(call("GetDomainIdentifiers", "{}").find("velkd.StillGathering"), std::string::npos);
   board_.update([](DirectoryStatus& status) {
     status.rangesKnown = true;
     status.ranges = {{"B.TEST", "1-2"}, {"A.TEST", "none left"}};
@@ -207,6 +220,23 @@ TEST_F(ServiceTest, IdentifiersAreForRootAndStillGatheredUntilKnown) {
   EXPECT_EQ(call("GetDomainIdentifiers", "{}"),
             R"({"parameters":{"ranges":[{"key":"A.TEST","value":"none left"},)"
             R"({"key":"B.TEST","value":"1-2"}]}})");
+}
+
+TEST_F(ServiceTest, HealthIsLookedAtAnewAndWaitsForNoBusyWorker) {
+  const auto health = [this] { return call("GetSystemInfo", R"({"modules":2048})"); };
+  look_ = [this] {  // the first one, which connects
+    board_.update([](DirectoryStatus& status) {
+      status.joined = status.connected = true;
+      status.object = ObjectState::disabled;
+    });
+  };
+  EXPECT_THAT(health(), testing::HasSubstr("The computer object is disabled."));
+  tolk::Props().set(tolk::PN::VELKD_RPC_TIMEOUT, "0.2");
+  std::promise<void> over;
+  look_ = [&over] { over.get_future().wait(); };
+  EXPECT_THAT(health(), testing::HasSubstr("The directory has not answered in time."));
+  over.set_value();
+  tolk::Props().set(tolk::PN::VELKD_RPC_TIMEOUT, "10");
 }
 
 TEST_F(ServiceTest, CountersCountWhileTheyAreOnAndOnlyRootSwitchesThem) {
