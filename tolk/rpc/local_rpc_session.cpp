@@ -15,9 +15,13 @@
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
+#include "tolk/base/no_cache_mode.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/rpc/daemon_protocol.h"
+#include "tolk/rpc/unanswered_calls.h"
 #include "tolk/rpc/wire_object.h"
 
 namespace tolk {
@@ -80,6 +84,13 @@ bool isErrorAnswer(const IPCException& e) {
   return e.code() == IpcError::kErrorAnswer || e.code() == IpcError::kStillGathering;
 }
 
+// Behind the error's name; the name where there is no message.
+std::string messageOf(const IPCException& refusal) {
+  const std::string text = refusal.what();
+  const std::size_t end = text.find(": ");
+  return end == std::string::npos ? text : text.substr(end + 2);
+}
+
 std::string describe(std::string_view method, const IPCException& e,
                      std::chrono::milliseconds limit) {
   std::string text = "velkd, " + std::string(method) + ": " + e.what();
@@ -107,23 +118,37 @@ struct Parameters {
 
 LocalRpcSession::LocalRpcSession(const std::string& directory, bool waitForDaemon,
                                  bool authenticate)
-    : limit_(Props().getLimitMs(PN::VELKD_RPC_TIMEOUT)) {
-  const std::string path = directory + "/" + std::string(kDaemonSocketName);
-  UniqueFd socket = connectTo(path, waitForDaemon, limit_);
-  checkPeer(socket.get(), path);
+    : path_(directory + "/" + std::string(kDaemonSocketName)),
+      limit_(Props().getLimitMs(PN::VELKD_RPC_TIMEOUT)) {
+  UniqueFd socket = connectTo(path_, waitForDaemon, limit_);
+  checkPeer(socket.get(), path_);
   stream_ = std::make_unique<VarlinkStream>(std::move(socket));
   if (authenticate) authenticateProcess();
 }
 
 void LocalRpcSession::call(std::string_view method, const json::Value& parameters,
                            const std::function<void(const json::Value&)>& take) {
-  callWithin(limit_, method, parameters, take);
+  try {
+    if (const auto waited = waitedInVain(path_, method); waited.count() > 0) {
+      stream_.reset();
+      throw IPCException(describe(method,
+                                  IPCException("Is not asked again, it has stayed silent before",
+                                               IpcError::kTimeout),
+                                  waited),
+                         IpcError::kTimeout);
+    }
+    callWithin(limit_, method, parameters, take);
+  } catch (const IPCException& e) {
+    if (e.code() == IpcError::kTimeout) noteUnanswered(path_, method, limit_);
+    throw;
+  }
 }
 
 void LocalRpcSession::callWithin(std::chrono::milliseconds limit, std::string_view method,
                                  const json::Value& parameters,
                                  const std::function<void(const json::Value&)>& take) {
   try {
+    refusal_.clear();
     if (!stream_) throw IPCException("The session was closed by a failure", IpcError::kFailed);
     const WireDeadline deadline = std::chrono::steady_clock::now() + limit;
     stream_->send(encodeCall(method, parameters), deadline);
@@ -131,6 +156,7 @@ void LocalRpcSession::callWithin(std::chrono::milliseconds limit, std::string_vi
   } catch (const IPCException& e) {
     // What comes later on this connection could be the answer to this call.
     if (!isErrorAnswer(e)) stream_.reset();
+    if (isErrorAnswer(e)) refusal_ = messageOf(e);
     throw IPCException(describe(method, e, limit), e.code());
   } catch (const BadDataException& e) {
     stream_.reset();
@@ -155,12 +181,16 @@ boost::shared_ptr<ADObject> LocalRpcSession::ldapFetch(const std::string& server
     names.PushBack(json::makeString(name, parameters.memory()), parameters.memory());
   }
   parameters.add("attributes", std::move(names));
-  parameters.add("fresh", json::Value(fresh));
+  parameters.add("fresh", json::Value(fresh || NoCacheMode::active()));
 
   boost::shared_ptr<ADObject> object;
   call(daemon_method::kFetchObject, parameters.value, [&object](const json::Value& reply) {
     const json::Value* found = json::findMember(reply, "object");
     if (found != nullptr) object = boost::make_shared<ADObject>(objectFromJson(*found));
+    const json::Value* reason = json::findMember(reply, "reason");
+    if (reason != nullptr && reason->IsString()) {
+      noteTrouble("base.rpc", "velkd: " + printable(reason->GetString()));
+    }
   });
   return object;
 }

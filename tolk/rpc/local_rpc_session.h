@@ -19,8 +19,9 @@
 
 namespace tolk {
 
-/// One connection, closed with the object. Each call waits at most PN::VELKD_RPC_TIMEOUT. A call
-/// that fails throws IPCException with a code of IpcError; after any but kErrorAnswer and
+/// One connection, closed with the object. Each call waits at most PN::VELKD_RPC_TIMEOUT, and not
+/// at all when this process has waited for the same one in vain before: it fails as it did then. A
+/// call that fails throws IPCException with a code of IpcError; after any but kErrorAnswer and
 /// kStillGathering the session is of no more use and later calls throw at once. Not for use from
 /// several threads.
 class LocalRpcSession {
@@ -37,9 +38,11 @@ class LocalRpcSession {
   /// (unix(7), SO_PEERCRED).
   void authenticateProcess();
 
-  /// Reads one directory object through the daemon: its cache, or with `fresh` the directory.
+  /// Reads one directory object through the daemon: its cache, or with `fresh`, or while
+  /// NoCacheMode is active, the directory.
   /// `server` "" leaves the choice of the controller to the daemon; no `attributes` means all.
-  /// Empty when the object does not exist.
+  /// Empty when the object does not exist; what the daemon knows about that is a trouble
+  /// (tolk/base/troubles.h).
   boost::shared_ptr<ADObject> ldapFetch(const std::string& server, const std::string& dn,
                                         const std::vector<std::string>& attributes, bool fresh);
 
@@ -69,6 +72,9 @@ class LocalRpcSession {
   /// does not know them yet.
   std::vector<std::pair<std::string, std::string>> getDomainIdentifiers();
 
+  /// What the daemon said when it last answered with an error, for people; "" when nothing.
+  [[nodiscard]] const std::string& refusal() const noexcept { return refusal_; }
+
  private:
   // Sends a call and hands the parameters of its answer to `take`.
   void call(std::string_view method, const json::Value& parameters,
@@ -79,7 +85,9 @@ class LocalRpcSession {
 
   MfaStep mfaCall(std::string_view method, const json::Value& parameters);
 
+  std::string path_;  // of the socket
   std::chrono::milliseconds limit_;
+  std::string refusal_;
   std::unique_ptr<VarlinkStream> stream_;  // null after a failure
 };
 

@@ -9,10 +9,13 @@
 #include <new>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/logger.h"
+#include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/rpc/local_rpc_session.h"
 
 struct OrvSession {
@@ -42,14 +45,18 @@ constexpr std::array kTexts{
     CodeText{OrvCode::kRefused, "The agent daemon answered with an error"},
 };
 
+// What the daemon said to this thread's last call that it refused.
+thread_local std::string lastRefusal;
+
 int codeOf(const tolk::IPCException& failure) {
   if (failure.code() == tolk::IpcError::kStillGathering) return OrvCode::kStillGathering;
   if (failure.code() == tolk::IpcError::kErrorAnswer) return OrvCode::kRefused;
   return OrvCode::kBroken;
 }
 
-int logged(int code, const char* what) {
-  tolk::Logger::GetThreadPrivateLogger("base.rpc").log(tolk::LogLevel::debug, what);
+// A code does not carry the reason.
+int noted(int code, const char* what) {
+  tolk::noteTrouble("base.rpc", tolk::printable(what));
   return code;
 }
 
@@ -61,16 +68,25 @@ int coded(Call call) noexcept {
       call();
       return OrvCode::kSuccess;
     } catch (const tolk::IOException& failure) {
-      return logged(OrvCode::kNoDaemon, failure.what());
+      return noted(OrvCode::kNoDaemon, failure.what());
     } catch (const tolk::IPCException& failure) {
-      return logged(codeOf(failure), failure.what());
+      return noted(codeOf(failure), failure.what());
     } catch (const std::bad_alloc&) {
       return OrvCode::kNoMemory;
     } catch (const std::exception& failure) {
-      return logged(OrvCode::kFailed, failure.what());
+      return noted(OrvCode::kFailed, failure.what());
     }
   } catch (...) {  // the log itself failed
     return OrvCode::kFailed;
+  }
+}
+
+std::vector<std::pair<std::string, std::string>> rangesOf(tolk::LocalRpcSession& rpc) {
+  try {
+    return rpc.getDomainIdentifiers();
+  } catch (const tolk::IPCException&) {
+    lastRefusal = rpc.refusal();
+    throw;
   }
 }
 
@@ -88,7 +104,8 @@ int orvSessionOpen(int version, int client, OrvSession** session) noexcept {
   *session = nullptr;
   if (version != kInterfaceVersion) return OrvCode::kBadArgument;
   return coded([client, session] {
-    logged(OrvCode::kSuccess, ("session of client " + std::to_string(client)).c_str());
+    tolk::Logger::GetThreadPrivateLogger("base.rpc")
+        .log(tolk::LogLevel::debug, "session of client " + std::to_string(client));
     *session =
         std::make_unique<OrvSession>(tolk::LocalRpcSession(tolk::kDaemonDirectory, false, true))
             .release();
@@ -99,7 +116,7 @@ int orvGetDomainRids(OrvSession* session, OrvKeyValue** set) noexcept {
   if (session == nullptr || set == nullptr) return OrvCode::kBadArgument;
   *set = nullptr;
   return coded([session, set] {
-    const auto ranges = session->rpc.getDomainIdentifiers();
+    const auto ranges = rangesOf(session->rpc);
     // Zeroed, so that the set ends well wherever a copy fails.
     KeyValueSet pairs(
         static_cast<OrvKeyValue*>(std::calloc(ranges.size() + 1, sizeof(OrvKeyValue))));
@@ -126,6 +143,7 @@ void orvFreeKeyValueSet(OrvKeyValue* set) noexcept {
 }
 
 const char* orvGetOrvCodeStr(int code) noexcept {
+  if (code == OrvCode::kRefused && !lastRefusal.empty()) return lastRefusal.c_str();
   for (const CodeText& row : kTexts) {
     if (row.code == code) return row.text;
   }

@@ -40,7 +40,8 @@ void orvSessionClose(OrvSession* session) noexcept;
 /// Frees a set; null is allowed.
 void orvFreeKeyValueSet(OrvKeyValue* set) noexcept;
 
-/// A sentence about a code, valid as long as the process.
+/// A sentence about a code: for kRefused the daemon's own, if it gave one to this thread's last
+/// call. Valid until the thread's next call.
 const char* orvGetOrvCodeStr(int code) noexcept;
 
 }  // extern "C"

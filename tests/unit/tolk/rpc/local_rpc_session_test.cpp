@@ -13,8 +13,10 @@
 #include "tests/unit/tolk/base/scratch_directory.h"
 #include "tests/unit/tolk/rpc/scripted_daemon.h"
 #include "tolk/base/exceptions.h"
+#include "tolk/base/no_cache_mode.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/troubles.h"
 #include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/wire_object.h"
 
@@ -137,7 +139,54 @@ TEST_F(Session, SilenceEndsAtTheConfiguredLimitAndTheSessionWithIt) {
   EXPECT_THAT(failureOf<IPCException>(ask),
               testing::AllOf(testing::StartsWith(std::to_string(IpcError::kTimeout)),
                              HasSubstr("(velkd.rpc.timeout, 100 ms)")));
-  EXPECT_THAT(failureOf<IPCException>(ask), HasSubstr("closed by a failure"));
+  Props().set(PN::VELKD_RPC_TIMEOUT, "10");
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_THAT(failureOf<IPCException>(ask), HasSubstr("stayed silent before"));
+  LocalRpcSession next(directory_.path(), false, false);
+  EXPECT_THAT(failureOf<IPCException>([&] { (void)next.getCurrentDC(); }),
+              testing::AllOf(testing::StartsWith(std::to_string(IpcError::kTimeout)),
+                             HasSubstr("stayed silent before (100 ms)")));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST_F(Session, ACallThatIsSlowDoesNotSilenceTheOthersUnlessNobodyIsThere) {
+  Props().set(PN::VELKD_RPC_TIMEOUT, "0.1");
+  const auto object = [this] {
+    (void)LocalRpcSession(directory_.path(), false, false).ldapFetch("", "CN=x", {}, true);
+  };
+  const auto controller = [this] {
+    return LocalRpcSession(directory_.path(), false, false).getCurrentDC();
+  };
+  {
+    const UniqueFd mute = listenAt(socket_);
+    EXPECT_THAT(failureOf<IPCException>(object), HasSubstr("100 ms"));
+    std::filesystem::remove(socket_);
+  }
+  {
+    const ScriptedDaemon daemon(socket_, {R"({"parameters":{"host":"dc1"}})" + "\0"s});
+    EXPECT_EQ(controller(), "dc1");
+    std::filesystem::remove(socket_);
+  }
+  const UniqueFd mute = listenAt(socket_);
+  EXPECT_THAT(failureOf<IPCException>([this] { LocalRpcSession(directory_.path(), false, true); }),
+              HasSubstr("Authenticate"));
+  EXPECT_THAT(failureOf<IPCException>([&] { (void)controller(); }),
+              HasSubstr("stayed silent before"));
+  Props().set(PN::VELKD_RPC_TIMEOUT, "10");
+}
+
+TEST_F(Session, WithTheCacheOffEveryReadAsksForTheDirectory) {
+  Props(false, false).set(PN::TOLKD_CACHE_DISABLE, "true");
+  NoCacheMode::reset();
+  ScriptedDaemon daemon(socket_,
+                        {R"({"parameters":{"object":null,"reason":"Not of lab.test."}})" + "\0"s});
+  LocalRpcSession session(directory_.path(), false, false);
+  (void)takeTroubles();
+  EXPECT_FALSE(session.ldapFetch("", "CN=x", {}, false));
+  EXPECT_THAT(daemon.calls().front(), HasSubstr(R"("fresh":true)"));
+  EXPECT_THAT(takeTroubles(), testing::ElementsAre("velkd: Not of lab.test."));
+  Props(false, false).set(PN::TOLKD_CACHE_DISABLE, "false");
+  NoCacheMode::reset();
 }
 
 TEST_F(Session, GoesOnAfterAnErrorAnswer) {
