@@ -70,7 +70,7 @@ int main2(int argc, char** argv) {
   if (status != exit_status::kSuccess || options.task == Task::help) return status;
 
   std::ostream* diag = options.verbose ? &std::cerr : nullptr;
-  TaskContext context(options.credentials, options.domain, diag);
+  TaskContext context(options.credentials, options.domain, &std::cerr);
   takeLogWindow(context, options);
   checkKeySets(context);
   disableCache();

@@ -9,6 +9,8 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/lock_file.h"
+#include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/ad_object.h"
 #include "tolk/ldap/sid.h"
@@ -22,8 +24,26 @@ constexpr char kSettingsDirectory[] = "/var/orvald";
 constexpr char kLockPath[] = "/var/run/velkd.lock";
 constexpr int kAccountDisabled = 0x2;  // ADS_UF_ACCOUNTDISABLE
 
+// The only trace of why a state is what it is.
+void noteReason(const std::exception& reason) noexcept {
+  try {
+    tolk::noteTrouble("cli.joinscope", tolk::printable(reason.what()));
+  } catch (const std::exception&) {
+    return;  // the state stands without it
+  }
+}
+
+tolk::SID recordedIdentifier(const tolk::JoinSettings& settings) {
+  try {
+    return tolk::SID(settings.load(tolk::SETTING_HOSTSID, false, true));
+  } catch (const tolk::IOException& e) {
+    // No word about the daemon: it may well be reached.
+    throw tolk::TOLKException(e.what(), e.code());
+  }
+}
+
 AgentState computerObjectState(tolk::LocalRpcSession& session, const tolk::JoinSettings& settings) {
-  const tolk::SID sid(settings.load(tolk::SETTING_HOSTSID, false, false));
+  const tolk::SID sid = recordedIdentifier(settings);
   const boost::shared_ptr<tolk::ADObject> computer = session.ldapFetch("", sid.toDN(), {}, false);
   if (!computer || computer->empty()) return AgentState::objectDeleted;
   if (!computer->attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return AgentState::connected;
@@ -36,7 +56,8 @@ AgentState askDaemon(const tolk::JoinSettings& settings, const char* rpcDirector
   session.authenticateProcess();
   try {
     return computerObjectState(session, settings);
-  } catch (const tolk::IPCException&) {
+  } catch (const tolk::IPCException& e) {
+    noteReason(e);
     return AgentState::disconnected;
   }
 }
@@ -60,9 +81,11 @@ AgentState agentStateAt(const tolk::JoinSettings& settings, const char* rpcDirec
                         const char* lockPath) noexcept {
   try {
     return askDaemon(settings, rpcDirectory);
-  } catch (const tolk::IOException&) {
+  } catch (const tolk::IOException& e) {
+    noteReason(e);
     return lockState(lockPath);
-  } catch (const std::exception&) {
+  } catch (const std::exception& e) {
+    noteReason(e);
     return AgentState::unavailable;
   }
 }

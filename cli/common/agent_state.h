@@ -22,7 +22,8 @@ enum class AgentState : int {
 };
 
 /// Asks the daemon for this host's computer object. Waits at most the limit velkd.rpc.timeout for
-/// each of the calls and never for the lock. Throws nothing, prints nothing.
+/// each of the calls and never for the lock. Throws nothing, prints nothing;
+/// why the answer is not "connected" is a trouble (tolk/base/troubles.h).
 AgentState agentState() noexcept;
 
 /// The same with other join settings and a daemon at other places.

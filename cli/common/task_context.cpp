@@ -6,7 +6,6 @@
 #include <ostream>
 #include <string_view>
 
-#include "cli/common/output.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
@@ -18,19 +17,13 @@ namespace {
 
 constexpr char kSettingsDirectory[] = "/var/orvald";
 
-void tellUnreadable(std::ostream* diag, const std::exception& error) {
-  if (diag == nullptr) return;
-  *diag << prefix(1) << "Cannot read join setting: " << tolk::printable(error.what()) << '\n';
-}
-
 std::string readSetting(const tolk::JoinSettings& settings, std::string_view name,
-                        const char* whenMissing, std::ostream* diag) {
+                        const char* whenMissing) {
   try {
     return settings.load(name, false, true);
   } catch (const tolk::NotFoundException&) {
     return whenMissing;
-  } catch (const std::exception& error) {
-    tellUnreadable(diag, error);
+  } catch (const std::exception&) {
     return kUnavailable;
   }
 }
@@ -38,26 +31,29 @@ std::string readSetting(const tolk::JoinSettings& settings, std::string_view nam
 }  // namespace
 
 TaskContext::TaskContext(UserCredentials* taskCredentials, const char* domainArgument,
-                         std::ostream* diag)
-    : TaskContext(taskCredentials, domainArgument, diag, tolk::JoinSettings(kSettingsDirectory)) {}
+                         std::ostream* told)
+    : TaskContext(taskCredentials, domainArgument, told, tolk::JoinSettings(kSettingsDirectory)) {}
 
 TaskContext::TaskContext(UserCredentials* taskCredentials, const char* domainArgument,
-                         std::ostream* diag, const tolk::JoinSettings& settings)
+                         std::ostream* told, const tolk::JoinSettings& settings)
     : credentials(taskCredentials),
       domainGiven(domainArgument != nullptr),
       standardZones(boost::make_shared<tolk::ADObjectList>()),
       rfc2307Zones(boost::make_shared<tolk::ADObjectList>()),
       sfuZones(boost::make_shared<tolk::ADObjectList>()) {
+  if (told != nullptr) {
+    for (const std::string& line : settings.damage()) *told << tolk::printable(line) << '\n';
+  }
   // Reports rely on an empty domain where this host has none.
-  joinedDomain = readSetting(settings, tolk::SETTING_DOMAIN_NAME, "", diag);
+  joinedDomain = readSetting(settings, tolk::SETTING_DOMAIN_NAME, "");
   domain = domainGiven ? domainArgument : joinedDomain;
   try {
     if (!settings.joined()) return;
-    hostName = readSetting(settings, tolk::SETTING_HOST_NAME, kUnavailable, diag);
+    hostName = readSetting(settings, tolk::SETTING_HOST_NAME, kUnavailable);
     preWin2kHostName = settings.preW2KHostName();
     joined = true;
-  } catch (const tolk::IOException& error) {
-    tellUnreadable(diag, error);
+  } catch (const tolk::IOException&) {
+    return;
   }
 }
 

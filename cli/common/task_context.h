@@ -31,11 +31,11 @@ struct TaskContext {
   /// Reads the join settings of this host. Nothing is thrown for a setting that is missing or
   /// cannot be read: it is "<unavailable>" (the domain of a host that has none is empty), and a
   /// host whose join state cannot be read counts as not joined. `taskCredentials` and
-  /// `domainArgument` may be null; `diag`, null without
-  /// --verbose, is told which setting could not be read and why.
-  TaskContext(UserCredentials* taskCredentials, const char* domainArgument, std::ostream* diag);
+  /// `domainArgument` may be null; `told`, which may be null, is told what is wrong with the
+  /// settings: a report that can only say "not joined" says too much then.
+  TaskContext(UserCredentials* taskCredentials, const char* domainArgument, std::ostream* told);
   /// The same from other settings.
-  TaskContext(UserCredentials* taskCredentials, const char* domainArgument, std::ostream* diag,
+  TaskContext(UserCredentials* taskCredentials, const char* domainArgument, std::ostream* told,
               const tolk::JoinSettings& settings);
   TaskContext(const TaskContext&) = delete;
   TaskContext& operator=(const TaskContext&) = delete;

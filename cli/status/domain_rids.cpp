@@ -79,8 +79,8 @@ void reportRidError(int code) {
       std::cerr << prefix(1) << "Timed out getting domain RIDs from velkd\n";
       return;
     default:
-      std::cerr << prefix(1) << "Could not get domain RIDs from velkd: " << orvGetOrvCodeStr(code)
-                << '\n';
+      std::cerr << prefix(1) << "Could not get domain RIDs from velkd: "
+                << tolk::printable(orvGetOrvCodeStr(code)) << '\n';
   }
 }
 

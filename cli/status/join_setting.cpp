@@ -5,7 +5,10 @@
 
 #include "cli/account/binding.h"
 #include "cli/common/task_context.h"
+#include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
+#include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"
@@ -18,13 +21,22 @@ namespace joinscope {
 namespace {
 
 constexpr int kStandardLayout = 1;
+constexpr char kLogger[] = "cli.joinscope";
+
+// What shows as "<unavailable>" has no other place for its reason.
+void note(const std::exception& reason) {
+  tolk::noteTrouble(kLogger, tolk::printable(reason.what()));
+}
 
 std::string zoneNameFromDirectory(TaskContext& context, const std::string& zoneDn,
                                   const std::string& fallback, std::ostream* stream,
                                   const char* server) {
   if (stream != nullptr) stream->flush();
   const boost::shared_ptr<tolk::ADBinding> binding = getBinding(context, server, stream);
-  if (!binding) return fallback;
+  if (!binding) {
+    noteBindFailure(context);
+    return fallback;
+  }
   tolk::ADObject zone = binding->fetch(zoneDn, nullptr, tolk::AD_ALL_OBJECTS, false);
   zone[tolk::TOLK_EXT_FILTER] = tolk::ZoneObjectKind::zone;
   tolk::ZoneHierarchy::GetZoneHierarchy()->getSchema(kStandardLayout, nullptr)->convert(zone);
@@ -40,12 +52,18 @@ std::string recordedController(const TaskContext& context) {
   try {
     return tolk::NetworkState::getDCFromKset(context.joinedDomain,
                                              tolk::ServiceType::domainController, false, true);
-  } catch (const std::exception&) {
+  } catch (const std::exception& e) {
+    note(e);
     return {};
   }
 }
 
 }  // namespace
+
+void noteBindFailure(const TaskContext& context) {
+  const std::string_view reason = tolk::trim(context.errorMessage);
+  if (!reason.empty()) tolk::noteTrouble(kLogger, tolk::printable(reason));
+}
 
 std::string getJoinSetting(TaskContext& context, std::string_view key, const std::string& fallback,
                            std::ostream* stream, const char* server, bool resolveZone) {
@@ -64,7 +82,10 @@ std::string getJoinSetting(TaskContext& context, std::string_view key, const std
     if (schema == tolk::SCHEMA_NULL) return "NULL";
     if (schema == tolk::SCHEMA_AUTO) return "Auto Zone";
     return tolk::DN::canonicalFromDN(value);
-  } catch (const std::exception&) {
+  } catch (const tolk::NotFoundException&) {
+    return fallback;
+  } catch (const std::exception& e) {
+    note(e);
     return fallback;
   }
 }
@@ -73,7 +94,8 @@ std::string currentDC(TaskContext& context) {
   std::string controller;
   try {
     controller = controllerFromDaemon();
-  } catch (const std::exception&) {
+  } catch (const std::exception& e) {
+    note(e);
     controller = recordedController(context);
   }
   return controller.empty() ? kUnavailable : controller;

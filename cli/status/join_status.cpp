@@ -13,6 +13,7 @@
 #include "cli/common/task_context.h"
 #include "cli/status/join_setting.h"
 #include "tolk/base/exceptions.h"
+#include "tolk/base/file_time.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_names.h"
@@ -24,8 +25,6 @@ namespace joinscope {
 namespace {
 
 constexpr std::size_t kLabelColumns = 19;
-constexpr std::int64_t kIntervalsPerSecond = 10'000'000;   // of 100 ns
-constexpr std::int64_t kSecondsFrom1601 = 11'644'473'600;  // to 1970
 
 void writeLine(std::ostream& out, std::string_view label, const std::string& value) {
   out << padRight(label, kLabelColumns) << tolk::printable(value) << '\n';
@@ -46,24 +45,37 @@ std::string discoverSubnetSite(const TaskContext& context, const std::string& pr
   }
 }
 
-JoinFacts readJoinFacts(TaskContext& context, AgentState state, std::ostream* diag) {
-  const auto setting = [&context](std::string_view key) {
-    return getJoinSetting(context, key, kUnavailable, nullptr, nullptr, false);
-  };
-  JoinFacts facts;
-  facts.localHostName = tolk::shortLocalHostName();
-  facts.domain = context.joinedDomain;
-  facts.joinedAs = setting(tolk::SETTING_HOST_NAME);
-  facts.preWin2kName = setting(tolk::SETTING_PREW2K_HOST_NAME);
-  facts.controller = currentDC(context);
-  facts.preferredSite = setting(tolk::SETTING_MACHINE_SITE);
+std::string setting(TaskContext& context, std::string_view key) {
+  return getJoinSetting(context, key, kUnavailable, nullptr, nullptr, false);
+}
+
+JoinFacts readJoinFacts(TaskContext& context) {
+  return {.localHostName = tolk::shortLocalHostName(),
+          .domain = context.joinedDomain,
+          .joinedAs = setting(context, tolk::SETTING_HOST_NAME),
+          .preWin2kName = setting(context, tolk::SETTING_PREW2K_HOST_NAME)};
+}
+
+PlaceFacts readPlaceFacts(TaskContext& context, AgentState state, std::ostream* diag) {
+  PlaceFacts facts{.controller = currentDC(context),
+                   .preferredSite = setting(context, tolk::SETTING_MACHINE_SITE),
+                   .subnetSite = std::nullopt};
   if (state == AgentState::connected) {
-    facts.subnetSite = setting(tolk::SETTING_SUBNET_SITE);
+    facts.subnetSite = setting(context, tolk::SETTING_SUBNET_SITE);
     if (facts.subnetSite == kUnavailable) {
       facts.subnetSite = discoverSubnetSite(context, facts.preferredSite, diag);
     }
   }
   return facts;
+}
+
+void writePasswordLastSet(TaskContext& context, const char* server, std::ostream* diag) {
+  const std::string lastSet = formatPasswordLastSet(
+      findComputerAccount(context, context.preWin2kHostName,
+                          tolk::ComputerObjectHelper::getAttributes(), server, diag));
+  if (lastSet != kUnavailable) writeLine(std::cout, "Last password set:", lastSet);
+  // The line that is left out has no other place for its reason.
+  if (context.bindFailed) noteBindFailure(context);
 }
 
 }  // namespace
@@ -73,16 +85,16 @@ int joinStatusReport(TaskContext& context, const char* server, std::ostream* dia
     std::cout << "Not joined to any domain\n";
     return exit_status::kNotJoined;
   }
+  writeJoinFacts(std::cout, readJoinFacts(context));
+  std::cout.flush();  // a daemon that does not answer is waited for
   const AgentState state = agentState();
-  writeJoinFacts(std::cout, readJoinFacts(context, state, diag));
+  writePlaceFacts(std::cout, readPlaceFacts(context, state, diag));
+  std::cout.flush();
   writeLine(std::cout, "Zone:",
             getJoinSetting(context, tolk::SETTING_ZONE_REALNAME, kUnavailable, diag, server, true));
   std::cout.flush();
   if (state == AgentState::connected) {
-    const std::string lastSet = formatPasswordLastSet(
-        findComputerAccount(context, context.preWin2kHostName,
-                            tolk::ComputerObjectHelper::getAttributes(), server, diag));
-    if (lastSet != kUnavailable) writeLine(std::cout, "Last password set:", lastSet);
+    writePasswordLastSet(context, server, diag);
     std::cout.flush();
   }
   writeLine(std::cout, "Orvald mode:", agentStateName(state));
@@ -95,6 +107,9 @@ void writeJoinFacts(std::ostream& out, const JoinFacts& facts) {
   writeLine(out, "Joined to domain:", facts.domain);
   writeLine(out, "Joined as:", facts.joinedAs);
   if (facts.preWin2kName != kUnavailable) writeLine(out, "Pre-win2K name:", facts.preWin2kName);
+}
+
+void writePlaceFacts(std::ostream& out, const PlaceFacts& facts) {
   writeLine(out, "Current DC:", facts.controller);
   writeLine(out, "Preferred site:", facts.preferredSite);
   if (!facts.subnetSite) return;
@@ -106,12 +121,13 @@ void writeJoinFacts(std::ostream& out, const JoinFacts& facts) {
 }
 
 void printStatusHeader(TaskContext& context) {
+  std::cout << "Pellion Orvald Status\n" << std::flush;
   std::optional<AgentState> state;
   if (context.joined) state = agentState();
-  writeStatusHeader(std::cout, state);
+  std::cout << prefix(1) << statusText(state) << '\n';
 }
 
-void writeStatusHeader(std::ostream& out, std::optional<AgentState> state) {
+const char* statusText(std::optional<AgentState> state) {
   struct Row {
     AgentState state;
     const char* text;
@@ -126,11 +142,10 @@ void writeStatusHeader(std::ostream& out, std::optional<AgentState> state) {
       Row{AgentState::objectDisabled,
           "Running in disconnected mode because the computer object has been disabled in AD side"},
   };
-  const char* text = state ? "Unknown" : "Not joined to any domain";
   for (const Row& row : kRows) {
-    if (row.state == state) text = row.text;
+    if (row.state == state) return row.text;
   }
-  out << "Pellion Orvald Status\n" << prefix(1) << text << '\n';
+  return state ? "Unknown" : "Not joined to any domain";
 }
 
 std::string formatPasswordLastSet(const boost::shared_ptr<tolk::ADObject>& object) {
@@ -141,7 +156,7 @@ std::string formatPasswordLastSet(const boost::shared_ptr<tolk::ADObject>& objec
   } catch (const tolk::SystemException&) {
     return kUnavailable;
   }
-  const std::time_t seconds = value == 0 ? 0 : value / kIntervalsPerSecond - kSecondsFrom1601;
+  const std::time_t seconds = value == 0 ? 0 : tolk::unixTimeOf(value);
   std::tm local{};
   std::array<char, 50> text{};
   if (::localtime_r(&seconds, &local) == nullptr ||

@@ -13,12 +13,16 @@ namespace joinscope {
 
 struct TaskContext;
 
-/// What the first part of the report shows.
+/// What the report shows first: this host knows it by itself.
 struct JoinFacts {
   std::string localHostName;
   std::string domain;
   std::string joinedAs;
   std::string preWin2kName;  ///< "<unavailable>": the line is left out
+};
+
+/// What it shows next: the daemon or a controller may be asked for it.
+struct PlaceFacts {
   std::string controller;
   std::string preferredSite;
   std::optional<std::string> subnetSite;  ///< looked at with a connected daemon only
@@ -28,14 +32,16 @@ struct JoinFacts {
 /// is not joined.
 int joinStatusReport(TaskContext& context, const char* server, std::ostream* diag);
 
-/// The lines from the local host name to the subnet site with its warning.
+/// The lines from the local host name to the pre-Windows-2000 name, and from the controller to the
+/// subnet site with its warning.
 void writeJoinFacts(std::ostream& out, const JoinFacts& facts);
+void writePlaceFacts(std::ostream& out, const PlaceFacts& facts);
 
 /// The agent's status in words, on standard output, under its heading.
 void printStatusHeader(TaskContext& context);
 
-/// The text of that; no state stands for a host that is not joined.
-void writeStatusHeader(std::ostream& out, std::optional<AgentState> state);
+/// These words; no state stands for a host that is not joined.
+const char* statusText(std::optional<AgentState> state);
 
 /// When the password of a computer object was changed last (pwdLastSet, MS-ADTS 2.2.26), in local
 /// time; "<unavailable>" without an object or a value.

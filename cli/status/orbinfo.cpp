@@ -14,6 +14,7 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/local_rpc_session.h"
 
@@ -25,6 +26,11 @@ constexpr std::size_t kPlatformField = 0;
 constexpr std::size_t kHostField = 2;
 constexpr std::size_t kPortField = 4;
 constexpr std::size_t kLeastFields = 7;
+
+// The texts are fixed and give no reason.
+void note(const char* reason) {
+  tolk::noteTrouble("cli.joinscope", tolk::printable(reason));
+}
 
 int fail(const char* text) {
   std::cerr << text << '\n';
@@ -43,6 +49,7 @@ int askDaemon() {
     std::string text;
     switch (session.getORBInfo(text)) {
       case 0:
+        note("velkd: No cloud platform is configured.");
         return fail("Failed to get ORB info from velkd.");
       case 1:
         return answer(text, exit_status::kOrbConnected);
@@ -53,7 +60,8 @@ int askDaemon() {
       default:
         return fail("Get invalid ORB info from velkd.");
     }
-  } catch (const std::exception&) {
+  } catch (const std::exception& e) {
+    note(e.what());
     return fail("Failed to get ORB info from velkd.");
   }
 }
@@ -61,10 +69,14 @@ int askDaemon() {
 int readSettings() {
   const std::string connectors = tolk::loadSetting(tolk::SETTING_CLOUD_CONNECTORS, false, false);
   const std::size_t start = connectors.find_first_not_of('\n');
-  if (start == std::string::npos) return fail("Failed to get ORB info.");
+  if (start == std::string::npos) {
+    note("No cloud connector is recorded (kset.cloudconnectors).");
+    return fail("Failed to get ORB info.");
+  }
   const std::string line = connectors.substr(start, connectors.find('\n', start) - start);
   const std::vector<std::string> fields = tolk::split(line, '|');
   if (fields.size() < kLeastFields || fields[kPlatformField].empty()) {
+    note("The recorded cloud connectors (kset.cloudconnectors) are not in their format.");
     return exit_status::kOrbUnknown;
   }
   const std::string platform = fields[kPlatformField] + ",";
@@ -73,7 +85,10 @@ int readSettings() {
   }
   tolk::UpdateCloudHttpProxy();
   const tolk::HttpProxy proxy = tolk::getProxySettings();
-  if (!proxy.usable) return fail("Failed to get ORB info.");
+  if (!proxy.usable) {
+    note("The settings of the web proxy cannot work; the log says why.");
+    return fail("Failed to get ORB info.");
+  }
   const std::string connector = fields[kHostField] + ":" + fields[kPortField];
   return answer(platform + (proxy.server.empty() ? connector : proxy.server),
                 exit_status::kOrbStored);
@@ -93,7 +108,8 @@ int orbinfo(TaskContext& context) {
   if (agentState() != AgentState::down) return askDaemon();
   try {
     return readSettings();
-  } catch (const std::exception&) {
+  } catch (const std::exception& e) {
+    note(e.what());
     return fail("Failed to get ORB info.");
   }
 }

@@ -12,7 +12,6 @@
 #include "tolk/rpc/local_rpc_session.h"
 
 namespace joinscope {
-namespace {}  // namespace
 
 int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* stream) {
   std::cout << "System Diagnostic\n";
@@ -20,6 +19,7 @@ int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* stream) {
     std::cout << prefix(1) << "Not joined to any domain\n";
     return exit_status::kNotJoined;
   }
+  std::cout.flush();  // a daemon that does not answer is waited for
   try {
     tolk::LocalRpcSession session(tolk::kDaemonDirectory, false, false);
     session.authenticateProcess();

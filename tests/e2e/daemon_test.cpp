@@ -115,6 +115,104 @@ TEST_F(DaemonTest, StatesOfTheAgent) {
   EXPECT_EQ(mode(), 0);
 }
 
+TEST_F(DaemonTest, WhatIsAskedAtOnceAgrees) {
+  lab.member.must(
+      "sed -i /tolkd.cache.disable/d /etc/orvald/orvald.conf; "
+      "printf '%s: 3600\\n' velkd.cache.lifetime velkd.check.interval >> /etc/orvald/orvald.conf");
+  restart();
+  const auto askAll = [this] {
+    const std::string command = joinscopeBinary();
+    return lab.member
+        .shell(command + " -m >/tmp/e2e.mode & " + command +
+               " -y health,adagent >/tmp/e2e.health & " + command +
+               " -g >/tmp/e2e.diag 2>&1 & wait; cat /tmp/e2e.mode /tmp/e2e.health /tmp/e2e.diag")
+        .out;
+  };
+  const auto agreesOn = [](const std::string& word, const std::string& state,
+                           const std::string& problem, const std::string& header) {
+    const std::string object = "State of the computer object: " + state + "\n";
+    return AllOf(testing::StartsWith(word + "\nSystem Diagnostic\n"),
+                 testing::ContainsRegex(object + "(.*\n)*.*" + object), HasSubstr(problem),
+                 HasSubstr("\n  Running in " + header));
+  };
+  const auto well = agreesOn("connected", "usable", "No problem is known.", "connected mode\n");
+  EXPECT_THAT(askAll(), well);
+  {
+    const HostChange disabled(lab.dc, "samba-tool user disable 'HOST1$'",
+                              "samba-tool user enable 'HOST1$'");
+    EXPECT_THAT(askAll(),
+                agreesOn("disconnected", "disabled", "    The computer object is disabled.",
+                         "disconnected mode because the computer object has been disabled"));
+  }
+  EXPECT_THAT(askAll(), well);
+  lab.dc.must("samba-tool computer create GONE --prepare-oldjoin");
+  const std::string gone(tolk::trim(lab.dc.must(
+      "samba-tool computer show GONE --attributes=objectSid | sed -n 's/^objectSid: //p'")));
+  lab.dc.must("samba-tool computer delete GONE");
+  const std::string elsewhere = "S-1-5-21-1-2-3-1104";
+  for (const std::string& sid : {gone, elsewhere}) {
+    SCOPED_TRACE(sid);
+    const HostChange other(
+        lab.member,
+        "cp /var/orvald/kset.hostsid /root/sid.e2e; echo " + sid + " > /var/orvald/kset.hostsid",
+        "cp /root/sid.e2e /var/orvald/kset.hostsid");
+    EXPECT_TRUE(eventually([this] { return mode() == 5; }));
+    const std::string foreign = "(kset.hostsid) is not one of the domain lab.test";
+    EXPECT_THAT(askAll(),
+                agreesOn("disconnected", "does not exist.*",
+                         sid == gone ? "The computer object does not exist any more." : foreign,
+                         "disconnected mode because the computer object has been deleted"));
+    const std::string err = lab.member.joinscope({"--mode", "-V"}).err;
+    EXPECT_EQ(err.find(foreign) != std::string::npos, sid == elsewhere) << err;
+  }
+}
+
+TEST_F(DaemonTest, AKeytabThatIsDeadIsKnownWhileTheTicketLives) {
+  ASSERT_EQ(mode(), 0);
+  const auto health = [this] { return answers({callOf("GetSystemInfo", R"({"modules":2048})")}); };
+  {
+    const HostChange old(lab.member,
+                         "cp -p /etc/krb5.keytab /root/kt.e2e; rm -f /tmp/kt.e2e; printf 'addent "
+                         "-password -p HOST1$@LAB.TEST -k 1 -e aes256-cts\\nsecret\\nwkt "
+                         "/tmp/kt.e2e\\n' | ktutil >/dev/null; cat /tmp/kt.e2e > /etc/krb5.keytab",
+                         "cat /root/kt.e2e > /etc/krb5.keytab");
+    EXPECT_THAT(health(), HasSubstr("has no key of HOST1$@LAB.TEST newer than version 1 of "));
+    EXPECT_EQ(mode(), 0);
+    EXPECT_THAT(lab.member.must("tail -n 1 /var/log/orvald.log"),
+                HasSubstr("newer than version 1"));
+  }
+  EXPECT_THAT(health(), HasSubstr("No problem is known."));
+}
+
+TEST_F(DaemonTest, WithoutAConnectionTheReasonComesAtOnce) {
+  const HostChange disabled(lab.dc, "samba-tool user disable 'HOST1$'",
+                            "samba-tool user enable 'HOST1$'");
+  restart();
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_THAT(lab.member.joinscope({"--diag"}).err,
+              HasSubstr("  Could not get domain RIDs from velkd: The domain identifier ranges are "
+                        "not known yet. "));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+}
+
+TEST_F(DaemonTest, ADaemonThatIsStoppedCostsOneLimitARun) {
+  constexpr std::chrono::seconds kLimit{4};
+  lab.member.must("echo 'velkd.rpc.timeout: 4' >> /etc/orvald/orvald.conf");
+  const HostChange stopped(lab.member, "kill -STOP $(pgrep -x velkd)",
+                           "kill -CONT $(pgrep -x velkd)");
+  for (const char* task : {"--all", "--diag"}) {
+    SCOPED_TRACE(task);
+    const auto start = std::chrono::steady_clock::now();
+    const CommandResult result = lab.member.joinscope({task, "-V"});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 2 * kLimit);
+    EXPECT_THAT(result.err,
+                HasSubstr("No whole message arrived in time (velkd.rpc.timeout, 4000 ms)"));
+  }
+  EXPECT_THAT(lab.member.shell("timeout 2 " + joinscopeBinary()).out,
+              testing::EndsWith("Pre-win2K name:    HOST1\n"))
+      << "what is known stands there before the wait";
+}
+
 /// Another process in the daemon's place, for as long as this lives.
 class BrokenDaemon {
  public:
@@ -204,6 +302,9 @@ TEST_F(DaemonTest, OtherUsersReadOnlyThisHostsObject) {
       EXPECT_THAT(answer, HasSubstr(denied));
     }
   }
+  EXPECT_THAT(lab.member.joinscope({"--diag"}, {.user = "tester"}).err,
+              HasSubstr("  Could not get domain RIDs from velkd: Only root may read the domain "
+                        "identifier ranges.\n"));
   EXPECT_THAT(answers({fetchOf("DC=lab,DC=test", "dc1.lab.test")}), HasSubstr("DC=lab,DC=test"));
   EXPECT_EQ(answers({fetchOf("CN=nobody,DC=lab,DC=test")}), "{\"parameters\":{\"object\":null}}\n");
 }

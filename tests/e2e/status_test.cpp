@@ -18,6 +18,13 @@ std::string setting(const std::string& name, const std::string& value) {
          name;
 }
 
+/// What is said of a setting that is missing while others are there.
+std::string halfWritten(const std::string& name) {
+  return "The join setting /var/orvald/kset." + name +
+         " is missing or empty, while others of the join are there. Run velkd adopt, or join this "
+         "computer to the domain again.\n";
+}
+
 class StatusTest : public testing::Test {
  protected:
   Lab lab;
@@ -86,8 +93,8 @@ TEST_F(StatusTest, ValuesForScripts) {
     CommandResult missing;
   };
   const Case cases[] = {
-      {"--domain", "domain", "lab.test\n", {10, "", ""}},
-      {"--name", "hostname", "host1.lab.test\n", {10, "", ""}},
+      {"--domain", "domain", "lab.test\n", {10, "", halfWritten("domain")}},
+      {"--name", "hostname", "host1.lab.test\n", {10, "", halfWritten("hostname")}},
       {"--site", "site", "Default-First-Site-Name\n", {10, "", ""}},
       {"--zone", "zone", "Auto Zone\n", {10, "", ""}},
       {"--zonedn", "zone", "DC=lab,DC=test\n", {10, "", ""}},
@@ -133,11 +140,21 @@ TEST_F(StatusTest, EverySettingMissingInTurn) {
   for (const char* name : {"domain", "hostname"}) {
     SCOPED_TRACE(name);
     EXPECT_EQ(lab.member.joinscopeAfter(setting(name, ""), {}),
-              (CommandResult{10, "Not joined to any domain\n", ""}));
+              (CommandResult{10, "Not joined to any domain\n", halfWritten(name)}));
   }
   // Without its identifier nobody can ask for the host's own object.
   EXPECT_EQ(lab.member.joinscopeAfter(setting("hostsid", ""), {"--mode"}),
-            (CommandResult{4, "<unavailable>\n", ""}));
+            (CommandResult{4, "<unavailable>\n", halfWritten("hostsid")}));
+}
+
+TEST_F(StatusTest, OneReleaseOfAllPrograms) {
+  const std::string release = "5.7.0-207";
+  EXPECT_EQ(lab.member.joinscope({"-x"}),
+            (CommandResult{0,
+                           "joinscope (Orvald " + release +
+                               ")\nPellion Infrastructure Services Version " + release + "\n",
+                           ""}));
+  EXPECT_EQ(lab.member.must(daemonBinary() + " --version"), "velkd (Orvald " + release + ")\n");
 }
 
 TEST_F(StatusTest, ZoneLineOfEverySchema) {

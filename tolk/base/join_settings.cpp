@@ -87,10 +87,13 @@ const JoinSettings& systemSettings() {
 
 JoinSettings::JoinSettings(std::string directory) : directory_(std::move(directory)) {}
 
-std::string JoinSettings::load(std::string_view name, bool previous, bool mustExist) const {
+std::string JoinSettings::pathOf(std::string_view name, bool previous) const {
   assert(name.find('/') == std::string_view::npos);
-  const std::string path =
-      directory_ + (previous ? "/previous/kset." : "/kset.") + std::string(name);
+  return directory_ + (previous ? "/previous/kset." : "/kset.") + std::string(name);
+}
+
+std::string JoinSettings::load(std::string_view name, bool previous, bool mustExist) const {
+  const std::string path = pathOf(name, previous);
   std::string value;
   try {
     value = trim(readRegularFile(path, kMaxSettingBytes));
@@ -106,6 +109,33 @@ std::string JoinSettings::load(std::string_view name, bool previous, bool mustEx
 bool JoinSettings::joined() const {
   return !load(SETTING_DOMAIN_NAME, false, false).empty() &&
          !load(SETTING_HOST_NAME, false, false).empty();
+}
+
+std::vector<std::string> JoinSettings::damage() const {
+  constexpr std::size_t kNeeded = 3;
+  constexpr std::array kOfEachJoin{
+      SETTING_DOMAIN_NAME,  SETTING_HOST_NAME,     SETTING_HOSTSID, SETTING_PREW2K_HOST_NAME,
+      SETTING_MACHINE_SITE, SETTING_ZONE_REALNAME, SETTING_SCHEMA,  SETTING_DOMAIN_CONTROLLER};
+  std::vector<std::string> found;
+  std::vector<std::string> missing;
+  bool any = false;
+  for (std::size_t i = 0; i < kOfEachJoin.size(); ++i) {
+    try {
+      const bool there = !load(kOfEachJoin[i], false, false).empty();
+      any = any || there;
+      if (!there && i < kNeeded) missing.push_back(pathOf(kOfEachJoin[i], false));
+    } catch (const IOException& e) {
+      any = true;
+      found.push_back(std::string(e.what()) + ". The join settings are not all known.");
+    }
+  }
+  for (const std::string& path : missing) {
+    if (!any) break;
+    found.push_back("The join setting " + path +
+                    " is missing or empty, while others of the join are there. Run velkd adopt, or "
+                    "join this computer to the domain again.");
+  }
+  return found;
 }
 
 std::string JoinSettings::preW2KHostName() const {

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace tolk {
 
@@ -50,11 +51,18 @@ class JoinSettings {
   /// IOException as load does.
   [[nodiscard]] std::string preW2KHostName() const;
 
+  /// What keeps this join from being told: settings that cannot be read, and domain, host name or
+  /// identifier missing while others are there. A sentence each, naming the file; none for a host
+  /// without any setting.
+  [[nodiscard]] std::vector<std::string> damage() const;
+
   /// Checks domain, host name and keytab; throws TOLKException naming the first that is not usable
   /// and the remedy.
   void checkEssential(const std::string& keytabPath) const;
 
  private:
+  [[nodiscard]] std::string pathOf(std::string_view name, bool previous) const;
+
   std::string directory_;
 };
 

@@ -2,6 +2,7 @@
 // against real locks.
 #include "cli/common/agent_state.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -12,6 +13,7 @@
 #include "tests/unit/tolk/base/scratch_directory.h"
 #include "tests/unit/tolk/rpc/scripted_daemon.h"
 #include "tolk/base/join_settings.h"
+#include "tolk/base/troubles.h"
 
 namespace joinscope {
 namespace {
@@ -69,6 +71,13 @@ TEST_F(AgentStateProbe, DaemonsAnswerDecides) {
     directory_.write("kset.hostsid", sid);
     EXPECT_EQ(probeDaemon({kKnown}), AgentState::unavailable) << sid;
   }
+  std::filesystem::remove(directory_.path("kset.hostsid"));
+  std::filesystem::create_directory(directory_.path("kset.hostsid"));  // cannot be read
+  directory_.write("velkd.lock", "");
+  const ChildProcess holder([&] { takeRecordLock(lockPath_); });
+  (void)tolk::takeTroubles();
+  EXPECT_EQ(probeDaemon({kKnown}), AgentState::unavailable) << "the daemon was reached";
+  EXPECT_THAT(tolk::takeTroubles(), testing::ElementsAre(testing::HasSubstr("kset.hostsid")));
 }
 
 TEST_F(AgentStateProbe, LockTellsStartingFromDown) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <sstream>
 #include <string>
@@ -61,13 +62,33 @@ TEST(TaskContext, ReadsTheJoin) {
   }
 }
 
-TEST(TaskContext, TellsTheDiagnosticStreamWhatItCannotRead) {
-  const ScratchDirectory directory;
-  place(directory, "domain", "/");
-  std::ostringstream diag;
-  const TaskContext context(nullptr, nullptr, &diag, tolk::JoinSettings(directory.path()));
-  EXPECT_EQ(diag.str().find("  Cannot read join setting: "), 0U);
-  EXPECT_NE(diag.str().find(directory.path("kset.domain")), std::string::npos);
+TEST(TaskContext, TellsWhatIsWrongWithTheSettings) {
+  struct Case {
+    std::string domain, identifier, zone;
+    const char* said;  ///< part of the one line; null for none
+  };
+  for (const Case& row : {
+           Case{"lab.test", "S-1-5-21-1-2-3-4", "-", nullptr},
+           Case{"/", "S-1-5-21-1-2-3-4", "-", "kset.domain: Is a directory"},
+           Case{"lab.test", "/", "-", "kset.hostsid: Is a directory"},
+           Case{"-", "S-1-5-21-1-2-3-4", "-", "kset.domain is missing or empty, while others"},
+           Case{"lab.test", " ", "x", "kset.hostsid is missing or empty, while others"},
+       }) {
+    const ScratchDirectory directory;
+    place(directory, "domain", row.domain);
+    place(directory, "hostname", "host1.lab.test");
+    place(directory, "hostsid", row.identifier);
+    place(directory, "zone", row.zone);
+    std::ostringstream told;
+    const TaskContext context(nullptr, nullptr, &told, tolk::JoinSettings(directory.path()));
+    const std::string text = told.str();
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), row.said == nullptr ? 0 : 1) << text;
+    EXPECT_NE(text.find(row.said == nullptr ? "" : row.said), std::string::npos) << text;
+  }
+  std::ostringstream told;
+  const ScratchDirectory none;
+  const TaskContext unjoined(nullptr, nullptr, &told, tolk::JoinSettings(none.path()));
+  EXPECT_EQ(told.str(), "");
 }
 
 // Notes when it is released, and whether the Kerberos members were there then.
