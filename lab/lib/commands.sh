@@ -66,9 +66,12 @@ cmd-down() {
   (($# == 0)) || die "down takes no argument"
   ((EUID == 0)) || die "needs root"
   takeLock
+  local status=0
+  if nodePid host1 >/dev/null; then (daemonStop) || status=$?; fi
   endAll
   rm -rf "$state"
   say "down"
+  return "$status"
 }
 
 cmd-status() {

@@ -22,16 +22,22 @@ die() {
   exit 6
 }
 
+# obstacle TEXT: names why this machine cannot run the lab and ends with 77, which tells a test to skip.
+obstacle() {
+  say "$*"
+  exit 77
+}
+
 # needHost: ends with the reason and the remedy when this machine cannot run the lab.
 needHost() {
   local tool
-  ((EUID == 0)) || die "needs root: run it with sudo, or as root in a container with --privileged"
+  ((EUID == 0)) || obstacle "needs root: run it with sudo, or as root in a container with --privileged"
   for tool in samba:/usr/sbin/samba adcli:/usr/sbin/adcli chrony:/usr/sbin/chronyd nftables:/usr/sbin/nft \
     ldap-utils:/usr/bin/ldapsearch bind9-dnsutils:/usr/bin/dig krb5-user:/usr/bin/kinit iproute2:/usr/sbin/ip; do
-    [[ -x ${tool#*:} ]] || die "the package ${tool%%:*} is missing: run ./dev setup"
+    [[ -x ${tool#*:} ]] || obstacle "the package ${tool%%:*} is missing: run ./dev setup"
   done
   unshare --mount --net --uts --ipc --pid --fork true 2>/dev/null ||
-    die "this machine forbids new namespaces: a container needs --privileged"
+    obstacle "this machine forbids new namespaces: a container needs --privileged"
 }
 
 # takeLock: one command at a time changes this lab; waits for another one that is at it. The lock is on the state
