@@ -1,8 +1,6 @@
 // A process in the daemon's place that does not do what a daemon should: broken_daemon SOCKET
 // half|junk|mute|gathering. Takes one connection after the other until it is killed; says "ready"
 // on standard error once it listens.
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,7 +8,7 @@
 #include <map>
 #include <string>
 
-#include "tolk/base/handle.h"
+#include "tests/support/unix_socket.h"
 
 namespace {
 
@@ -48,17 +46,8 @@ void serve(const tolk::UniqueFd& caller, const std::string& kind) {
 
 int main(int argc, char** argv) {
   if (argc != 3 || !answers().contains(argv[2])) return 7;
-  const std::string path = argv[1];
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  ::unlink(path.c_str());
-  const tolk::UniqueFd listener(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (::bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
-      ::listen(listener.get(), 16) != 0) {
-    std::cerr << "cannot listen at " << path << '\n';
-    return 6;
-  }
+  ::unlink(argv[1]);
+  const tolk::UniqueFd listener = joinscope::test::listenAt(argv[1]);
   std::cerr << "ready" << std::endl;
   while (true) serve(tolk::UniqueFd(::accept(listener.get(), nullptr, nullptr)), argv[2]);
 }

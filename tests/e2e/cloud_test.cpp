@@ -45,8 +45,8 @@ class CloudTest : public testing::Test {
  protected:
   static void SetUpTestSuite() { Lab::command({"scenario", "web", "on"}); }
   static void TearDownTestSuite() { Lab::command({"scenario", "web", "off"}); }
-  CloudTest() { lab.member.must("cp /etc/orvald/orvald.conf /root/conf.cloud"); }
-  ~CloudTest() override {
+  void SetUp() override { lab.member.must("cp /etc/orvald/orvald.conf /root/conf.cloud"); }
+  void TearDown() override {
     lab.member.must(
         "cp /root/conf.cloud /etc/orvald/orvald.conf; rm -f /var/orvald/httpproxy.cred "
         "/var/orvald/*cloudconnectors");

@@ -45,8 +45,8 @@ bool eventually(const std::function<bool()>& fact) {
 
 class DaemonTest : public testing::Test {
  protected:
-  DaemonTest() { restart(); }
-  ~DaemonTest() override {
+  void SetUp() override { restart(); }
+  void TearDown() override {
     Lab::command({"daemon", "stop"});
     lab.member.must("cp /root/conf.daemon /etc/orvald/orvald.conf");
     Lab::command({"daemon", "start"});
@@ -418,9 +418,10 @@ TEST_F(DaemonTest, AdoptTakesTheSchemaFromTheZoneObject) {
     EXPECT_EQ(shown, row.shown + std::string("\n"));
   }
   const std::string strange = "CN=Strange,OU=Zones,DC=lab,DC=test";
-  EXPECT_EQ(velkd({"adopt", "--zone", strange}).err,
-            "velkd: The layout 'orv_v9_9' of the zone " + strange +
-                " is not known. Name one with --schema.\n");
+  const CommandResult unknown = velkd({"adopt", "--zone", strange});
+  EXPECT_EQ(unknown.status, 6);
+  EXPECT_EQ(unknown.err, "velkd: The layout 'orv_v9_9' of the zone " + strange +
+                             " is not known. Name one with --schema.\n");
   EXPECT_EQ(velkd({"adopt", "--zone", strange, "--schema", "orv_r2"}).status, 0);
 }
 
@@ -471,8 +472,9 @@ TEST_F(DaemonTest, AdoptRefusesWithReasonAndChangesNothing) {
   }
   EXPECT_EQ(velkd({"adopt"}, "tester").status, 9);
   for (const char* zone : {"CN=none,DC=lab,DC=test", "CN=Box,OU=Zones,DC=lab,DC=test"}) {
-    EXPECT_EQ(velkd({"adopt", "--zone", zone, "--schema", "orv_r2"}).err,
-              "velkd: There is no zone " + std::string(zone) + " in the directory.\n");
+    const CommandResult result = velkd({"adopt", "--zone", zone, "--schema", "orv_r2"});
+    EXPECT_EQ(result.status, 6);
+    EXPECT_EQ(result.err, "velkd: There is no zone " + std::string(zone) + " in the directory.\n");
   }
   EXPECT_EQ(lab.member.must("cd /var/orvald; grep -H . kset.*"), before);
 }

@@ -244,7 +244,7 @@ TEST_F(FaultsTest, ACatalogThatStallsBetweenPagesLeavesNoHalfListing) {
 TEST_F(FaultsTest, ClosedOutputEndsTheRun) {
   const CommandResult result =
       lab.member.shell("{ " + joinscopeBinary() + " --diag; echo $? >&2; } | head -n 1", bounded());
-  EXPECT_EQ(result.out, "joinscope (Orvald 5.7.0-207)\n");
+  EXPECT_EQ(result, (CommandResult{0, "joinscope (Orvald 5.7.0-207)\n", "6\n"}));
 }
 
 struct BadConfiguration {

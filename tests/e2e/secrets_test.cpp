@@ -2,17 +2,14 @@
 // log, not in a core file.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <array>
 #include <csignal>
 #include <optional>
-#include <stdexcept>
 #include <thread>
 
 #include "tests/support/lab.h"
 #include "tests/support/process.h"
+#include "tests/support/unix_socket.h"
 
 namespace joinscope::test {
 namespace {
@@ -22,22 +19,15 @@ using testing::Not;
 
 constexpr const char* kPassword = "Zq7-Findable-Marker-Pass1";
 
-enum class LogDaemon { reads, hangs };
-
-/// A log daemon on a host of the lab: collects what is sent to /dev/log, unless it hangs.
+/// A log daemon on a host of the lab: collects what is sent to /dev/log.
 class SystemLog {
  public:
-  explicit SystemLog(const Host& host, LogDaemon daemon = LogDaemon::reads)
-      : host_(host), socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    const std::string path = "/proc/" + std::to_string(host.initProcess()) + "/root/dev/log";
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    if (::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
-      throw std::runtime_error("cannot make " + path);
-    }
+  explicit SystemLog(const Host& host)
+      : host_(host),
+        socket_(unixSocket(::bind, "/proc/" + std::to_string(host.initProcess()) + "/root/dev/log",
+                           SOCK_DGRAM)) {
     host_.must("chmod 666 /dev/log");
-    if (daemon == LogDaemon::reads) reader_ = std::thread([this] { collect(); });
+    reader_ = std::thread([this] { collect(); });
   }
   SystemLog(const SystemLog&) = delete;
   SystemLog& operator=(const SystemLog&) = delete;
@@ -143,14 +133,6 @@ TEST_F(SecretsTest, RefusedPasswordIsInNoMessageAndNoLog) {
       lab.guest.joinscope({"-V", "-g", "lab.test", "-u", "alice", "-p", kPassword});
   EXPECT_THAT(result.out, HasSubstr("Invalid username or password for user \"alice\""));
   EXPECT_THAT(result.out + result.err + log.stop(), Not(HasSubstr("Findable")));
-}
-
-/// A log daemon that has stopped reading costs records, never time.
-TEST_F(SecretsTest, HungLogDaemonDelaysNothing) {
-  const SystemLog hung(lab.guest, LogDaemon::hangs);
-  const CommandResult result =
-      lab.guest.joinscope({"-V", "-T", "lab.test"}, {.limit = std::chrono::seconds(60)});
-  EXPECT_EQ(result.status, 0);
 }
 
 TEST_F(SecretsTest, NothingIsWrittenToDisk) {

@@ -74,7 +74,9 @@ TEST_F(StatusTest, WithoutTheDaemonAndWithoutANetwork) {
   EXPECT_EQ(lab.member.joinscope({"--mode"}), (CommandResult{3, "down\n", ""}));
   EXPECT_EQ(lab.member.joinscope({"--sysinfo=dns"}),
             (CommandResult{3, "System Diagnostic\n", "  Failed to get sysinfo from velkd.\n"}));
-  EXPECT_THAT(lab.member.joinscope({"--sysinfo=dns", "-V"}).err,
+  const CommandResult verbose = lab.member.joinscope({"--sysinfo=dns", "-V"});
+  EXPECT_EQ(verbose.status, 3);
+  EXPECT_THAT(verbose.err,
               testing::EndsWith("  Failed to get sysinfo from velkd.\n  Reason: Cannot reach velkd "
                                 "at /var/orvald/daemon/velkd.sock: No such file or directory\n"));
   const CommandResult diag = lab.member.joinscope({"--diag"});

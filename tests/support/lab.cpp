@@ -1,6 +1,7 @@
 #include "tests/support/lab.h"
 
-#include <iostream>
+#include <gtest/gtest.h>
+
 #include <stdexcept>
 
 namespace joinscope::test {
@@ -34,11 +35,7 @@ std::string daemonBinary() {
 Command Host::command(const std::vector<std::string>& arguments, const HostOptions& options) const {
   std::vector<std::string> all = labCommand({"exec", "--user", options.user, name_});
   all.insert(all.end(), arguments.begin(), arguments.end());
-  // A process that forbids ptrace cannot be searched for leaks; everything else is checked.
-  return {.arguments = std::move(all),
-          .input = options.input,
-          .environment = {"ASAN_OPTIONS=detect_leaks=0:verify_asan_link_order=0"},
-          .limit = options.limit};
+  return {.arguments = std::move(all), .input = options.input, .limit = options.limit};
 }
 
 CommandResult Host::run(const std::vector<std::string>& arguments,
@@ -95,27 +92,17 @@ HostChange::HostChange(const Host& host, const std::string& change, std::string 
 
 HostChange::~HostChange() {
   const CommandResult result = host_.shell(undo_);
-  if (result.status != 0) {
-    std::cerr << host_.name() << ": cannot undo: " << undo_ << ": " << result << '\n';
-  }
+  EXPECT_EQ(result.status, 0) << host_.name() << ": cannot undo: " << undo_ << ": " << result;
+}
+
+CommandResult Lab::run(const std::vector<std::string>& arguments) {
+  return test::run(
+      {.arguments = labCommand(arguments), .environment = {"LAB_VELKD=" + daemonBinary()}});
 }
 
 void Lab::command(const std::vector<std::string>& arguments) {
-  const CommandResult result = test::run(
-      {.arguments = labCommand(arguments), .environment = {"LAB_VELKD=" + daemonBinary()}});
-  if (result.status != 0) {
-    throw std::runtime_error("lab " + arguments.front() + ": " + result.out + result.err);
-  }
-}
-
-const std::optional<std::string>& labMissing() {
-  static const std::optional<std::string> reason = []() -> std::optional<std::string> {
-    const CommandResult result = test::run(
-        {.arguments = labCommand({"up"}), .environment = {"LAB_VELKD=" + daemonBinary()}});
-    if (result.status == 0) return std::nullopt;
-    return result.err.empty() ? "lab up failed: " + result.out : result.err;
-  }();
-  return reason;
+  const CommandResult result = run(arguments);
+  EXPECT_EQ(result.status, 0) << "lab " << arguments.front() << ": " << result;
 }
 
 }  // namespace joinscope::test

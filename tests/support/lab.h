@@ -2,7 +2,6 @@
 // all test programs, brought up by the first.
 #pragma once
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -78,13 +77,14 @@ struct Lab {
   Host member{"host1"};  ///< joined
   Host guest{"guest1"};  ///< not joined
 
-  /// Runs `lab ARGUMENTS` (scenario, node, dns ...); throws std::runtime_error with its words when
-  /// it fails.
+  /// What `lab up` ends with on a machine that cannot run it: not root, namespaces forbidden, or
+  /// packages missing.
+  static constexpr int kObstacle = 77;
+
+  /// Runs `lab ARGUMENTS` (scenario, node, dns ...).
+  [[nodiscard]] static CommandResult run(const std::vector<std::string>& arguments);
+  /// The same; a failure is the test's.
   static void command(const std::vector<std::string>& arguments);
 };
-
-/// Why there is no lab here (not root, namespaces forbidden, packages missing), or nothing once it
-/// is up.
-const std::optional<std::string>& labMissing();
 
 }  // namespace joinscope::test

@@ -2,16 +2,12 @@
 #pragma once
 
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <array>
-#include <cerrno>
 #include <string>
 #include <string_view>
-#include <system_error>
 
-#include "tolk/base/handle.h"
+#include "tests/support/unix_socket.h"
 
 namespace joinscope::test {
 
@@ -24,15 +20,7 @@ inline std::string framed(std::string text) {
 class RawCaller {
  public:
   /// Throws std::system_error when nobody listens there.
-  explicit RawCaller(const std::string& path)
-      : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    if (::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-      throw std::system_error(errno, std::generic_category(), "cannot connect to " + path);
-    }
-  }
+  explicit RawCaller(const std::string& path) : socket_(unixSocket(::connect, path)) {}
 
   /// False when the other end is gone.
   bool send(std::string_view bytes) {
@@ -48,11 +36,15 @@ class RawCaller {
     while (::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT) > 0) {
     }
   }
+  /// Whether the other end closes the connection within 20 s; reads nothing.
+  bool isClosed() {
+    pollfd one{socket_.get(), 0, 0};
+    return ::poll(&one, 1, kLimitMs) == 1 && (one.revents & POLLHUP) != 0;
+  }
   void endSending() { ::shutdown(socket_.get(), SHUT_WR); }
 
   /// The next answer without its NUL; "<closed>" when the connection ended, "<silence>" after 20 s.
   std::string receive() {
-    constexpr int kLimitMs = 20000;
     for (;;) {
       if (const auto end = received_.find('\0'); end != std::string::npos) {
         std::string answer = received_.substr(0, end);
@@ -69,6 +61,8 @@ class RawCaller {
   }
 
  private:
+  static constexpr int kLimitMs = 20000;
+
   tolk::UniqueFd socket_;
   std::string received_;
 };

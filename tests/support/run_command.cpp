@@ -1,6 +1,7 @@
 #include "tests/support/run_command.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,7 +11,7 @@
 #include <cerrno>
 #include <csignal>
 #include <ostream>
-#include <stdexcept>
+#include <sstream>
 #include <system_error>
 
 namespace joinscope::test {
@@ -41,6 +42,9 @@ std::vector<char*> pointers(const std::vector<std::string>& texts) {
   ::dup2(out, STDOUT_FILENO);
   ::dup2(err, STDERR_FILENO);
   ::signal(SIGPIPE, SIG_DFL);
+  // A process that forbids ptrace cannot be searched for leaks; everything else is checked.
+  ::setenv("ASAN_OPTIONS", "detect_leaks=0:handle_abort=1:verify_asan_link_order=0", 1);
+  ::setenv("UBSAN_OPTIONS", "print_stacktrace=1", 1);
   for (const std::string& entry : command.environment) {
     ::putenv(const_cast<char*>(entry.c_str()));
   }
@@ -67,7 +71,26 @@ void feed(tolk::UniqueFd& fd, std::string& from) {
   if (from.empty() || (count < 0 && errno != EINTR && errno != EAGAIN)) fd.reset();
 }
 
+/// The command and its arguments for a message, not longer than a few lines.
+std::string shown(const std::vector<std::string>& arguments) {
+  constexpr std::size_t kMost = 400;
+  std::string text;
+  for (const std::string& argument : arguments) text += argument + ' ';
+  return text.substr(0, kMost);
+}
+
+/// Whether a sanitizer has written there.
+bool hasReport(const std::string& text) {
+  constexpr std::array kMarks{"Sanitizer: ", "Sanitizer:DEADLYSIGNAL", ": runtime error: "};
+  return std::ranges::any_of(
+      kMarks, [&](const char* mark) { return text.find(mark) != std::string::npos; });
+}
+
 }  // namespace
+
+ExitStatus::~ExitStatus() {
+  if (!unread_.empty()) ADD_FAILURE() << "a failure that nobody looked at: " << unread_;
+}
 
 std::ostream& operator<<(std::ostream& stream, const CommandResult& result) {
   return stream << "status " << result.status << "\n--- standard output\n"
@@ -76,7 +99,9 @@ std::ostream& operator<<(std::ostream& stream, const CommandResult& result) {
 }
 
 RunningCommand::RunningCommand(const Command& command)
-    : deadline_(std::chrono::steady_clock::now() + command.limit), input_(command.input) {
+    : what_(shown(command.arguments)),
+      deadline_(std::chrono::steady_clock::now() + command.limit),
+      input_(command.input) {
   ::signal(SIGPIPE, SIG_IGN);
   Pipe in = makePipe();
   Pipe out = makePipe();
@@ -94,8 +119,32 @@ RunningCommand::RunningCommand(const Command& command)
 
 RunningCommand::~RunningCommand() {
   if (pid_ <= 0) return;
+  siginfo_t change{};
+  ::waitid(P_PID, static_cast<id_t>(pid_), &change, WEXITED | WNOHANG | WNOWAIT);
+  const bool ended = change.si_pid != 0;
   ::kill(pid_, SIGKILL);
-  ::waitpid(pid_, nullptr, 0);
+  deadline_ = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+  while (pump()) {
+  }
+  collect(!ended);
+  EXPECT_FALSE(ended) << "ended before it was stopped: " << what_ << result_;
+}
+
+void RunningCommand::collect(bool killed) {
+  int status = 0;
+  if (::waitpid(pid_, &status, 0) != pid_) ADD_FAILURE() << what_ << "cannot be collected";
+  pid_ = -1;
+  const int value = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  // The numbers above are statuses of joinscope.
+  const bool bySignal = value > 128 && value <= 128 + SIGTERM && !killed;
+  std::ostringstream all;
+  result_.status = value;
+  all << what_ << result_;
+  if (bySignal || hasReport(result_.out) || hasReport(result_.err)) {
+    ADD_FAILURE() << "ended by a signal, or with a sanitizer's report: " << all.str();
+  } else if (value != 0 && !killed) {
+    result_.status = ExitStatus(value, all.str());
+  }
 }
 
 bool RunningCommand::pump() {
@@ -121,13 +170,10 @@ bool RunningCommand::waitForError(const std::string& text) {
 CommandResult RunningCommand::wait() {
   while (pump()) {
   }
-  if (std::chrono::steady_clock::now() >= deadline_) ::kill(pid_, SIGKILL);
-  int status = 0;
-  if (::waitpid(pid_, &status, 0) != pid_) {
-    throw std::system_error(errno, std::generic_category(), "waitpid");
-  }
-  pid_ = -1;
-  result_.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  const bool late = std::chrono::steady_clock::now() >= deadline_;
+  if (late) ::kill(pid_, SIGKILL);
+  collect(late);
+  if (late) ADD_FAILURE() << "killed at its limit: " << what_ << result_;
   return std::move(result_);
 }
 

@@ -1,4 +1,6 @@
-// Runs a command as a child process and hands back its status and both of its streams.
+// Runs a command as a child process and hands back its status and both of its streams. A child that
+// a signal ends, that a sanitizer complains of, that outlives its limit, or whose failure nobody
+// looks at fails the test that has started it.
 #pragma once
 
 #include <sys/types.h>
@@ -6,6 +8,7 @@
 #include <chrono>
 #include <iosfwd>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "tolk/base/handle.h"
@@ -17,26 +20,53 @@ struct Command {
   std::vector<std::string> arguments = {};    ///< the program first, looked up on PATH
   std::string input = {};                     ///< standard input
   std::vector<std::string> environment = {};  ///< additions, NAME=value
-  std::chrono::seconds limit{120};  ///< after it the child is killed and the status is kKilled
+  std::chrono::seconds limit{120};            ///< after it the child is killed
+};
+
+/// An exit status that cannot be overlooked: one other than 0 that goes out of scope without having
+/// been read, as an int, fails the test.
+class ExitStatus {
+ public:
+  ExitStatus(int value = 0) : value_(value) {}  // NOLINT(*-explicit-*): compared with numbers
+  /// Of a command that has run; `unread` is the failure's message.
+  ExitStatus(int value, std::string unread) : value_(value), unread_(std::move(unread)) {}
+  /// What is owed goes to the copy.
+  ExitStatus(const ExitStatus& other)
+      : value_(other.value_), unread_(std::exchange(other.unread_, {})) {}
+  ExitStatus& operator=(const ExitStatus& other) {
+    value_ = other.value_;
+    unread_ = std::exchange(other.unread_, {});
+    return *this;
+  }
+  ~ExitStatus();
+
+  operator int() const {  // NOLINT(*-explicit-*): compared with numbers
+    unread_.clear();
+    return value_;
+  }
+
+ private:
+  int value_;
+  mutable std::string unread_;
 };
 
 /// What came of it.
 struct CommandResult {
-  int status = 0;   ///< the exit status, or 128 + the signal
-  std::string out;  ///< standard output
-  std::string err;  ///< standard error
+  ExitStatus status = 0;  ///< the exit status, or 128 + the signal
+  std::string out;        ///< standard output
+  std::string err;        ///< standard error
 
-  [[nodiscard]] bool operator==(const CommandResult&) const = default;
+  [[nodiscard]] bool operator==(const CommandResult& other) const {
+    return int{status} == int{other.status} && out == other.out && err == other.err;
+  }
 };
 
 /// For the message of a failed comparison.
 std::ostream& operator<<(std::ostream& stream, const CommandResult& result);
 
-/// A child that is running. Killed when it goes out of scope.
+/// A child that is running. Killed when it goes out of scope, until when it has to run.
 class RunningCommand {
  public:
-  static constexpr int kKilled = 128 + 9;
-
   explicit RunningCommand(const Command& command);
   RunningCommand(const RunningCommand&) = delete;
   RunningCommand& operator=(const RunningCommand&) = delete;
@@ -56,6 +86,10 @@ class RunningCommand {
   /// passed.
   bool pump();
 
+  /// Collects the child and judges its end; `killed` when that was ours.
+  void collect(bool killed);
+
+  std::string what_;  ///< the command, for messages
   pid_t pid_ = -1;
   std::chrono::steady_clock::time_point deadline_;
   std::string input_;

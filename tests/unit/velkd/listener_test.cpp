@@ -48,13 +48,7 @@ TEST(Listener, ReplacesAStaleSocketAndNothingElse) {
   const ScratchDirectory scratch;
   const std::string path = scratch.path("daemon/velkd.sock");
   fs::create_directory(scratch.path("daemon"));
-  {
-    const tolk::UniqueFd stale(::socket(AF_UNIX, SOCK_STREAM, 0));
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(::bind(stale.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  }
+  (void)joinscope::test::unixSocket(::bind, path);
   {
     Listener listener(scratch.path("daemon"));
     joinscope::test::RawCaller reachesIt(path);

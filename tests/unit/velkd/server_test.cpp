@@ -137,10 +137,7 @@ TEST(Server, CallerThatDoesNotReadBlocksNobodyAndIsDropped) {
   RawCaller good(server.path());
   ASSERT_TRUE(good.send(framed("hello")));
   EXPECT_EQ(good.receive(), "re: hello");
-  // Its connection is closed under it: a send fails at last.
-  while (deaf.send(framed("x"))) {
-  }
-  SUCCEED();
+  EXPECT_TRUE(deaf.isClosed());
 }
 
 TEST(Server, LargeAnswerArrivesWhole) {

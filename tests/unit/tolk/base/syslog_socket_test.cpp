@@ -3,24 +3,18 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <syslog.h>
 
 #include <array>
 
+#include "tests/support/unix_socket.h"
 #include "tests/unit/tolk/base/scratch_directory.h"
 
 namespace tolk {
 namespace {
 
 UniqueFd daemonAt(const std::string& path) {
-  UniqueFd socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  EXPECT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-  return socket;
+  return joinscope::test::unixSocket(::bind, path, SOCK_DGRAM | SOCK_NONBLOCK);
 }
 
 std::string received(const UniqueFd& daemon) {

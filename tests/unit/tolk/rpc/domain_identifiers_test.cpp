@@ -1,4 +1,5 @@
 // The call for identifier ranges, and the C interface where it needs no daemon.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "tests/unit/tolk/base/scratch_directory.h"
@@ -24,12 +25,9 @@ TEST(DomainIdentifiers, StillGatheringLeavesTheSessionUsable) {
                    R"({"key":"A.LAB.TEST","value":""}]}})" +
                        "\0"s});
   LocalRpcSession session(directory.path(), false, false);
-  try {
-    (void)session.getDomainIdentifiers();
-    FAIL() << "no failure";
-  } catch (const IPCException& failure) {
-    EXPECT_EQ(failure.code(), IpcError::kStillGathering);
-  }
+  EXPECT_THAT([&] { (void)session.getDomainIdentifiers(); },
+              testing::Throws<IPCException>(
+                  testing::Property(&IPCException::code, IpcError::kStillGathering)));
   EXPECT_EQ(session.getDomainIdentifiers(), (Ranges{{"LAB.TEST", "100-199"}, {"A.LAB.TEST", ""}}));
   EXPECT_EQ(daemon.calls().back(),
             R"({"method":"org.orvald.velkd.GetDomainIdentifiers","parameters":{}})");

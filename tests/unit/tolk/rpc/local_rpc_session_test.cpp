@@ -24,7 +24,7 @@ namespace tolk {
 namespace {
 
 using namespace std::string_literals;
-using test::listenAt;
+using joinscope::test::listenAt;
 using test::ScriptedDaemon;
 using testing::HasSubstr;
 
