@@ -21,22 +21,12 @@ using testing::Not;
 
 class CloudConnPoolTest : public testing::Test {
  protected:
-  ~CloudConnPoolTest() override {
-    Props().set(PN::VELKD_CLOUD_AUTH_CONN_MAX, "10");
-    Props().set(PN::TOLKD_CLIENT_IDLE_TIMEOUT, "900");
-    Props().set(PN::CLOUD_DIRECT_CONNECTION, "false");
-  }
-  static std::string failure(CloudConnPool& pool) {
-    try {
-      (void)pool.getCurl("u", "p");
-      return {};
-    } catch (const CloudConnException& e) {
-      return e.what();
-    }
+  static void expectExceeded(CloudConnPool& pool) {
+    EXPECT_THAT([&] { (void)pool.getCurl("u", "p"); },
+                testing::ThrowsMessage<CloudConnException>(
+                    "Failed to get CURL handle for connection: connections exceeded."));
   }
 };
-
-constexpr const char* kExceeded = "Failed to get CURL handle for connection: connections exceeded.";
 
 TEST_F(CloudConnPoolTest, LimitsComeFromTheConfigurationOnce) {
   struct Row {
@@ -66,7 +56,7 @@ TEST_F(CloudConnPoolTest, LimitsComeFromTheConfigurationOnce) {
   }
   Props().set(PN::VELKD_CLOUD_AUTH_CONN_MAX, "0");
   CloudConnPool none;
-  EXPECT_EQ(failure(none), kExceeded);
+  expectExceeded(none);
 }
 
 TEST_F(CloudConnPoolTest, LoansAreReusedAndBounded) {
@@ -75,7 +65,7 @@ TEST_F(CloudConnPoolTest, LoansAreReusedAndBounded) {
   const auto first = pool.getCurl("ann", "login");
   const auto second = pool.getCurl("bob", "sudo");
   EXPECT_NE(first, second);
-  EXPECT_EQ(failure(pool), kExceeded);
+  expectExceeded(pool);
   pool.releaseCurl(second.get());
   EXPECT_EQ(pool.getCurl("cid", "login"), second);
   EXPECT_THAT(pool.dump(), HasSubstr("       User name: cid\n       Program name: login\n"

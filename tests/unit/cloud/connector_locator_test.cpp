@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <map>
 #include <thread>
 
 #include "cloud/cloud_connectors_refresh.h"
@@ -104,12 +103,8 @@ class LocatorTest : public testing::Test {
                                 .address = ::inet_addr("10.2.2.9"),
                                 .netmask = ::inet_addr("255.255.255.0")};
   }
-  void TearDown() override {
-    for (const auto& [key, old] : changed_) Props().set(key, old);
-    CloudConnectorLocator::m_adagent.reset();
-  }
-  void set(const Property& property, const std::string& value) {
-    changed_.emplace(property.key, Props().getProperty(property));
+  void TearDown() override { CloudConnectorLocator::m_adagent.reset(); }
+  static void set(const Property& property, const std::string& value) {
     Props().set(property.key, value);
   }
   static std::vector<std::string> valid(const std::string& site) {
@@ -127,7 +122,6 @@ class LocatorTest : public testing::Test {
 
   Directory directory_;
   ScratchDirectory kset_;
-  std::map<std::string, std::string, std::less<>> changed_;
 };
 
 TEST_F(LocatorTest, RefreshOrdersDiscardsAndStores) {
@@ -383,12 +377,8 @@ TEST_F(LocatorTest, CallersGoOnWhileItRefreshes) {
 
 TEST(CloudConnectorLocatorInstance, NeedsADirectoryAgent) {
   CloudConnectorLocator::m_adagent.reset();
-  try {
-    (void)CloudConnectorLocator::getInstance();
-    FAIL();
-  } catch (const CloudConnectorException& e) {
-    EXPECT_STREQ(e.what(), "Can not get ADAgent");
-  }
+  EXPECT_THAT([] { (void)CloudConnectorLocator::getInstance(); },
+              testing::ThrowsMessage<CloudConnectorException>("Can not get ADAgent"));
 }
 
 }  // namespace

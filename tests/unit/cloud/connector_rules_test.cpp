@@ -21,6 +21,7 @@ const ZonePlatform kPlatform{
     .mfaEnabled = true, .hierarchical = true, .url = "https://p.test", .tenantId = "T1"};
 
 ADObject connectorObject(std::vector<std::string> keywords) {
+  fillTolkAttributeMap();
   ADObject object("CN=proxy,CN=A\\,B,OU=X,DC=lab,DC=test");
   object[AD_KEYWORDS] = std::move(keywords);
   object[AD_OBJECT_GUID] = std::string("0123456789abcdef");
@@ -34,7 +35,6 @@ ADObject hostObject(const std::string& name) {
 }
 
 TEST(ConnectorAttributes, KeywordsBecomeAttributesAndTheHostTheAddress) {
-  fillTolkAttributeMap();
   LogTexts log;
   ADObject object = connectorObject({"PELLION.core.cloudurl:https://p.test:443/", "strange:x",
                                      "pellion.core.webproxy.port:3128", "no colon"});

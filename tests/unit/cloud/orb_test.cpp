@@ -27,7 +27,6 @@ class OrbTest : public testing::Test {
   OrbTest() { Props().set(PN::VELKD_CLOUD_LOG_PRIVEVENT, "true"); }
   ~OrbTest() override {
     ORBProcessor::setProcessor(nullptr);
-    Props().set(PN::VELKD_CLOUD_LOG_PRIVEVENT, "false");
     EXPECT_TRUE(RunQueue::shutdown(std::chrono::seconds(10)));
   }
   static PlatformServer platform(const std::string& events) {
@@ -57,21 +56,14 @@ class OrbTest : public testing::Test {
 
 TEST_F(OrbTest, EventsAreForAnEnabledProcessor) {
   Props().set(PN::VELKD_CLOUD_LOG_PRIVEVENT, "false");
-  try {
-    (void)ORBProcessor::getProcessor();
-    FAIL();
-  } catch (const ORBException& e) {
-    EXPECT_STREQ(e.what(), "ORB is disabled in config file.");
-    EXPECT_EQ(e.code(), 0);
-  }
+  const auto fails = [](const char* text, int code) {
+    return testing::Throws<ORBException>(
+        testing::AllOf(testing::Property(&ORBException::what, testing::StrEq(text)),
+                       testing::Property(&ORBException::code, code)));
+  };
+  EXPECT_THAT(ORBProcessor::getProcessor, fails("ORB is disabled in config file.", 0));
   Props().set(PN::VELKD_CLOUD_LOG_PRIVEVENT, "true");
-  try {
-    (void)ORBProcessor::getProcessor();
-    FAIL();
-  } catch (const ORBException& e) {
-    EXPECT_STREQ(e.what(), "ORB is not ready.");
-    EXPECT_EQ(e.code(), 1);
-  }
+  EXPECT_THAT(ORBProcessor::getProcessor, fails("ORB is not ready.", 1));
 }
 
 TEST_F(OrbTest, SignsOnAndPostsInOrder) {

@@ -37,7 +37,6 @@ class BindingTest : public testing::Test {
     record.passwordGiven = true;
     record.password = tolk::Shredder("secret");
   }
-  ~BindingTest() override { tolk::Props().set(tolk::PN::KRB5_CONFFILE_NAME, "/etc/krb5.conf"); }
 
   /// A run on a host without a join.
   std::unique_ptr<TaskContext> unjoined(UserCredentials* credentials, const char* domain) {

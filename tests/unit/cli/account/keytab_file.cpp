@@ -44,10 +44,6 @@ KeytabFile::KeytabFile() {
   tolk::Props().set(tolk::PN::KRB5_KEYTAB_NAME, path());
 }
 
-KeytabFile::~KeytabFile() {
-  tolk::Props().set(tolk::PN::KRB5_KEYTAB_NAME, "/etc/krb5.keytab");
-}
-
 void KeytabFile::add(const KeytabKey& key) const {
   const tolk::KerberosContext kerberos;
   tolk::Krb5Keytab keytab(kerberos.get());

@@ -20,9 +20,6 @@ struct KeytabKey {
 class KeytabFile {
  public:
   KeytabFile();
-  KeytabFile(const KeytabFile&) = delete;
-  KeytabFile& operator=(const KeytabFile&) = delete;
-  ~KeytabFile();
 
   /// Appends a key.
   void add(const KeytabKey& key) const;

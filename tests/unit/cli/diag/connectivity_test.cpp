@@ -78,7 +78,6 @@ TEST(ProbeRun, MoreServersThanTheWindowComeInOrder) {
 }
 
 TEST(ProbeRun, LaterServersAreAskedWhileASilentOneIsWaitedFor) {
-  const std::string limit = tolk::Props().getProperty(tolk::PN::NET_CONNECT_TIMEOUT);
   tolk::Props().set(tolk::PN::NET_CONNECT_TIMEOUT, "0.2");
   LocalPort silent(true);
   silent.fallSilent();
@@ -91,7 +90,6 @@ TEST(ProbeRun, LaterServersAreAskedWhileASilentOneIsWaitedFor) {
   EXPECT_NE(out.str().find("/tcp - timeout\n"), std::string::npos) << out.str();
   EXPECT_EQ(diag.str(), "  ... limit of 0.2 s (net.connect.timeout) reached\n");
   EXPECT_TRUE(run.write(out, 1, &diag));
-  tolk::Props().set(tolk::PN::NET_CONNECT_TIMEOUT, limit);
 }
 
 TEST(Connectivity, ListsKeepReachableServersInOrder) {

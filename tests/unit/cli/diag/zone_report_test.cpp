@@ -77,7 +77,6 @@ class ZoneReportOfServer : public testing::Test {
     if (!Slapd::available()) GTEST_SKIP() << "slapd is not installed";
     tolk::Props().set(tolk::PN::TOLKD_PAGED_SEARCH_MAX, "1");
   }
-  void TearDown() override { tolk::Props().set(tolk::PN::TOLKD_PAGED_SEARCH_MAX, "100"); }
 
   void connect(const Slapd& server) {
     ctx.gcBinding =

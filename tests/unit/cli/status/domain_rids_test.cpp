@@ -61,7 +61,6 @@ TEST_F(DomainRids, WaitsAsConfigured) {
   EXPECT_EQ(told.str(),
             "  It may take up to 60 seconds to gather information...\n"
             "  It may take up to 120 seconds to gather information...\n");
-  tolk::Props().set(tolk::PN::JOIN_VELKD_WAIT_TIME, "60");
 }
 
 TEST_F(DomainRids, EveryFailureHasItsLine) {

@@ -34,7 +34,6 @@ std::string value(krb5_context context, const char* section, const char* name,
 class KerberosConfiguration : public testing::Test {
  protected:
   KerberosConfiguration() { Props().set(PN::KRB5_CONFFILE_NAME, file); }
-  ~KerberosConfiguration() override { Props().set(PN::KRB5_CONFFILE_NAME, "/etc/krb5.conf"); }
 
   ScratchDirectory directory;
   std::string file = directory.path("krb5.conf");

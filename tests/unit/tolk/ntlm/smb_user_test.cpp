@@ -292,7 +292,6 @@ TEST_F(SmbUserTest, SilenceEndsWithTheConfiguredLimits) {
               testing::MatchesRegex("dc9: SMB connect: 127.0.0.1:[0-9]+ did not accept a "
                                     "connection within 0.3 s"));
   EXPECT_THAT(logonAt(test::closedAddress()), HasSubstr("dc9: SMB connect: 127.0.0.1:"));
-  Props().set(PN::NET_CONNECT_TIMEOUT, "5");
 }
 
 TEST_F(SmbUserTest, WithoutAConnectionNothingIsSent) {

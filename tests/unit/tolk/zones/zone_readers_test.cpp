@@ -46,7 +46,6 @@ class ZoneReaders : public testing::Test {
     if (!Slapd::available()) GTEST_SKIP() << "slapd is not installed";
     Props().set(PN::TOLKD_PAGED_SEARCH_MAX, "2");
   }
-  void TearDown() override { Props().set(PN::TOLKD_PAGED_SEARCH_MAX, "100"); }
 
   Names names(const ZoneReader& reader, const std::string& base = "") {
     const boost::shared_ptr<ADObjectList> zones = reader.getZoneList(binding, base);
