@@ -56,8 +56,10 @@ struct KerberosRow {
 };
 
 constexpr std::array kKerberosRefusals{
-    KerberosRow{KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN, exit_status::kNoObject,
-                "the domain has no such computer account. Join this computer again"},
+    KerberosRow{
+        KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN, exit_status::kNoObject,
+        "the domain has no such computer account. Join this computer again, unless the name "
+        "servers lead to another domain of that name"},
     KerberosRow{KRB5KDC_ERR_PREAUTH_FAILED, exit_status::kPasswordChanged,
                 "the keytab does not hold the account's password any more. Join this computer "
                 "again"},

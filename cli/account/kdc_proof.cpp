@@ -10,17 +10,23 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/krb5/kdc_proof.h"
+#include "tolk/krb5/kerberos_context.h"
 #include "tolk/krb5/kerberos_paths.h"
+#include "tolk/krb5/machine_ticket.h"
 #include "tolk/ldap/ad_binding.h"
 
 namespace joinscope {
 namespace {
 
+/// Whether this run may use the keys of an account in the context's domain.
+bool mayUseKeytab(const TaskContext& context) {
+  return ::getuid() == 0 && context.joined &&
+         tolk::equalsIgnoringCase(context.domain, context.joinedDomain);
+}
+
 /// The name of the client that the KDC vouches for; "" where there is nothing to test it with.
 std::string provenClient(const TaskContext& context) {
-  if (::getuid() != 0 || !context.joined ||
-      !tolk::equalsIgnoringCase(context.domain, context.joinedDomain))
-    return {};
+  if (!mayUseKeytab(context)) return {};
   return tolk::proveKdc(*context.kerberosContext, context.binding->cacheName());
 }
 
@@ -46,9 +52,26 @@ bool provePassword(TaskContext& context, std::ostream* verbose) {
     context.errorMessage =
         "Kerberos error: rc=" + std::to_string(failure.code()) + " " + failure.what() +
         ". The password was accepted, but by a KDC that could not be proved to be the domain's: "
-        "another one answers for the realm, or this computer's keytab is out of date";
+        "another one answers for the realm, or this computer's account or keytab is out of date";
     context.errorCode = exit_status::kMiscError;
     return false;
+  }
+}
+
+void tellAboutRefusal(const TaskContext& context, std::ostream* verbose) {
+  if (verbose == nullptr || context.errorCode != exit_status::kInvalidCredentials ||
+      !mayUseKeytab(context))
+    return;
+  try {
+    constexpr int kLifetimeSeconds = 60;
+    tolk::KerberosContext kerberos;
+    const tolk::MachineTicket ticket(kerberos, "", kLifetimeSeconds);
+    *verbose << prefix(1) << "A KDC of the realm knows this computer's key\n";
+  } catch (const tolk::Base_Exception& failure) {
+    *verbose << prefix(1)
+             << "The refusal may come from another KDC than the domain's, which does not know this "
+                "computer's key either: "
+             << failure.what() << '\n';
   }
 }
 

@@ -16,4 +16,9 @@ struct TaskContext;
 /// checked".
 bool provePassword(TaskContext& context, std::ostream* verbose);
 
+/// After a bind that failed for wrong credentials: a refusal is not signed (RFC 4120, 5.9.1), so
+/// that anybody's server can send one. Where provePassword() would have a keytab, says on `verbose`
+/// (null: nothing is done) whether the realm's KDC takes the computer's own key.
+void tellAboutRefusal(const TaskContext& context, std::ostream* verbose);
+
 }  // namespace joinscope

@@ -60,6 +60,8 @@ int correct(const TaskContext& context, bool quiet) {
 /// 0, or the NT status with which the controller refuses. Throws TOLKException.
 int logOn(TaskContext& context, const char* server) {
   UserCredentials& record = *context.credentials;
+  // Nobody's answer, such as that of a prompt at the end of its input; it would count as wrong.
+  if (record.password.empty()) throw tolk::TOLKException("no password: an empty one is not sent");
   const std::string user = record.user == nullptr ? "" : record.user;
   tolk::NtlmSSP client("", "", user, record.password, kNegotiateFlags, kNtlmVersion, false);
   record.password.wipe();
@@ -84,6 +86,7 @@ int checkPassword(TaskContext& context, const char* server, std::ostream* verbos
   if (getBinding(context, server, verbose) && (quiet || provePassword(context, verbose))) {
     return correct(context, quiet);
   }
+  if (!quiet) tellAboutRefusal(context, verbose);
   std::cout << "Unable to connect to server " << (server == nullptr ? "" : server)
             << ". Reason: " << context.errorMessage << '\n';
   return context.errorCode != 0 ? context.errorCode : exit_status::kMiscError;
