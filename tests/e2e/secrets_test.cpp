@@ -124,6 +124,8 @@ TEST_F(SecretsTest, PasswordIsGoneFromMemoryOnceTheBindIsDone) {
     EXPECT_THAT(result.out + result.err, Not(HasSubstr("Findable")));
     EXPECT_THAT(records, HasSubstr("joinscope")) << "nothing was logged";
     EXPECT_THAT(records, Not(HasSubstr("Findable")));
+    EXPECT_THAT(records, HasSubstr("Encrypted timestamp ("));
+    EXPECT_THAT(records, Not(HasSubstr("LAB.TESTe2e.secret"))) << "the salt of the key";
   }
 }
 

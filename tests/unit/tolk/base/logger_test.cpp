@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
@@ -75,6 +76,21 @@ TEST_F(LoggerTest, SinksThatFailStaySilent) {
   logger_.log(LogLevel::error, "to the system's log, or lost");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(LoggerTest, DestructorsAtTheEndOfTheProcessMayLog) {
+  struct Late {
+    ~Late() { Logger::GetThreadPrivateLogger("cli.joinscope").log(LogLevel::error, "late"); }
+  };
+  const auto end = [] {
+    static const Late late;
+    Logger::GetThreadPrivateLogger("cli.joinscope").log(LogLevel::error, "early");
+    std::exit(0);
+  };
+  EXPECT_EXIT(end(), testing::ExitedWithCode(0), "^$");
+  std::ifstream log(path_);
+  const std::string records{std::istreambuf_iterator<char>(log), {}};
+  EXPECT_THAT(records, testing::HasSubstr("cli.joinscope: late"));
 }
 
 }  // namespace
