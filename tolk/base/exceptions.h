@@ -107,7 +107,7 @@ struct BindError {
   static constexpr int kUnknownUser = 1004;         ///< the user does not exist
   static constexpr int kJoinedToOtherDomain =
       1016;  ///< the machine account belongs to another domain
-  static constexpr int kCredentialsUnusable = 1030;  ///< the account may not log on
+  static constexpr int kCredentialsUnusable = 1030;  ///< good for the KDC, refused by the server
 };
 
 }  // namespace tolk

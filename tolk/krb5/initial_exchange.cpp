@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <cstdlib>
+#include <ctime>
 #include <optional>
 #include <string_view>
 
@@ -59,6 +61,13 @@ std::optional<std::uint32_t> statusIn(std::string_view errorData) {
   return status;
 }
 
+/// What the KDC's clock says is not signed, but good enough to tell people how far apart they are.
+std::string skewText(krb5_timestamp kdcTime) {
+  const std::int64_t ahead = std::time(nullptr) - std::int64_t{static_cast<std::uint32_t>(kdcTime)};
+  return "Clock skew too great: this computer's clock is " + std::to_string(std::abs(ahead)) +
+         (ahead < 0 ? " s behind" : " s ahead of") + " that of the KDC";
+}
+
 const char* textOf(krb5_error_code code, std::optional<std::uint32_t> status) {
   const auto byStatus = std::ranges::find_if(
       kStatusTexts, [status](const StatusText& row) { return row.status == status; });
@@ -98,10 +107,14 @@ krb5_error_code InitialExchange::run(krb5_creds* out) {
 
 void InitialExchange::explain(krb5_error_code code) {
   Krb5Owned<krb5_error*, krb5_free_error> reply(context_);
+  if (krb5_init_creds_get_error(context_, exchange_.get(), reply.out()) != 0) return;
+  const krb5_error* const error = reply.get();
+  if (error != nullptr && code == KRB5KRB_AP_ERR_SKEW) {
+    krb5_set_error_message(context_, code, "%s", skewText(error->stime).c_str());
+    return;
+  }
   std::optional<std::uint32_t> status;
-  if (krb5_init_creds_get_error(context_, exchange_.get(), reply.out()) == 0 &&
-      reply.get() != nullptr)
-    status = statusIn({reply.get()->e_data.data, reply.get()->e_data.length});
+  if (error != nullptr) status = statusIn({error->e_data.data, error->e_data.length});
   const char* const text = textOf(code, status);
   if (text != nullptr) krb5_set_error_message(context_, code, "%s", text);
 }

@@ -201,7 +201,7 @@ void ADBinding::open(const HostPort& target) {
     bindGssapi(*connection, *impl_->tickets, host, realm);
   } catch (const LDAPException& failure) {
     if (failure.code() != LDAP_INVALID_CREDENTIALS || !impl_->cacheName.empty()) throw;
-    throw BaseException(failure.what(), BindError::kInvalidCredentials);
+    throw BaseException(failure.what(), BindError::kCredentialsUnusable);
   }
   adopt(connection);
   impl_->bound = target;

@@ -47,7 +47,8 @@ class ADBinding : public LDAPBinding {
   /// Finds the server, gets tickets, connects and binds. An argument that is not "" or 0 replaces
   /// what the constructor was given, or the usual port. Throws LDAPException; KerberosException
   /// with the Kerberos code; BaseException with BindError::kInvalidCredentials for a wrong
-  /// password; TOLKException when no controller can be found.
+  /// password, kUnknownUser, kCredentialsUnusable for a user whose ticket the server refuses;
+  /// TOLKException when no controller can be found.
   virtual void connect(const std::string& server, const std::string& site, int port);
 
   /// Sets what connect() asks for initial credentials when the ticket at hand was revoked, and for
