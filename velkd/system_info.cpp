@@ -9,6 +9,7 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
+#include "tolk/net/host_memory.h"
 #include "tolk/net/interfaces.h"
 #include "velkd/connector_service.h"
 #include "velkd/health.h"
@@ -43,12 +44,14 @@ void writeNameServer(Output& out, const tolk::NameServer& server) {
 void writeDns(Output& out, const SystemFacts& facts) {
   for (const tolk::NameServer& server : facts.nameServers) writeNameServer(out, server);
   if (facts.nameServers.empty()) line(out, "Name server", "not asked yet");
+  for (const auto& [name, answer] : facts.hosts) {
+    for (const in_addr& address : answer.addresses) {
+      line(out, "Host", name + ' ' + tolk::InetNToA(address.s_addr));
+    }
+  }
   line(out, "Answers from memory (hits)", facts.discovery.hits);
   line(out, "Questions to the network (misses)", facts.discovery.misses);
-  for (const tolk::DCInfo& info : facts.discovery.controllers) {
-    line(out, "Controller", info.host + ' ' + tolk::InetNToA(info.address.sin_addr.s_addr));
-  }
-  line(out, "Failures that are remembered", facts.discovery.failures);
+  line(out, "Searches for controllers that failed lately", facts.discovery.failures);
 }
 
 void writeDomain(Output& out, const SystemFacts& facts) {
@@ -187,6 +190,7 @@ SystemFacts readSystemFacts(bool privileged, const StatusBoard& board, const Cou
                     .directory = board.get(),
                     .config = tolk::Props().all(),
                     .nameServers = tolk::NameServers::instance().known(),
+                    .hosts = tolk::HostMemory::instance().known(),
                     .discovery = tolk::NetworkState::memory(),
                     .counters = counters.get(),
                     .cloud = cloudText(privileged)};

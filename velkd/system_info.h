@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tolk/base/properties.h"
+#include "tolk/net/host_query.h"
 #include "tolk/net/name_servers.h"
 #include "tolk/net/network_state.h"
 #include "velkd/counters.h"
@@ -41,6 +42,7 @@ struct SystemFacts {
   std::string settingsProblem;                  ///< why the join is not usable; "" when it is
   tolk::Properties::Map config;
   std::vector<tolk::NameServer> nameServers;
+  std::map<std::string, tolk::HostAnswer> hosts;  ///< that DNS has answered for
   tolk::DiscoveryMemory discovery;
   Counters::Picture counters;
   std::string cloud;  ///< cloudText()

@@ -10,6 +10,7 @@
 #include "tolk/base/troubles.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/dns_task.h"
+#include "tolk/net/host_memory.h"
 #include "tolk/net/mapped_task.h"
 
 namespace tolk {
@@ -64,7 +65,11 @@ class HostTask final : public DnsTask<HostAnswer> {
     }
     const DnsChannel hostsFile;
     ask(hostsFile.get());
-    if (takeStatus() == ARES_SUCCESS) finish(std::move(answer_));
+    if (takeStatus() == ARES_SUCCESS) {
+      finish(std::move(answer_));
+    } else if (auto known = HostMemory::instance().find(name())) {
+      finish(std::move(*known));
+    }
     return done();
   }
 
@@ -88,17 +93,22 @@ class HostTask final : public DnsTask<HostAnswer> {
       family_ = AF_INET6;
       return ask(channel);
     }
-    finish(status == ARES_SUCCESS ? std::move(answer_) : failed(hostError(status)));
+    if (status != ARES_SUCCESS) return finish(failed(hostError(status)));
+    HostMemory::instance().remember(name(), answer_, timeToLive_);
+    finish(std::move(answer_));
   }
 
   void giveUp(const DnsWalk& walk) override {
     if (family_ == AF_INET6) return finish(failed(NO_DATA));
+    // Another lookup of the same name may have had more luck meanwhile.
+    if (auto known = HostMemory::instance().find(name())) return finish(std::move(*known));
     noteTrouble(kLogger, printable(walk.problem()));
     finish(failed(TRY_AGAIN));
   }
 
   int family_ = AF_INET;
   HostAnswer answer_;
+  std::chrono::seconds timeToLive_{0};
   std::string otherAddresses_;  // IPv6, as text
 };
 
@@ -110,6 +120,7 @@ void HostTask::readAnswer(const ares_addrinfo& info) {
       sockaddr_in address{};
       std::memcpy(&address, node->ai_addr, sizeof address);
       answer_.addresses.push_back(address.sin_addr);
+      timeToLive_ = std::chrono::seconds(node->ai_ttl);
     } else if (node->ai_family == AF_INET6) {
       sockaddr_in6 address{};
       std::memcpy(&address, node->ai_addr, sizeof address);

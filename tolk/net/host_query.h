@@ -19,8 +19,8 @@ struct HostAnswer {
   std::vector<in_addr> addresses;  ///< IPv4; not empty when error is 0
 };
 
-/// Looks in /etc/hosts, then in DNS with the search domains of resolv.conf(5). Never fails;
-/// TRY_AGAIN after `limit`.
+/// Looks in /etc/hosts, in the process's memory of DNS answers, then in DNS with the search domains
+/// of resolv.conf(5). Never fails; TRY_AGAIN after `limit`.
 Pending<HostAnswer> startHostQuery(EventLoop& loop, const std::string& name,
                                    std::chrono::milliseconds limit);
 

@@ -17,8 +17,8 @@ TEST(SystemInfo, SectionsFollowTheMask) {
   facts.nameServers = {{.address = "10.0.0.1", .failures = 2, .fault = "answered SERVFAIL"},
                        {.address = "10.0.0.2", .answers = 5},
                        {.address = "10.0.0.3"}};
-  facts.discovery = {.hits = 7, .misses = 3, .failures = 1, .controllers = {{}}};
-  facts.discovery.controllers.front().host = "dc1.lab.test";
+  facts.hosts["dc1.lab.test"].addresses.push_back({});
+  facts.discovery = {.hits = 7, .misses = 3, .failures = 1};
   facts.settings = {{"zone", "DC=lab,DC=test"}, {"schema", "auto"}};
   EXPECT_EQ(systemInfoText(Module::zone | Module::dns | Module::orb, facts), R"(  DNS
     Name server: 10.0.0.1
@@ -33,10 +33,10 @@ TEST(SystemInfo, SectionsFollowTheMask) {
       State: not asked yet
       Answers: 0
       Failures: 0
+    Host: dc1.lab.test 0.0.0.0
     Answers from memory (hits): 7
     Questions to the network (misses): 3
-    Controller: dc1.lab.test 0.0.0.0
-    Failures that are remembered: 1
+    Searches for controllers that failed lately: 1
   Zone
     Zone: DC=lab,DC=test
     Schema: auto

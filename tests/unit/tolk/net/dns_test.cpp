@@ -15,6 +15,7 @@
 #include "tests/unit/tolk/net/sandbox.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
+#include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
 #include "tolk/net/interfaces.h"
 
@@ -257,6 +258,23 @@ TEST_F(Dns, AServerThatFallsSilentIsLeftAloneForAWhile) {
   EXPECT_EQ(whyNoRecords("_ldap._tcp.lab.test"), fault);  // all is new in a new resolv.conf
   std::this_thread::sleep_for(std::chrono::milliseconds(110));
   EXPECT_EQ(whyNoRecords("_ldap._tcp.lab.test"), fault);
+}
+
+TEST_F(Dns, ANameThatWasAnsweredStaysKnownForItsTimeToLive) {
+  const FadingServer fading(zone_, 2);
+  const std::string once = "once" + newNumber() + ".lab.test";
+  const std::string twice = "twice" + newNumber() + ".lab.test";
+  for (const std::string& name : {once, twice}) zone_.a(name, "10.0.0.8");
+  write("/etc/resolv.conf", "nameserver 127.0.0.9\noptions timeout:1 attempts:1\n");
+  EventLoop loop;
+  EXPECT_EQ(startHostLookup(loop, once).wait().size(), 1U);  // whose records last 0 s
+  zone_.keepFor(30);
+  // Of two questions together the server answers the first.
+  Pending<std::vector<in_addr>> first = startHostLookup(loop, twice);
+  EXPECT_EQ(startHostLookup(loop, twice).wait().size(), 1U);
+  EXPECT_EQ(first.wait().size(), 1U);
+  EXPECT_EQ(startHostLookup(loop, tolk::toUpper(twice)).wait().size(), 1U);
+  EXPECT_THAT(startHostLookup(loop, once).wait(), IsEmpty());
 }
 
 TEST_F(Dns, AServerWhereEdnsIsDroppedIsAskedWithoutIt) {

@@ -63,13 +63,14 @@ std::string dnsQuery(const std::string& name, int type) {
 }
 
 std::string dnsAnswer(const std::string& query, int rcode,
-                      const std::vector<std::pair<int, std::string>>& records) {
+                      const std::vector<std::pair<int, std::string>>& records,
+                      std::size_t timeToLive) {
   std::string answer = query.substr(0, 2) + '\x81' + static_cast<char>(0x80 | rcode) + big16(1) +
                        big16(records.size()) + big16(0) + big16(0);
   answer += query.substr(kHeaderSize, askedName(query).second - kHeaderSize);
   for (const auto& [type, data] : records) {
-    answer += "\xc0\x0c" + big16(static_cast<std::size_t>(type)) + big16(ns_c_in) +
-              std::string("\0\0\0\x1e", 4) + big16(data.size()) + data;
+    answer += "\xc0\x0c" + big16(static_cast<std::size_t>(type)) + big16(ns_c_in) + big16(0) +
+              big16(timeToLive) + big16(data.size()) + data;
   }
   return answer;
 }
@@ -82,6 +83,11 @@ void DnsZone::add(const std::string& name, int type, std::string data) {
 void DnsZone::misbehave(const std::string& name, int rcode) {
   const std::lock_guard lock(mutex_);
   faults_[name] = rcode;
+}
+
+void DnsZone::keepFor(std::size_t seconds) {
+  const std::lock_guard lock(mutex_);
+  timeToLive_ = seconds;
 }
 
 void DnsZone::clear() {
@@ -115,7 +121,7 @@ std::string DnsZone::reply(const std::string& query, bool udp) const {
   std::vector<std::pair<int, std::string>> matching;
   std::copy_if(found->second.begin(), found->second.end(), std::back_inserter(matching),
                [type = askedType(query)](const auto& record) { return record.first == type; });
-  std::string answer = dnsAnswer(query, ns_r_noerror, matching);
+  std::string answer = dnsAnswer(query, ns_r_noerror, matching, timeToLive_);
   if (!udp || answer.size() <= kUdpLimit) return answer;
   answer = dnsAnswer(query, ns_r_noerror, {});
   answer[2] = static_cast<char>(answer[2] | 2);  // truncated

@@ -24,7 +24,8 @@ std::string addressData(const std::string& dotted);
 
 /// A whole answer message with these records (type, data), each owned by the name asked for.
 std::string dnsAnswer(const std::string& query, int rcode,
-                      const std::vector<std::pair<int, std::string>>& records);
+                      const std::vector<std::pair<int, std::string>>& records,
+                      std::size_t timeToLive = 0);
 
 /// A query as a client sends it, to make answers of without a network.
 std::string dnsQuery(const std::string& name, int type);
@@ -43,6 +44,8 @@ class DnsZone {
   void add(const std::string& name, int type, std::string data);
   /// The response code for all queries of a name, or kSilent.
   void misbehave(const std::string& name, int rcode);
+  /// How long the records may be remembered, in seconds; 0 at first.
+  void keepFor(std::size_t seconds);
   void clear();
 
   /// The answer by UDP, cut to 512 bytes with the truncation bit where it is longer; empty for
@@ -57,6 +60,7 @@ class DnsZone {
   mutable std::mutex mutex_;  // the test and the server's thread
   std::map<std::string, std::vector<std::pair<int, std::string>>> records_;
   std::map<std::string, int> faults_;
+  std::size_t timeToLive_ = 0;
 };
 
 }  // namespace tolk::test
