@@ -64,6 +64,7 @@ class DnsTask : public Task<T> {
     while (!this->done()) {
       if (const std::optional<int> status = takeStatus()) {
         if (walk_->judge(*status)) {
+          walk_->tellFaults();
           conclude(*status, walk_->channel());
           continue;
         }

@@ -100,7 +100,6 @@ bool DnsWalk::judge(int status) {
   if (fault != nullptr) fail(fault, unreachable && waited);
   if (isAnswer(status)) NameServers::instance().answered(server);
   heard_ = true;
-  if (fault == nullptr) tellFaults();
   return fault == nullptr;
 }
 

@@ -35,7 +35,6 @@ class DnsWalk {
   /// Whether the present server's time is over; then the caller tells silent() and next().
   [[nodiscard]] bool timeIsUp() const { return channel_ && Clock::now() >= until_; }
   /// Whether the present server's status for a question is an answer; else next() is to follow.
-  /// What the servers before it did instead is kept as a trouble of the run.
   bool judge(int status);
   void silent();
 
@@ -43,6 +42,8 @@ class DnsWalk {
   [[nodiscard]] bool heard() const noexcept { return heard_; }
   /// "DNS has no answer for NAME: SERVER did ..., SERVER did ...".
   [[nodiscard]] std::string problem() const;
+  /// Keeps what the servers did as troubles of the run, for when the question has an answer.
+  void tellFaults() const;
 
  private:
   struct Fault {
@@ -52,7 +53,6 @@ class DnsWalk {
   };
 
   void fail(const std::string& what, bool silent);
-  void tellFaults() const;
 
   std::string name_;
   Clock::time_point deadline_;

@@ -101,7 +101,10 @@ class HostTask final : public DnsTask<HostAnswer> {
   void giveUp(const DnsWalk& walk) override {
     if (family_ == AF_INET6) return finish(failed(NO_DATA));
     // Another lookup of the same name may have had more luck meanwhile.
-    if (auto known = HostMemory::instance().find(name())) return finish(std::move(*known));
+    if (auto known = HostMemory::instance().find(name())) {
+      walk.tellFaults();
+      return finish(std::move(*known));
+    }
     noteTrouble(kLogger, printable(walk.problem()));
     finish(failed(TRY_AGAIN));
   }
