@@ -91,6 +91,8 @@ TEST_F(BindingTest, OnlyRootMayUseTheComputerAccount) {
   const auto context = joined(nullptr);
   EXPECT_EXIT(::_exit(refusalOf(*context) == kNotRoot ? context->errorCode : 1),
               testing::ExitedWithCode(19), "");
+  const auto other = unjoined(nullptr, "lab.test");  // root could do no more
+  EXPECT_EXIT(::_exit(refusalOf(*other) == kNotJoined ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 TEST_F(BindingTest, AFailedDiscoveryIsAFailureLikeAnyOther) {

@@ -38,6 +38,7 @@ TEST_F(FunctionalLevels, ControllersLevelIsShownAsTypeAndAsLevel) {
   const Row rows[] = {
       {"0", "Windows 2000", "0 = (DS_BEHAVIOR_WIN2000)"},
       {"1", "Windows 2003 Interim", "1 = (DS_BEHAVIOR_WIN2003_INTERIM)"},
+      {"5", "Windows 2012", "5 = (DS_BEHAVIOR_WINSERVER_2012)"},
       {"6", "Windows 2012 R2", "6 = (DS_BEHAVIOR_WINSERVER_2012_R2)"},
       {"7", "Windows 2016", "7 = (DS_BEHAVIOR_WINSERVER_2016)"},
       {"8", "Unknown DC Functional Level: 8", "8"},

@@ -79,10 +79,13 @@ TEST_F(KerberosConfiguration, OnlyTheMalformedFileItselfIsMovedAside) {
 
 TEST_F(KerberosConfiguration, TheAgentsValuesLieOverThoseOfTheFile) {
   directory.write("krb5.conf",
-                  "[libdefaults]\n dns_lookup_kdc = true\n ticket_lifetime = 7h\n"
+                  "[libdefaults]\n dns_canonicalize_hostname = true\n ticket_lifetime = 7h\n"
                   "[realms]\n LAB.TEST = {\n  kdc = file.kdc\n  master_kdc = file.master\n }\n");
   const KerberosContext kerberos;
-  EXPECT_EQ(value(kerberos.get(), "libdefaults", "dns_lookup_kdc"), "false");
+  for (const char* name : {"dns_canonicalize_hostname", "rdns", "dns_lookup_kdc",
+                           "dns_lookup_realm", "dns_uri_lookup"}) {
+    EXPECT_EQ(value(kerberos.get(), "libdefaults", name), "false") << name;
+  }
   EXPECT_EQ(value(kerberos.get(), "libdefaults", "kdc_timesync"), "0");
   EXPECT_EQ(value(kerberos.get(), "libdefaults", "ticket_lifetime"), "7h");
   EXPECT_EQ(value(kerberos.get(), "realms", "LAB.TEST", "kdc"), "file.kdc");

@@ -50,7 +50,11 @@ std::string methods() {
 
 /// Wants a password first, then refuses it with `code`.
 test::KdcScript refusing(int code, const std::string& data = {}) {
-  return [=, asked = 0](const Bytes&) mutable -> std::optional<Bytes> {
+  return [=, asked = 0](const Bytes& request) mutable -> std::optional<Bytes> {
+    // KDCOptions: canonicalize (RFC 6806, 3) and renewable-ok alone.
+    constexpr std::string_view kOptions("\x03\x05\x00\x00\x01\x00\x10", 7);
+    EXPECT_NE(std::string_view(request.data(), request.size()).find(kOptions),
+              std::string_view::npos);
     return ++asked == 1 ? krbError(kPreauthRequired, methods()) : krbError(code, data);
   };
 }
@@ -243,6 +247,7 @@ TEST_F(Tickets, ARevokedTicketIsAskedForAgainOnce) {
   EXPECT_EQ(failureOf(*tickets, {refuse, asked, nullptr, nullptr}),
             static_cast<int>(KRB5KDC_ERR_TGT_REVOKED));
   EXPECT_EQ(*asked, std::vector<std::string>{"alice@TEST.REALM"});
+  EXPECT_EQ(kdc.requests(), 2) << "there is no new ticket to ask with";
 }
 
 TEST_F(Tickets, ANewTicketGoesToMemoryAndIsUsed) {

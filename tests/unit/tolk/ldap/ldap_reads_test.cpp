@@ -14,6 +14,7 @@
 #include "tolk/base/property_names.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/ldap_binding.h"
+#include "tolk/ldap/ldap_connection.h"
 #include "tolk/ldap/pipelined_reads.h"
 #include "tolk/ldap/root_dse_reads.h"
 
@@ -77,6 +78,13 @@ TEST_F(LdapReads, FetchTellsAnObjectFromNoneAndKeepsEachByte) {
   EXPECT_EQ(odd.getStrings("USERPASSWORD"),
             (std::vector<std::string>{std::string("a\0b\n", 4), ""}));
   EXPECT_EQ(odd["jpegPhoto"].toString().size(), Slapd::kHugeBytes);
+}
+
+TEST_F(LdapReads, ABindSignsAtLeast) {
+  ber_len_t strength = 0;
+  const auto connection = LdapConnection::open(parseServer(server_->address()));
+  ldap_get_option(connection->handle(), LDAP_OPT_X_SASL_SSF_MIN, &strength);
+  EXPECT_EQ(strength, 1u);
 }
 
 TEST_F(LdapReads, SearchesEndAtTheirSizeAndNamesComeAlone) {
@@ -237,8 +245,12 @@ TEST(LdapAnswers, NonsenseEndsTheReadWithinItsLimit) {
       {"text", "HTTP/1.1 400 Bad Request\r\n\r\n" + std::string(100, ' '), LDAP_SERVER_DOWN},
       {"two gigabytes announced", "\x30\x84\x7f\xff\xff\xff\x02\x01\x01", LDAP_SERVER_DOWN},
       {"damaged entry", "\x30\x10\x02\x01\x01\x64\x0b\x04\x00\x30\x07\x30\x05\x04\x01\x61\x31\x05"s,
+       LDAP_DECODING_ERROR},
+      {"damaged number of a message, and one that makes sense",
+       "\x30\x07\x02\x05\x01\x01\x01\x01\x01\x30\x0c\x02\x01\x03\x65\x07\x0a\x01\x00\x04\x00\x04\x00"s,
        LDAP_DECODING_ERROR}};
-  Props().set(PN::LDAP_BIND_TIMEOUT, "0.3");
+  Props().set(PN::LDAP_BIND_TIMEOUT, "0.1");
+  Props().set(PN::LDAP_SEARCH_TIMEOUT, "0.1");
   for (const Row& row : rows) {
     SCOPED_TRACE(row.description);
     const Listener listener;
@@ -248,7 +260,26 @@ TEST(LdapAnswers, NonsenseEndsTheReadWithinItsLimit) {
     ASSERT_EQ(::write(peer.get(), row.bytes.data(), row.bytes.size()),
               static_cast<ssize_t>(row.bytes.size()));
     EXPECT_EQ(rootDseFailure(binding).first, row.code);
+    EXPECT_EQ(rootDseFailure(binding).first, LDAP_TIMEOUT) << "what follows is not trusted";
   }
+}
+
+TEST(LdapAnswers, PagesWithoutEndAreAFailure) {
+  using namespace std::string_literals;
+  const Listener listener;
+  LDAPBinding binding;
+  binding.connectToServer(listener.address());
+  const UniqueFd peer = listener.accept();
+  for (const char number : {'\1', '\2'}) {  // no objects, and the same cookie (RFC 2696)
+    const std::string page = "\x30\x32\x02\x01"s + number +
+                             "\x65\x07\x0a\x01\x00\x04\x00\x04\x00\xa0\x24\x30\x22\x04\x16"
+                             "1.2.840.113556.1.4.319"
+                             "\x04\x08\x30\x06\x02\x01\x00\x04\x01\x63"s;
+    ASSERT_EQ(::write(peer.get(), page.data(), page.size()), static_cast<ssize_t>(page.size()));
+  }
+  PagedObjectList list =
+      binding.searchPaged(7, AD_ALL_OBJECTS, "", kSn, SearchScope::subtree, 0, 0);
+  EXPECT_EQ(failureOf([&] { return list.nextPage(), 0; }).first, LDAP_PROTOCOL_ERROR);
 }
 
 }  // namespace

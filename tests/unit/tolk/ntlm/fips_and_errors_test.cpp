@@ -23,6 +23,8 @@ TEST(WinErrToString, StatusAndWindowsErrorHaveOneTextAndOthersTheirNumber) {
   EXPECT_EQ(WinErrToString(static_cast<int>(0xC000006D)),
             "The user name or password is incorrect.");
   EXPECT_EQ(WinErrToString(1326), WinErrToString(static_cast<int>(0xC000006D)));
+  EXPECT_EQ(WinErrToString(static_cast<int>(0xC0000234)),
+            "The referenced account is currently locked out and may not be logged on to.");
   EXPECT_EQ(WinErrToString(0), "The operation completed successfully.");
   EXPECT_EQ(WinErrToString(static_cast<int>(0xC00ABCDE)), "NT status 0xc00abcde");
   EXPECT_EQ(WinErrToString(2), "Windows error 2");

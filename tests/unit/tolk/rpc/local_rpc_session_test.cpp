@@ -68,7 +68,8 @@ TEST_F(Session, CallsAndAnswers) {
                                   R"({"name":"objectGUID","values":[{"base64":"//4="}]}]}}})" +
                                       "\0"s,
                                   R"({"parameters":{}})" + "\0"s,
-                                  R"({"parameters":{"code":2,"text":"https://c,p:1"}})" + "\0"s});
+                                  R"({"parameters":{"code":2,"text":"https://c,p:1"}})" + "\0"s,
+                                  R"({"parameters":{"code":2147483648,"text":""}})" + "\0"s});
   LocalRpcSession session(directory_.path(), false, false);
   session.authenticateProcess();
   EXPECT_EQ(session.getCurrentDC(), "dc1.example.com");
@@ -81,6 +82,7 @@ TEST_F(Session, CallsAndAnswers) {
   std::string cloud;
   EXPECT_EQ(session.getORBInfo(cloud), 2);
   EXPECT_EQ(cloud, "https://c,p:1");
+  EXPECT_THROW((void)session.getORBInfo(cloud), IPCException) << "no number of ours is so large";
   const std::vector<std::string> expected{
       R"({"method":"org.orvald.velkd.Authenticate","parameters":{}})",
       R"({"method":"org.orvald.velkd.GetCurrentDC","parameters":{}})",
@@ -89,6 +91,7 @@ TEST_F(Session, CallsAndAnswers) {
       R"({"server":"dc1","dn":"CN=host1","attributes":["cn","sn"],"fresh":true}})",
       R"({"method":"org.orvald.velkd.FetchObject","parameters":)"
       R"({"server":"","dn":"CN=other","attributes":[],"fresh":false}})",
+      R"({"method":"org.orvald.velkd.GetCloudInstance","parameters":{}})",
       R"({"method":"org.orvald.velkd.GetCloudInstance","parameters":{}})",
   };
   EXPECT_EQ(daemon.calls(), expected);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tolk/base/exceptions.h"
+#include "tolk/rpc/mfa_step.h"
 
 namespace tolk {
 namespace {
@@ -66,6 +67,9 @@ TEST(WireObject, AnotherShapeIsBadData) {
        }) {
     EXPECT_THROW((void)objectFromJson(json::parse(text)), BadDataException) << text;
   }
+  EXPECT_THROW((void)mfaStepFromJson(
+                   json::parse(R"({"session":"","summary":5,"challenge":"","choices":[]})")),
+               BadDataException);
 }
 
 }  // namespace
