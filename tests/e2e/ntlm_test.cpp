@@ -59,6 +59,7 @@ TEST(NtlmLogon, WhatTheControllerSaysOfEachAccount) {
   constexpr LogonCase kCases[] = {
       {"right", "alice", "Alice-Pass1", kGood},
       {"controller by name", "alice", "Alice-Pass1", kGood, "dc1.lab.test"},
+      {"controller with a port", "alice", "Alice-Pass1", kGood, "dc1.lab.test:389"},
       {"controller by address", "alice", "Alice-Pass1", kGood, "10.99.0.10"},
       {"principal name", "alice@lab.test", "Alice-Pass1", kGood},
       {"with a domain", "LAB\\alice", "Alice-Pass1", kGood},

@@ -94,7 +94,7 @@ void ADNTLM::init(const std::string& type1) {
   std::string challenge = smbUser_.startSession(type1);
   try {
     reader_.setMsgType2(challenge);
-    requireDomain(*reader_.challenge(), realm_, user_);
+    requireDomain(reader_.challenge(), realm_, user_);
   } catch (const TOLKException& failure) {
     throw TOLKException(target.server + ": " + failure.what());
   }

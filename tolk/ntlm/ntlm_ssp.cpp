@@ -67,26 +67,26 @@ std::string NtlmSSP::getMsgType3() {
 // A server in more than one domain, as a member with accounts of its own, must not choose.
 const std::string& NtlmSSP::accountDomain() const noexcept {
   const bool plainName = domain_.empty() && user_.find('@') == std::string::npos;
-  return plainName ? challenge_->netbiosDomain : domain_;
+  return plainName ? challenge_.netbiosDomain : domain_;
 }
 
 // MS-NLMP 3.1.5.1.2 wants the integrity code where the challenge has a time stamp. Who alters a
 // challenge could take that out, so the code is always sent, and never the LMv2 response, which
 // proves neither challenge nor code. Servers from before there was such a code ignore it.
 std::string NtlmSSP::makeMsgType3() {
-  assert(challenge_);
+  assert(!challengeMessage_.empty());
   const std::string targetInfo =
-      challenge_->targetInfo.empty() ? std::string() : withIntegrityFlag(challenge_->targetInfo);
-  NtlmResponseInput input{.serverChallenge = challenge_->serverChallenge,
-                          .time = challenge_->time.value_or(currentTime()),
+      challenge_.targetInfo.empty() ? std::string() : withIntegrityFlag(challenge_.targetInfo);
+  NtlmResponseInput input{.serverChallenge = challenge_.serverChallenge,
+                          .time = challenge_.time.value_or(currentTime()),
                           .targetInfo = targetInfo};
   fillRandom(input.clientChallenge.data(), input.clientChallenge.size());
 
   const std::string& domain = accountDomain();
   const NtlmKey responseKey = ntlmResponseKey(ntlmPasswordHash(password_), user_, domain);
   NtlmAuthenticate content;
-  content.flags = flags_ & challenge_->flags;
-  content.flags |= challenge_->flags & NtlmFlag::kTargetInfo;
+  content.flags = flags_ & challenge_.flags;
+  content.flags |= challenge_.flags & NtlmFlag::kTargetInfo;
   content.domain = toUtf16(domain);
   content.user = toUtf16(user_);
   content.workstation = toUtf16(workstation_);

@@ -1,7 +1,6 @@
 // The client side of an NTLM exchange, version 2 (MS-NLMP 3.1.5).
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "tolk/base/shredder.h"
@@ -26,10 +25,8 @@ class NtlmSSP {
   /// Takes the server's challenge message. Throws TOLKException when it is malformed.
   void setMsgType2(const std::string& message);
 
-  /// What that message says; empty before it.
-  [[nodiscard]] const std::optional<NtlmChallenge>& challenge() const noexcept {
-    return challenge_;
-  }
+  /// What that message says.
+  [[nodiscard]] const NtlmChallenge& challenge() const noexcept { return challenge_; }
 
   /// The authenticate message: NTLMv2 response, an exchanged session key where both sides want one,
   /// and an integrity code over all three messages. Its flags are those of the first message that
@@ -52,7 +49,7 @@ class NtlmSSP {
   unsigned flags_;
   std::string negotiate_;
   std::string challengeMessage_;
-  std::optional<NtlmChallenge> challenge_;
+  NtlmChallenge challenge_;
   NtlmKey sessionKey_;
 };
 

@@ -22,6 +22,8 @@ TEST(FipsMode, IsOnWhereTheKernelSaysOne) {
 TEST(WinErrToString, StatusAndWindowsErrorHaveOneTextAndOthersTheirNumber) {
   EXPECT_EQ(WinErrToString(static_cast<int>(0xC000006D)),
             "The user name or password is incorrect.");
+  EXPECT_EQ(WinErrToString(static_cast<int>(0xC0000234)),
+            "The referenced account is currently locked out and may not be logged on to.");
   EXPECT_EQ(WinErrToString(1326), WinErrToString(static_cast<int>(0xC000006D)));
   EXPECT_EQ(WinErrToString(static_cast<int>(0xC0000234)),
             "The referenced account is currently locked out and may not be logged on to.");
