@@ -235,6 +235,12 @@ TEST_F(AccountTest, ShortNamesOfDomains) {
   EXPECT_EQ(stranger.status, 19);
   EXPECT_THAT(stranger.err, HasSubstr("  WRONGDOM is not known as the short name of the domain "
                                       "lab.test (it is LAB): "));
+  // No controller tells its short name: the one of the joined domain is asked, and says itself.
+  const HostChange mute(lab.dc,
+                        "nft 'add table inet e2e; add chain inet e2e in { type filter hook input "
+                        "priority 0; }; add rule inet e2e in udp dport 389 drop'",
+                        "nft delete table inet e2e");
+  EXPECT_EQ(lab.member.joinscope(withAlice({"-N", "LAB"})), (CommandResult{0, correct, ""}));
 }
 
 TEST_F(AccountTest, PasswordsWithoutAController) {

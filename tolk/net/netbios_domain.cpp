@@ -23,7 +23,9 @@ std::string netbiosNameOf(const std::string& domain) {
 std::string dnsNameOfDomain(const std::string& name) {
   if (name.find('.') != std::string::npos) return name;
   const std::string joined = loadSetting(SETTING_DOMAIN_NAME, false, false);
-  return equalsIgnoringCase(netbiosNameOf(joined), name) ? joined : name;
+  if (joined.empty()) return name;
+  const std::string own = netbiosNameOf(joined);
+  return own.empty() || equalsIgnoringCase(own, name) ? joined : name;
 }
 
 }  // namespace tolk
