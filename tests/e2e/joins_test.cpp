@@ -92,7 +92,8 @@ TEST_F(JoinsTest, ControllerThatFallsSilentIsAProblem) {
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, AllOf(HasSubstr("  Total Zones:    0\n"),
                              HasSubstr("\nUnreachable Domains\n-------------------\n\n"
-                                       "  Domain: LAB.TEST\n  Reason: ")));
+                                       "  Domain: LAB.TEST\n  Reason: "),
+                             HasSubstr("within 8 s (the join count's limit of a search)\n")));
 }
 
 }  // namespace

@@ -55,7 +55,8 @@ inline constexpr Property LDAP_BIND_TIMEOUT{
     "connectionless LDAP query. The port probes set it to 5 for their run."};
 inline constexpr Property LDAP_SEARCH_TIMEOUT{
     "LDAP_SEARCH_TIMEOUT", "ldap.search.timeout", "20", "seconds",
-    "Limit of the wait for the next answer of one LDAP search."};
+    "Limit of one LDAP search, all of its pages together; each 1000 answers that have come add as "
+    "much again, up to 100 times."};
 inline constexpr Property KRB5_KDC_TIMEOUT{
     "KRB5_KDC_TIMEOUT", "krb5.kdc.timeout", "5", "seconds",
     "Limit of one exchange with the key distribution centers of a realm."};

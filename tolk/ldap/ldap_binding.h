@@ -34,8 +34,8 @@ struct SearchRequest {
   int scope = SearchScope::base;
   std::string filter;
   std::vector<std::string> attributes;  ///< none asks for all
-  int timeLimitSeconds = 0;  ///< longest wait for the next answer; 0 takes PN::LDAP_SEARCH_TIMEOUT
-  int sizeLimit = 0;         ///< most objects to return; 0 is no limit
+  int timeLimitSeconds = 0;             ///< of the whole search; 0 takes PN::LDAP_SEARCH_TIMEOUT
+  int sizeLimit = 0;                    ///< most objects to return; 0 is no limit
   int flags = SearchFlags::none;
 };
 

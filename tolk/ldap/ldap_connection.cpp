@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/ldap/ldap_entry.h"
 #include "tolk/ldap/ldap_error.h"
 #include "tolk/ldap/ldap_socket.h"
@@ -22,8 +23,10 @@ namespace tolk {
 namespace {
 
 constexpr std::int32_t kLdapPort = 389;
-// No answer of a directory comes near; a server that announces more is not waited for.
-constexpr ber_len_t kMaxMessageBytes = 64u << 20;
+// No answer of a directory comes near. What a server sends beyond, in one message or in many, is
+// not taken: an anonymous session trusts whoever answers.
+constexpr std::size_t kMostBytes = std::size_t{16} << 20;
+constexpr std::size_t kMostObjects = 100'000;
 
 timeval toTimeval(std::chrono::milliseconds time) {
   const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
@@ -73,15 +76,15 @@ std::vector<char*> attributePointers(const SearchRequest& request) {
   return names;
 }
 
+void freeTexts(char** texts) noexcept {
+  ber_memvfree(reinterpret_cast<void**>(texts));
+}
+
 bool holdsNul(const std::string& text) {
   return text.find('\0') != std::string::npos;
 }
 
 }  // namespace
-
-WaitLimit configuredWait(const Property& property) {
-  return {configuredLimit(property), property.key};
-}
 
 std::string serverText(const HostPort& server) {
   return server.host + ":" + std::to_string(server.port);
@@ -111,7 +114,7 @@ HostPort parseServer(const std::string& hostAndPort) {
 }
 
 LdapConnection::LdapConnection(UniqueFd socket, HostPort server)
-    : server_(std::move(server)), serverName_(serverText(server_)) {
+    : server_(std::move(server)), serverName_(serverText(server_)), allowance_(kMostBytes) {
   sendAtOnce(socket.get());
   LDAP* ld = nullptr;
   const std::string url = "ldap://" + serverName_;
@@ -119,11 +122,11 @@ LdapConnection::LdapConnection(UniqueFd socket, HostPort server)
   ld_.reset(ld);
   Sockbuf* stream = streamOf(ld);
   if (stream == nullptr ||
-      ber_sockbuf_add_io(stream, socketCalls(), LBER_SBIOD_LEVEL_PROVIDER, nullptr) != 0) {
+      ber_sockbuf_add_io(stream, socketCalls(), LBER_SBIOD_LEVEL_PROVIDER, &allowance_) != 0) {
     throwIfLdap(LDAP_NO_MEMORY, nullptr, serverName_);
   }
   static_cast<void>(socket.release());
-  ber_len_t most = kMaxMessageBytes;
+  ber_len_t most = kMostBytes;
   ber_sockbuf_ctrl(stream, LBER_SB_OPT_SET_MAX_INCOMING, &most);
   setOptions(ld);
 }
@@ -147,6 +150,7 @@ int LdapConnection::send(const SearchRequest& request, LDAPControl* control) {
   if (lost_) throwIfFailed(LDAP_SERVER_DOWN);
   ldap_set_option(ld_.get(), LDAP_OPT_DIAGNOSTIC_MESSAGE, nullptr);
   if (holdsNul(request.base) || holdsNul(request.filter)) throwIfFailed(LDAP_PARAM_ERROR);
+  allowance_ = kMostBytes;
   std::vector<char*> names = attributePointers(request);
   LDAPControl* controls[] = {control, nullptr};
   int id = -1;
@@ -157,12 +161,11 @@ int LdapConnection::send(const SearchRequest& request, LDAPControl* control) {
   return id;
 }
 
-WaitLimit LdapConnection::limitFor(const SearchRequest& request) const {
+SearchBudget LdapConnection::budgetFor(const SearchRequest& request) {
   if (request.timeLimitSeconds > 0) {
-    return {std::chrono::seconds(request.timeLimitSeconds), ""};
+    return SearchBudget({std::chrono::seconds(request.timeLimitSeconds), ""});
   }
-  // An anonymous session sends no bind: its first answer is what shows that the server is there.
-  return configuredWait(answered_ ? PN::LDAP_SEARCH_TIMEOUT : PN::LDAP_BIND_TIMEOUT);
+  return SearchBudget(configuredWait(PN::LDAP_SEARCH_TIMEOUT));
 }
 
 // Null when nothing came in time.
@@ -175,6 +178,7 @@ LdapMessage LdapConnection::readMessage(int id, std::chrono::milliseconds limit)
   LdapMessage owner(message);
   if (type < 0) {
     lost_ = true;  // also after an answer that makes no sense: what follows it could not be trusted
+    if (allowance_ == 0) throwOversized(std::to_string(kMostBytes >> 20) + " MiB");
     int rc = LDAP_SERVER_DOWN;
     ldap_get_option(ld_.get(), LDAP_OPT_RESULT_CODE, &rc);
     throwIfFailed(rc == LDAP_SUCCESS ? LDAP_SERVER_DOWN : rc);
@@ -183,10 +187,16 @@ LdapMessage LdapConnection::readMessage(int id, std::chrono::milliseconds limit)
   return owner;
 }
 
-void LdapConnection::throwTimeout(const WaitLimit& limit) const {
-  std::string detail = "no answer within " + limitText(limit.time);
-  if (!limit.source.empty()) detail += " (" + std::string(limit.source) + ")";
+void LdapConnection::throwTimeout(const WaitLimit& limit, const char* missing) const {
+  std::string detail = std::string("no ") + missing + " within " + limitText(limit.time);
+  if (!limit.source.empty()) detail += " (" + limit.source + ")";
   throw LDAPException(ldapMessage(LDAP_TIMEOUT, serverName_, detail), LDAP_TIMEOUT);
+}
+
+void LdapConnection::throwOversized(const std::string& detail) {
+  lost_ = true;  // what follows could not be trusted
+  const std::string reason = "the server sent more than " + detail + " to one search";
+  throw LDAPException(ldapMessage(LDAP_PROTOCOL_ERROR, serverName_, reason), LDAP_PROTOCOL_ERROR);
 }
 
 LdapMessage LdapConnection::nextMessage(int id, const WaitLimit& limit) {
@@ -196,15 +206,46 @@ LdapMessage LdapConnection::nextMessage(int id, const WaitLimit& limit) {
 }
 
 SearchResult LdapConnection::receive(int id, const SearchRequest& request) {
-  SearchResult result;
+  SearchBudget budget = budgetFor(request);
+  return receive(id, request, budget);
+}
+
+SearchResult LdapConnection::receive(int id, const SearchRequest& request, SearchBudget& budget) {
   try {
-    while (!take(nextMessage(id, limitFor(request)).get(), request, result)) {
-    }
+    return collect(id, request, budget);
   } catch (...) {
     abandon(id);
     throw;
   }
+}
+
+SearchResult LdapConnection::collect(int id, const SearchRequest& request, SearchBudget& budget) {
+  const auto started = std::chrono::steady_clock::now();
+  SearchResult result;
+  allowance_ = kMostBytes;
+  // What has come by the end of the time still counts, so this is no reason to stop later on.
+  if (budget.left(started).time == budget.left(started).time.zero()) {
+    throwTimeout(budget.whole(), "whole answer");
+  }
+  for (const char* missing = "answer";; missing = "whole answer") {
+    const WaitLimit left = budget.left(started);
+    const bool bind = boundByBind(request, left);
+    const LdapMessage message =
+        readMessage(id, bind ? configuredLimit(PN::LDAP_BIND_TIMEOUT) : left.time);
+    if (message == nullptr) {
+      throwTimeout(bind ? configuredWait(PN::LDAP_BIND_TIMEOUT) : budget.whole(), missing);
+    }
+    if (take(message.get(), request, result)) break;
+    budget.earn(1);
+  }
+  budget.spend(std::chrono::steady_clock::now() - started);
   return result;
+}
+
+// An anonymous session sends no bind: its first answer is what shows that the server is there.
+bool LdapConnection::boundByBind(const SearchRequest& request, const WaitLimit& left) const {
+  return !answered_ && request.timeLimitSeconds == 0 &&
+         configuredLimit(PN::LDAP_BIND_TIMEOUT) < left.time;
 }
 
 bool LdapConnection::poll(int id, const SearchRequest& request, SearchResult& result) {
@@ -214,7 +255,8 @@ bool LdapConnection::poll(int id, const SearchRequest& request, SearchResult& re
   return false;
 }
 
-// True for the message that ends a search. References to other servers are left out.
+// True for the message that ends a search. References to other servers are left out. At its base
+// alone a search finds one object at most (RFC 4511, 4.5.1.2).
 bool LdapConnection::take(LDAPMessage* message, const SearchRequest& request,
                           SearchResult& result) {
   const int type = ldap_msgtype(message);
@@ -223,6 +265,10 @@ bool LdapConnection::take(LDAPMessage* message, const SearchRequest& request,
     return true;
   }
   if (type == LDAP_RES_SEARCH_ENTRY) {
+    const std::size_t most = request.scope == SearchScope::base ? 1 : kMostObjects;
+    if (result.objects.size() == most) {
+      throwOversized(std::to_string(most) + (most == 1 ? " object" : " objects"));
+    }
     ADObject object;
     throwIfFailed(parseEntry(ld_.get(), message, object));
     result.objects.push_back(std::move(object));
@@ -232,14 +278,25 @@ bool LdapConnection::take(LDAPMessage* message, const SearchRequest& request,
 
 void LdapConnection::finish(LDAPMessage* message, const SearchRequest& request,
                             SearchResult& result) {
+  char** places = nullptr;
   LDAPControl** list = nullptr;
   const int rc =
-      ldap_parse_result(ld_.get(), message, &result.code, nullptr, nullptr, nullptr, &list, 0);
+      ldap_parse_result(ld_.get(), message, &result.code, nullptr, nullptr, &places, &list, 0);
+  const std::unique_ptr<char*, Releaser<freeTexts>> referral(places);
   const std::unique_ptr<LDAPControl*, Releaser<ldap_controls_free>> controls(list);
   throwIfFailed(rc);
+  if (result.code == LDAP_REFERRAL && places != nullptr && *places != nullptr) {
+    throw LDAPException(ldapMessage(LDAP_REFERRAL, serverName_,
+                                    "to " + printable(*places) + ", which is not followed"),
+                        LDAP_REFERRAL);
+  }
   const bool asked = result.code == LDAP_SIZELIMIT_EXCEEDED && request.sizeLimit > 0;
   if (asked) result.code = LDAP_SUCCESS;
   if (result.code != LDAP_NO_SUCH_OBJECT) throwIfFailed(result.code);
+  if (result.code == LDAP_NO_SUCH_OBJECT && request.scope != SearchScope::base) {
+    noteTrouble("tolk.ldap", serverName_ + " has no object '" + printable(request.base) +
+                                 "': a search below it finds nothing");
+  }
   if (list != nullptr) throwIfFailed(parsePageCookie(ld_.get(), list, result.cookie));
 }
 

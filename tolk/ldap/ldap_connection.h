@@ -5,15 +5,15 @@
 #include <ldap.h>
 
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <string>
-#include <string_view>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
-#include "tolk/base/property_names.h"
 #include "tolk/ldap/ad_object.h"
 #include "tolk/ldap/ldap_binding.h"
+#include "tolk/ldap/search_budget.h"
 #include "tolk/net/host_port.h"
 
 namespace tolk {
@@ -34,14 +34,6 @@ struct SearchResult {
 };
 
 /// "host:port" or "host" taken apart; 389 where no port is named.
-/// The longest wait for one message, and the name of the property that sets it ("" when the caller
-/// did), for the text of a time-out.
-struct WaitLimit {
-  std::chrono::milliseconds time;
-  std::string_view source;
-};
-WaitLimit configuredWait(const Property& property);
-
 HostPort parseServer(const std::string& hostAndPort);
 std::string serverText(const HostPort& server);
 
@@ -57,6 +49,8 @@ class LdapConnection {
   /// Takes over a connected, non-blocking socket. It stays non-blocking: with a blocking one, half
   /// a message from a server that then falls silent would stop the library's read for good.
   LdapConnection(UniqueFd socket, HostPort server);
+  LdapConnection(const LdapConnection&) = delete;
+  LdapConnection& operator=(const LdapConnection&) = delete;
 
   [[nodiscard]] LDAP* handle() const noexcept { return ld_.get(); }
   [[nodiscard]] const HostPort& server() const noexcept { return server_; }
@@ -68,9 +62,15 @@ class LdapConnection {
   /// Sends a search and returns its id. Throws LDAPException.
   int send(const SearchRequest& request, LDAPControl* control = nullptr);
 
-  /// Takes in the whole result of search `id`, waiting for each of its messages at most the limit
-  /// of `request`. A search that fails is abandoned. Throws LDAPException.
+  /// Takes in the whole result of search `id` within the limit of `request`. A search that fails is
+  /// abandoned. Throws LDAPException.
   SearchResult receive(int id, const SearchRequest& request);
+
+  /// The same within what is left of `budget`, which is charged.
+  SearchResult receive(int id, const SearchRequest& request, SearchBudget& budget);
+
+  /// What a search may take in time: the limit of `request`, or PN::LDAP_SEARCH_TIMEOUT.
+  [[nodiscard]] static SearchBudget budgetFor(const SearchRequest& request);
 
   /// Adds to `result` what has come for search `id` without waiting; true when it is complete.
   bool poll(int id, const SearchRequest& request, SearchResult& result);
@@ -80,7 +80,7 @@ class LdapConnection {
   LdapMessage nextMessage(int id, const WaitLimit& limit);
 
   /// Throws the LDAPException that says that `limit` ended a wait.
-  [[noreturn]] void throwTimeout(const WaitLimit& limit) const;
+  [[noreturn]] void throwTimeout(const WaitLimit& limit, const char* missing = "answer") const;
 
   /// Tells the server not to bother, as far as that can be done without waiting.
   void abandon(int id) noexcept;
@@ -89,13 +89,16 @@ class LdapConnection {
   void throwIfFailed(int rc);
 
  private:
-  [[nodiscard]] WaitLimit limitFor(const SearchRequest& request) const;
+  SearchResult collect(int id, const SearchRequest& request, SearchBudget& budget);
+  [[nodiscard]] bool boundByBind(const SearchRequest& request, const WaitLimit& left) const;
   LdapMessage readMessage(int id, std::chrono::milliseconds limit);
+  [[noreturn]] void throwOversized(const std::string& detail);
   bool take(LDAPMessage* message, const SearchRequest& request, SearchResult& result);
   void finish(LDAPMessage* message, const SearchRequest& request, SearchResult& result);
 
   HostPort server_;
   std::string serverName_;
+  std::size_t allowance_;  // bytes that may still come; counted down by the stream of ld_
   LdapHandle ld_;
   bool lost_ = false;
   bool answered_ = false;  // a first message has come

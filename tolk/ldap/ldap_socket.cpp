@@ -3,6 +3,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstddef>
+
 namespace tolk {
 namespace {
 
@@ -12,7 +16,8 @@ int descriptorOf(Sockbuf_IO_Desc* stream) noexcept {
   return descriptor;
 }
 
-int setUp(Sockbuf_IO_Desc* /*stream*/, void* /*argument*/) noexcept {
+int setUp(Sockbuf_IO_Desc* stream, void* argument) noexcept {
+  stream->sbiod_pvt = argument;
   return 0;
 }
 int remove(Sockbuf_IO_Desc* /*stream*/) noexcept {
@@ -23,7 +28,14 @@ int control(Sockbuf_IO_Desc* /*stream*/, int /*option*/, void* /*argument*/) noe
 }
 
 ber_slen_t read(Sockbuf_IO_Desc* stream, void* buffer, ber_len_t size) noexcept {
-  return ::recv(descriptorOf(stream), buffer, size, 0);
+  auto& allowance = *static_cast<std::size_t*>(stream->sbiod_pvt);
+  if (allowance == 0) {
+    errno = EMSGSIZE;
+    return -1;
+  }
+  const ssize_t count = ::recv(descriptorOf(stream), buffer, std::min(size, allowance), 0);
+  if (count > 0) allowance -= static_cast<std::size_t>(count);
+  return count;
 }
 
 ber_slen_t write(Sockbuf_IO_Desc* stream, void* buffer, ber_len_t size) noexcept {

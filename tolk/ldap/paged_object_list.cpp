@@ -40,6 +40,7 @@ PagedObjectList::PagedObjectList(std::shared_ptr<LdapConnection> connection, Sea
                                  int pageSize)
     : connection_(std::move(connection)),
       request_(std::make_unique<SearchRequest>(std::move(request))),
+      budget_(std::make_unique<SearchBudget>(LdapConnection::budgetFor(*request_))),
       pageSize_(std::max(pageSize, 1)) {
   readPage();
 }
@@ -60,7 +61,8 @@ void PagedObjectList::readPage() {
   std::string before = std::exchange(cookie_, std::string());
   objects_.clear();
   const Control control = pageControl(*connection_, pageSize_, before);
-  SearchResult page = connection_->receive(connection_->send(*request_, control.get()), *request_);
+  const int id = connection_->send(*request_, control.get());
+  SearchResult page = connection_->receive(id, *request_, *budget_);
   if (page.objects.empty() && !page.cookie.empty() && page.cookie == before) {
     throwIfLdap(LDAP_PROTOCOL_ERROR, nullptr, connection_->serverName() + ", endless pages");
   }

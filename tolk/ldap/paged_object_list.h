@@ -9,6 +9,7 @@
 namespace tolk {
 
 class LdapConnection;
+class SearchBudget;
 struct SearchRequest;
 
 /// The page size of the configuration: PN::TOLKD_PAGED_SEARCH_MAX, its default when that is no
@@ -40,6 +41,7 @@ class PagedObjectList {
 
   std::shared_ptr<LdapConnection> connection_;
   std::unique_ptr<SearchRequest> request_;
+  std::unique_ptr<SearchBudget> budget_;  ///< of all pages together
   int pageSize_;
   std::string cookie_;  ///< the server's place to go on from; empty at the end
   ADObjectList objects_;

@@ -8,7 +8,9 @@
 
 namespace tolk {
 
-PipelinedReads::PipelinedReads(LDAPBinding& binding) : connection_(binding.connection()) {}
+PipelinedReads::PipelinedReads(LDAPBinding& binding)
+    : connection_(binding.connection()),
+      budget_(std::make_unique<SearchBudget>(LdapConnection::budgetFor({}))) {}
 
 PipelinedReads::~PipelinedReads() {
   for (const Outstanding& read : outstanding_) {
@@ -26,14 +28,14 @@ std::size_t PipelinedReads::add(const std::string& filter, const std::string& ba
 
 void PipelinedReads::fillWindow() {
   while (outstanding_.size() < kWindow && !waiting_.empty()) {
-    Outstanding read{.id = -1, .error = silence_};
+    Outstanding read{.request = std::move(waiting_.front()), .id = -1, .error = silence_};
+    waiting_.pop_front();
     try {
-      if (!silence_) read.id = connection_->send(waiting_.front());
+      if (!silence_) read.id = connection_->send(read.request);
     } catch (...) {
       read.error = std::current_exception();
     }
     outstanding_.push_back(std::move(read));
-    waiting_.pop_front();
   }
 }
 
@@ -44,7 +46,8 @@ ADObjectList PipelinedReads::next() {
   try {
     if (read.error) std::rethrow_exception(read.error);
     // Answers to the later reads that come meanwhile stay with the library until their turn.
-    SearchResult result = connection_->receive(read.id, SearchRequest());
+    SearchResult result = connection_->receive(read.id, read.request, *budget_);
+    budget_->earn(1);
     fillWindow();
     return std::move(result.objects);
   } catch (const LDAPException& failure) {

@@ -11,6 +11,8 @@
 
 namespace tolk {
 
+class SearchBudget;
+
 /// Keeps up to kWindow searches outstanding on one binding's connection; when that is lost, every
 /// read left fails. Requests beyond the window wait here as text, and at most kWindow results are
 /// held, so that memory does not grow with the answers. Use: add() everything known so far, then
@@ -33,10 +35,10 @@ class PipelinedReads {
   std::size_t add(const std::string& filter, const std::string& base, const char* const* attributes,
                   int scope);
 
-  /// The result of the oldest request not yet handed back; waits for it at most
-  /// PN::LDAP_SEARCH_TIMEOUT between answers. A base that does not exist gives an empty list.
-  /// Throws that request's LDAPException and drops the request, so that the next call goes on with
-  /// the following one; precondition: pending() > 0.
+  /// The result of the oldest request not yet handed back. All waits of a pipeline share one budget
+  /// of PN::LDAP_SEARCH_TIMEOUT, which grows with the answers (orvald.conf(5)). A base that does
+  /// not exist gives an empty list. Throws that request's LDAPException and drops the request, so
+  /// that the next call goes on with the following one; precondition: pending() > 0.
   [[nodiscard]] ADObjectList next();
 
   /// Requests not yet handed back.
@@ -46,6 +48,7 @@ class PipelinedReads {
 
  private:
   struct Outstanding {
+    SearchRequest request;
     int id;                    ///< of the request on the wire
     std::exception_ptr error;  ///< why it has no answer to wait for
   };
@@ -53,6 +56,7 @@ class PipelinedReads {
   void giveUp();
 
   std::shared_ptr<LdapConnection> connection_;
+  std::unique_ptr<SearchBudget> budget_;
   std::size_t added_ = 0;
   std::exception_ptr silence_;  ///< set once a read has timed out: no later one is waited for
   std::deque<Outstanding> outstanding_;

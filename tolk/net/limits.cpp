@@ -1,11 +1,43 @@
 #include "tolk/net/limits.h"
 
+#include <map>
+#include <string_view>
+
 #include "tolk/base/properties.h"
 
 namespace tolk {
+namespace {
+
+struct StandIn {
+  std::chrono::milliseconds limit;
+  std::string source;
+};
+
+std::map<std::string_view, StandIn>& standIns() {
+  static std::map<std::string_view, StandIn> all;
+  return all;
+}
+
+}  // namespace
 
 std::chrono::milliseconds configuredLimit(const Property& property) {
+  const auto found = standIns().find(property.key);
+  if (found != standIns().end()) return found->second.limit;
   return std::chrono::milliseconds(Props().getLimitMs(property));
+}
+
+std::string limitSource(const Property& property) {
+  const auto found = standIns().find(property.key);
+  return found != standIns().end() ? found->second.source : std::string(property.key);
+}
+
+ScopedLimits::~ScopedLimits() {
+  standIns().clear();
+}
+
+void ScopedLimits::set(std::initializer_list<const Property*> properties,
+                       std::chrono::milliseconds limit, const std::string& source) {
+  for (const Property* property : properties) standIns()[property->key] = {limit, source};
 }
 
 std::string limitText(std::chrono::milliseconds limit) {

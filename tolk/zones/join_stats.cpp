@@ -1,41 +1,15 @@
 #include "tolk/zones/join_stats.h"
 
+#include <chrono>
 #include <map>
 #include <vector>
 
-#include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
-#include "tolk/base/text.h"
+#include "tolk/net/limits.h"
 #include "tolk/zones/domain_searches.h"
 
 namespace tolk {
 namespace {
-
-/// The limits of the configuration replaced for a while.
-class ScopedLimits {
- public:
-  ScopedLimits(long connect, long search) {
-    for (const Property* property :
-         {&PN::NET_DISCOVERY_TIMEOUT, &PN::LDAP_CONNECT_TIMEOUT, &PN::LDAP_BIND_TIMEOUT,
-          &PN::KRB5_KDC_TIMEOUT, &PN::VELKD_DNS_RESPONSE_MAXTIME}) {
-      replace(*property, connect);
-    }
-    replace(PN::LDAP_SEARCH_TIMEOUT, search);
-  }
-  ScopedLimits(const ScopedLimits&) = delete;
-  ScopedLimits& operator=(const ScopedLimits&) = delete;
-  ~ScopedLimits() {
-    for (auto& [key, value] : former_) Props().set(key, std::move(value));
-  }
-
- private:
-  void replace(const Property& property, long seconds) {
-    former_.emplace_back(property.key, Props().getProperty(property));
-    Props().set(property, std::to_string(seconds));
-  }
-
-  std::vector<std::pair<std::string_view, std::string>> former_;
-};
 
 // Joins of all domains are known by now: disabled computers of one may be in zones of another.
 void addDisabled(std::vector<DomainSearch>& searches) {
@@ -57,7 +31,12 @@ JoinStats::JoinStats(const std::string& forest, const std::list<std::string>& do
     : domains_(domains.empty() ? std::list<std::string>{forest} : domains) {}
 
 void JoinStats::gatherStats() {
-  const ScopedLimits limits(connectTimeout_, searchTimeout_);
+  ScopedLimits limits;
+  limits.set({&PN::NET_DISCOVERY_TIMEOUT, &PN::LDAP_CONNECT_TIMEOUT, &PN::LDAP_BIND_TIMEOUT,
+              &PN::KRB5_KDC_TIMEOUT, &PN::VELKD_DNS_RESPONSE_MAXTIME},
+             std::chrono::seconds(connectTimeout_), "the join count's limit of each step");
+  limits.set({&PN::LDAP_SEARCH_TIMEOUT}, std::chrono::seconds(searchTimeout_),
+             "the join count's limit of a search");
   std::vector<DomainSearch> searches = searchDomains(domains_, cacheName_, progress_);
   addDisabled(searches);
   for (DomainSearch& search : searches) {

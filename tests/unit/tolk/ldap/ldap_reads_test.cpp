@@ -2,16 +2,20 @@
 // nonsense.
 #include <gtest/gtest.h>
 #include <ldap.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "tests/unit/tolk/ldap/slapd.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/troubles.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/ldap_binding.h"
 #include "tolk/ldap/ldap_connection.h"
@@ -107,6 +111,10 @@ TEST_F(LdapReads, FailuresNameServerAndReason) {
   EXPECT_EQ(search(AD_ALL_OBJECTS, "no name"),
             Failure(LDAP_INVALID_DN_SYNTAX, "Invalid DN syntax" + at + ": invalid DN"));
   EXPECT_EQ(search(AD_ALL_OBJECTS, std::string("dc=lab\0,dc=test", 15)).first, LDAP_PARAM_ERROR);
+  EXPECT_EQ(search(AD_ALL_OBJECTS, "ou=gone,dc=lab,dc=test").first, 0);
+  EXPECT_EQ(takeTroubles(), std::vector<std::string>{server_->address() +
+                                                     " has no object 'ou=gone,dc=lab,dc=test': a "
+                                                     "search below it finds nothing"});
   // the text of an earlier answer does not stick to a later failure of another kind
   EXPECT_EQ(search("(sn=x", kPeople), Failure(LDAP_FILTER_ERROR, "Bad search filter" + at));
 }
@@ -231,6 +239,9 @@ TEST(PipelinedReads, AMuteServerCostsOneLimit) {
   }
 }
 
+/// The answer "" to request 1, an entry without attributes (RFC 4511, 4.5.2).
+const std::string kEmptyEntry("\x30\x09\x02\x01\x01\x64\x04\x04\x00\x30\x00", 11);
+
 TEST(LdapAnswers, NonsenseEndsTheReadWithinItsLimit) {
   using namespace std::string_literals;
   struct Row {
@@ -248,7 +259,11 @@ TEST(LdapAnswers, NonsenseEndsTheReadWithinItsLimit) {
        LDAP_DECODING_ERROR},
       {"damaged number of a message, and one that makes sense",
        "\x30\x07\x02\x05\x01\x01\x01\x01\x01\x30\x0c\x02\x01\x03\x65\x07\x0a\x01\x00\x04\x00\x04\x00"s,
-       LDAP_DECODING_ERROR}};
+       LDAP_DECODING_ERROR},
+      {"two objects at one place", kEmptyEntry + kEmptyEntry, LDAP_PROTOCOL_ERROR},
+      {"a referral",
+       "\x30\x1b\x02\x01\x01\x65\x16\x0a\x01\x0a\x04\x00\x04\x00\xa3\x0d\x04\x0bldap://\x1b[2J"s,
+       LDAP_REFERRAL}};
   Props().set(PN::LDAP_BIND_TIMEOUT, "0.1");
   Props().set(PN::LDAP_SEARCH_TIMEOUT, "0.1");
   for (const Row& row : rows) {
@@ -259,8 +274,50 @@ TEST(LdapAnswers, NonsenseEndsTheReadWithinItsLimit) {
     const UniqueFd peer = listener.accept();
     ASSERT_EQ(::write(peer.get(), row.bytes.data(), row.bytes.size()),
               static_cast<ssize_t>(row.bytes.size()));
-    EXPECT_EQ(rootDseFailure(binding).first, row.code);
+    const Failure failure = rootDseFailure(binding);
+    EXPECT_EQ(failure.first, row.code);
+    EXPECT_EQ(failure.second.find('\x1b'), std::string::npos) << failure.second;
     EXPECT_EQ(rootDseFailure(binding).first, LDAP_TIMEOUT) << "what follows is not trusted";
+  }
+}
+
+TEST(LdapAnswers, AnAnswerWithoutEndIsEndedByTimeNumberOrSize) {
+  struct Row {
+    const char* description;
+    std::string entry;
+    std::chrono::milliseconds pause;
+    int times;  // then the peer ends the answer
+    int code;
+  };
+  // An entry whose name is long: request 1, 65,535 bytes and what goes round them.
+  const std::string large =
+      std::string("\x30\x83\x01\x00\x0c\x02\x01\x01\x64\x83\x01\x00\x04\x04", 14) +
+      std::string("\x82\xff\xfe", 3) + std::string(65534, 'n') + std::string("\x30\x00", 2);
+  const Row rows[] = {
+      {"an object now and then", kEmptyEntry, std::chrono::milliseconds(50), 40, LDAP_TIMEOUT},
+      {"more objects than anybody has", kEmptyEntry, {}, 200'000, LDAP_PROTOCOL_ERROR},
+      {"large objects", large, {}, 1000, LDAP_PROTOCOL_ERROR}};
+  Props().set(PN::LDAP_BIND_TIMEOUT, "10");
+  for (const Row& row : rows) {
+    SCOPED_TRACE(row.description);
+    Props().set(PN::LDAP_SEARCH_TIMEOUT, row.pause.count() > 0 ? "0.4" : "60");
+    const Listener listener;
+    LDAPBinding binding;
+    binding.connectToServer(listener.address());
+    const UniqueFd peer = listener.accept();
+    std::jthread writer([&](const std::stop_token& stop) {
+      const std::string done("\x30\x0c\x02\x01\x01\x65\x07\x0a\x01\x00\x04\x00\x04\x00", 14);
+      for (int i = 0; i <= row.times && !stop.stop_requested(); ++i) {
+        const std::string& bytes = i < row.times ? row.entry : done;
+        if (::send(peer.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) < 0) return;
+        std::this_thread::sleep_for(row.pause);
+      }
+    });
+    const Failure failure =
+        failureOf([&] { return binding.search("(a=b)", "o=x", nullptr, 1, 0, 0, 0); });
+    EXPECT_EQ(failure.first, row.code) << failure.second;
+    writer.request_stop();
+    ::shutdown(peer.get(), SHUT_RDWR);
   }
 }
 
