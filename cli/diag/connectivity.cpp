@@ -82,13 +82,14 @@ int runConnectivityTest(TaskContext& ctx, const char* server, std::ostream* diag
   return 0;
 }
 
-void testConnectivity(TaskContext& /*ctx*/, tolk::HostPortList& gcs, tolk::HostPortList& dcs,
+void testConnectivity(TaskContext& ctx, tolk::HostPortList& gcs, tolk::HostPortList& dcs,
                       std::ostream* diag) {
   std::cout << prefix(1) << "Testing Active Directory connectivity:\n";
   std::vector<ProbeTarget> targets;
   append(targets, kGlobalCatalog, gcs);
   append(targets, kDomainController, dcs);
-  ProbeRun run(std::move(targets));
+  // What the questions beside the rows tell is for the diagnostic stream alone.
+  ProbeRun run(std::move(targets), diag != nullptr ? tolk::toUpper(ctx.domain) : std::string());
   std::size_t next = 0;
   testList(run, next, gcs, diag);
   testList(run, next, dcs, diag);

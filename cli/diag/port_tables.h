@@ -6,8 +6,8 @@
 
 namespace joinscope {
 
-/// How a port is probed.
-enum class Probe { connect, ldapUdp, smb, ntp };
+/// How a port is probed: a connection, also for kdc, or an exchange of that kind.
+enum class Probe { connect, kdc, ldapUdp, smb, ntp };
 
 /// One probed port.
 struct PortRow {
@@ -26,7 +26,7 @@ struct ServerKind {
 inline constexpr std::array kCatalogRows{PortRow{"gc", 3268, Probe::connect}};
 inline constexpr std::array kControllerRows{
     PortRow{"ldap", 389, Probe::connect},    PortRow{"ldap", 389, Probe::ldapUdp},
-    PortRow{"smb", 445, Probe::smb},         PortRow{"kdc", 88, Probe::connect},
+    PortRow{"smb", 445, Probe::smb},         PortRow{"kdc", 88, Probe::kdc},
     PortRow{"kpasswd", 464, Probe::connect}, PortRow{"ntp", 123, Probe::ntp},
 };
 

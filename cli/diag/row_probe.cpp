@@ -27,12 +27,21 @@ PendingEntries startRootDseQuery(tolk::EventLoop& loop, const sockaddr_in& addre
                                 tolk::configuredLimit(tolk::PN::LDAP_BIND_TIMEOUT));
 }
 
-int judgeRootDseQuery(PendingEntries& query) {
+ProbeVerdict judgeRootDseQuery(PendingEntries& query) {
+  ProbeVerdict verdict;
   try {
-    return query.wait().empty() ? ProbeVerdict::kRefused : ProbeVerdict::kGood;
-  } catch (const std::exception&) {
-    return ProbeVerdict::kTimeout;
+    verdict.result = query.wait().empty() ? ProbeVerdict::kRefused : ProbeVerdict::kGood;
+  } catch (const std::exception& e) {
+    verdict.message = e.what();
   }
+  return verdict;
+}
+
+ProbeVerdict verdictOf(int result, std::string message = {}) {
+  ProbeVerdict verdict;
+  verdict.result = result;
+  verdict.message = std::move(message);
+  return verdict;
 }
 
 /// A time-out is told by its error number; whatever else goes wrong in the exchange is a refusal.
@@ -46,11 +55,11 @@ int judgeSmbProbe(int result) {
 ProbeVerdict judgeTimeQuery(const std::function<void()>& query) {
   try {
     query();
-    return {.result = ProbeVerdict::kGood, .limit = nullptr, .message = {}};
+    return verdictOf(ProbeVerdict::kGood);
   } catch (const tolk::TimeoutException& e) {
-    return {.result = ProbeVerdict::kTimeout, .limit = nullptr, .message = e.what()};
+    return verdictOf(ProbeVerdict::kTimeout, e.what());
   } catch (const tolk::Base_Exception& e) {
-    return {.result = ProbeVerdict::kRefused, .limit = nullptr, .message = e.what()};
+    return verdictOf(ProbeVerdict::kRefused, e.what());
   }
 }
 
@@ -61,6 +70,7 @@ bool limitReached(std::chrono::steady_clock::time_point started, const tolk::Pro
 RowProbe::RowProbe(tolk::EventLoop& loop, Probe probe, const sockaddr_in& address) : probe_(probe) {
   switch (probe) {
     case Probe::connect:
+    case Probe::kdc:
       wait_ = tolk::startConnectProbe(loop, address);
       break;
     case Probe::smb:
@@ -80,13 +90,16 @@ bool RowProbe::done() const {
 }
 
 ProbeVerdict RowProbe::take() {
-  if (auto* query = std::get_if<tolk::Pending<std::time_t>>(&wait_)) {
-    return judgeTimeQuery([query] { query->wait(); });
-  }
   ProbeVerdict verdict;
+  if (auto* query = std::get_if<tolk::Pending<tolk::NtpAnswer>>(&wait_)) {
+    std::optional<double> ahead;
+    verdict = judgeTimeQuery([&] { ahead = query->wait().clockAhead; });
+    verdict.clockAhead = ahead;
+    return verdict;
+  }
   const tolk::Property* limit = &tolk::PN::NET_CONNECT_TIMEOUT;
   if (auto* query = std::get_if<PendingEntries>(&wait_)) {
-    verdict.result = judgeRootDseQuery(*query);
+    verdict = judgeRootDseQuery(*query);
     limit = &tolk::PN::LDAP_BIND_TIMEOUT;
   } else {
     const tolk::ProbeOutcome outcome = std::get<tolk::Pending<tolk::ProbeOutcome>>(wait_).wait();

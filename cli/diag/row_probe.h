@@ -4,7 +4,6 @@
 #include <netinet/in.h>
 
 #include <chrono>
-#include <ctime>
 #include <functional>
 #include <variant>
 #include <vector>
@@ -33,7 +32,7 @@ class RowProbe {
  private:
   using Wait =
       std::variant<tolk::Pending<tolk::ProbeOutcome>, tolk::Pending<std::vector<tolk::CldapEntry>>,
-                   tolk::Pending<std::time_t>>;
+                   tolk::Pending<tolk::NtpAnswer>>;
 
   Probe probe_;
   std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();

@@ -11,13 +11,17 @@
 
 #include "tolk/base/property_names.h"
 #include "tolk/net/dns.h"
+#include "tolk/net/probes.h"
+#include "tolk/net/sockets.h"
 
 namespace joinscope {
 
-ServerProbes::ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target)
+ServerProbes::ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target,
+                           const std::string& realm)
     : loop_(loop),
       target_(target),
       lookup_(tolk::startHostLookup(loop, target.entry.host)),
+      realm_(target.kind == &kDomainController ? realm : std::string()),
       rows_(target.kind->rows.size()) {}
 
 void ServerProbes::takeAddress() {
@@ -49,24 +53,62 @@ void ServerProbes::advance() {
     state.probe.reset();
     if (row != 0 || state.verdict->result != ProbeVerdict::kGood) continue;
     for (std::size_t next = 1; next < rows_.size(); ++next) start(next);
+    if (!realm_.empty()) ask();
+  }
+  if (rootDse_.done()) takeRootDse();
+  if (ticket_.done()) facts_.kdcTrouble = ticket_.wait();
+}
+
+void ServerProbes::ask() {
+  address_.sin_port = htons(static_cast<std::uint16_t>(portOf(target_.entry, *target_.kind, 0)));
+  rootDse_ = tolk::startRootDseRead(loop_, tolk::addressText(address_));
+  const auto kdc = std::ranges::find(target_.kind->rows, Probe::kdc, &PortRow::probe);
+  address_.sin_port = htons(static_cast<std::uint16_t>(kdc->port));
+  ticket_ = tolk::startKdcProbe(loop_, address_, realm_);
+}
+
+void ServerProbes::takeRootDse() {
+  try {
+    const tolk::RootDse answer = rootDse_.wait();
+    facts_.ldapAhead = clockAhead(answer.object, answer.received);
+    if (!answer.object) facts_.ldapTrouble = "the root DSE is empty";
+  } catch (const std::exception& e) {
+    facts_.ldapTrouble = e.what();
   }
 }
 
-ProbeRun::ProbeRun(std::vector<ProbeTarget> targets) : targets_(std::move(targets)) {}
+ControllerFacts ServerProbes::facts() const {
+  ControllerFacts facts = facts_;
+  for (std::size_t row = 0; row < rows_.size(); ++row) {
+    const ProbeVerdict& verdict = *rows_[row].verdict;
+    if (verdict.clockAhead) facts.ntpAhead = verdict.clockAhead;
+    // The row has said so.
+    const bool kdc = target_.kind->rows[row].probe == Probe::kdc;
+    if (kdc && verdict.result != ProbeVerdict::kGood) facts.kdcTrouble.clear();
+  }
+  return facts;
+}
+
+ProbeRun::ProbeRun(std::vector<ProbeTarget> targets, std::string realm)
+    : targets_(std::move(targets)), realm_(std::move(realm)) {}
 
 void ProbeRun::startUpTo(std::size_t end) {
   while (probes_.size() < std::min(end, targets_.size())) {
-    probes_.push_back(std::make_unique<ServerProbes>(loop_, targets_[probes_.size()]));
+    probes_.push_back(std::make_unique<ServerProbes>(loop_, targets_[probes_.size()], realm_));
   }
 }
 
-ProbeVerdict ProbeRun::waitFor(const std::optional<ProbeVerdict>& answer) {
-  loop_.runUntil([this, &answer] {
+void ProbeRun::runUntil(const std::function<bool()>& condition) {
+  loop_.runUntil([this, &condition] {
     for (const auto& probes : probes_) {
       if (probes) probes->advance();
     }
-    return answer.has_value();
+    return condition();
   });
+}
+
+ProbeVerdict ProbeRun::waitFor(const std::optional<ProbeVerdict>& answer) {
+  runUntil([&answer] { return answer.has_value(); });
   return answer.value_or(ProbeVerdict{});
 }
 
@@ -76,6 +118,11 @@ bool ProbeRun::write(std::ostream& out, std::size_t index, std::ostream* diag) {
   const ServerAnswers answers{
       .resolve = [&] { return waitFor(server.resolved()); },
       .probe = [&](std::size_t row) { return waitFor(server.verdict(row)); },
+      .facts =
+          [&] {
+            runUntil([&] { return server.answered(); });
+            return server.facts();
+          },
   };
   const bool reachable =
       writeServer(out, *targets_[index].kind, targets_[index].entry, answers, diag);

@@ -6,13 +6,16 @@
 
 #include <chrono>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "cli/diag/port_tables.h"
 #include "cli/diag/row_probe.h"
 #include "cli/diag/server_text.h"
+#include "tolk/ldap/root_dse_reads.h"
 #include "tolk/net/event_loop.h"
 #include "tolk/net/host_port.h"
 
@@ -28,8 +31,8 @@ struct ProbeTarget {
 /// soon as it can be.
 class ServerProbes {
  public:
-  /// Starts the lookup.
-  ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target);
+  /// Starts the lookup. With a `realm`, a controller's LDAP and KDC ports are asked a question too.
+  ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target, const std::string& realm);
 
   /// Takes results that are there and starts what follows from them; never waits.
   void advance();
@@ -40,6 +43,9 @@ class ServerProbes {
   [[nodiscard]] const std::optional<ProbeVerdict>& verdict(std::size_t row) const {
     return rows_[row].verdict;
   }
+  /// Whether no question is open; precondition of facts(), as is a verdict on every row.
+  [[nodiscard]] bool answered() const { return !rootDse_ && !ticket_; }
+  [[nodiscard]] ControllerFacts facts() const;
 
  private:
   struct Row {
@@ -49,23 +55,30 @@ class ServerProbes {
 
   void takeAddress();
   void start(std::size_t row);
+  void ask();
+  void takeRootDse();
 
   tolk::EventLoop& loop_;
   ProbeTarget target_;
   std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
   tolk::Pending<std::vector<in_addr>> lookup_;
+  std::string realm_;
   sockaddr_in address_{};
   std::optional<ProbeVerdict> resolved_;
   std::vector<Row> rows_;
+  tolk::Pending<tolk::RootDse> rootDse_;
+  tolk::Pending<std::string> ticket_;
+  ControllerFacts facts_;
 };
 
-/// Probes a list of servers. The waits of kWindow servers at a time overlap, so that descriptors
+/// Probes a list of servers; with a realm asks the controllers among them, beside the rows, what
+/// facts tell. The waits of kWindow servers at a time overlap, so that descriptors
 /// stay few.
 class ProbeRun {
  public:
   static constexpr std::size_t kWindow = 64;
 
-  explicit ProbeRun(std::vector<ProbeTarget> targets);
+  explicit ProbeRun(std::vector<ProbeTarget> targets, std::string realm = {});
 
   [[nodiscard]] std::size_t size() const { return targets_.size(); }
 
@@ -74,10 +87,12 @@ class ProbeRun {
   bool write(std::ostream& out, std::size_t index, std::ostream* diag);
 
  private:
+  void runUntil(const std::function<bool()>& condition);
   ProbeVerdict waitFor(const std::optional<ProbeVerdict>& answer);
   void startUpTo(std::size_t end);
 
   std::vector<ProbeTarget> targets_;
+  std::string realm_;
   tolk::EventLoop loop_;
   std::vector<std::unique_ptr<ServerProbes>> probes_;  // as far as started; null when written
 };

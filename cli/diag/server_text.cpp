@@ -69,6 +69,7 @@ bool writeServer(std::ostream& out, const ServerKind& kind, const tolk::HostPort
       return false;
     }
   }
+  if (diag != nullptr && answers.facts) writeFacts(*diag, host, answers.facts());
   return true;
 }
 

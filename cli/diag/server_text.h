@@ -4,8 +4,10 @@
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
+#include <optional>
 #include <string>
 
+#include "cli/diag/controller_facts.h"
 #include "cli/diag/port_tables.h"
 #include "tolk/net/host_port.h"
 
@@ -24,6 +26,7 @@ struct ProbeVerdict {
   int result = kTimeout;                  ///< any other value counts as kTimeout
   const tolk::Property* limit = nullptr;  ///< the limit that ended the wait, if one did
   std::string message;                    ///< what else there is to say about a failure
+  std::optional<double> clockAhead = {};  ///< of a time query: as in ControllerFacts
 };
 
 /// Gives the answers as the text comes to need them; both may wait.
@@ -32,6 +35,9 @@ struct ServerAnswers {
   std::function<ProbeVerdict()> resolve;
   /// The verdict on one row of the table.
   std::function<ProbeVerdict(std::size_t row)> probe;
+  /// What else was learnt of a controller; asked for after the last row, and only for somebody who
+  /// reads it.
+  std::function<ControllerFacts()> facts;
 };
 
 /// "good", "refused" or "timeout".
@@ -47,8 +53,8 @@ void writeRowLabel(std::ostream& out, const PortRow& row, int port);
 /// ended the wait, on `diag`, which may be null.
 void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream* diag);
 
-/// Writes one server's lines to `out`, flushed whenever an answer is waited for. `diag` may be
-/// null. Returns whether the first row was good.
+/// Writes one server's lines to `out`, flushed whenever an answer is waited for, and to `diag`,
+/// which may be null, what the rows leave out. Returns whether the first row was good.
 bool writeServer(std::ostream& out, const ServerKind& kind, const tolk::HostPort& entry,
                  const ServerAnswers& answers, std::ostream* diag);
 

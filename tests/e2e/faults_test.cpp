@@ -159,7 +159,41 @@ TEST_F(FaultsTest, ControllerThatIsOpenButMute) {
   EXPECT_THAT(result.out, HasSubstr("      ldap:      389/tcp - good\n"));
   EXPECT_THAT(result.out, HasSubstr("  Domain Controller: dc1.lab.test:389\n"
                                     "    Failed to retrieve root object\n"));
+  EXPECT_THAT(result.err, HasSubstr("      dc1.lab.test accepts connections to its LDAP port, but "
+                                    "nobody answers there: Timed out (10.99.0.10:389): no answer "
+                                    "within 5 s (ldap.bind.timeout). "));
   EXPECT_EQ(result.status, 0);
+}
+
+TEST_F(FaultsTest, AKdcThatIsOpenButMuteIsToldBesideItsPort) {
+  const HostChange mute = filtered(lab.dc, "tcp dport 88 tcp flags & psh == psh drop");
+  const CommandResult result = lab.member.joinscope({"--test", "-V"}, bounded());
+  EXPECT_THAT(result.out, HasSubstr("      kdc:        88/tcp - good\n"));
+  EXPECT_THAT(result.err, HasSubstr("      dc1.lab.test accepts connections to port 88, but no KDC "
+                                    "answers there: no answer within 1 s (krb5.kdc.timeout). "));
+}
+
+TEST_F(FaultsTest, AClockThatIsWrongIsMeasuredByDirectoryAndTimeService) {
+  struct Row {
+    const char* shift;
+    const char* start;
+    const char* time;
+    const char* end;
+  };
+  const Row rows[] = {
+      {"-94s", "This clock is 94 s behind dc1.lab.test (LDAP -9", ", NTP -9",
+       "; Kerberos refuses 300 s\n"},
+      {"+20m", "This clock is 1200 s ahead of dc1.lab.test (LDAP +1", ", NTP +1",
+       ". Kerberos refuses more than 300 s: no ticket and no bind can be had"},
+      {"+0s", "This clock agrees with dc1.lab.test (LDAP ", ", NTP ", " s)\n"},
+  };
+  for (const Row& row : rows) {
+    const CommandResult result = lab.member.run(
+        {"faketime", "-f", row.shift, joinscopeBinary(), "--test", "--verbose"}, bounded());
+    EXPECT_THAT(result.err,
+                testing::AllOf(HasSubstr(row.start), HasSubstr(row.time), HasSubstr(row.end)));
+    EXPECT_THAT(result.out, HasSubstr("      ntp:       123/udp - good\n"));
+  }
 }
 
 /// Controllers that DNS names and nobody answers for, beside the one that lives.

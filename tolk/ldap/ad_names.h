@@ -7,6 +7,7 @@ namespace tolk {
 // Root DSE (MS-ADTS 3.1.1.3.2)
 inline constexpr char AD_DEFAULT_NAMING_CTX[] = "defaultNamingContext";
 inline constexpr char AD_ROOT_NAMING_CTX[] = "rootDomainNamingContext";
+inline constexpr char AD_CURRENT_TIME[] = "currentTime";
 inline constexpr char AD_CONFIG_NAMING_CTX[] = "configurationNamingContext";
 inline constexpr char AD_DNS_HOST_NAME[] = "dNSHostName";
 inline constexpr char AD_GC_READY[] = "isGlobalCatalogReady";

@@ -13,7 +13,7 @@ namespace tolk {
 namespace {
 
 // Connects, asks, and takes the answer in as it comes.
-class RootDseTask final : public Task<ADObject> {
+class RootDseTask final : public Task<RootDse> {
  public:
   RootDseTask(EventLoop& loop, const HostPort& server, std::shared_ptr<bool> connected)
       : Task(loop, Clock::time_point::max()),
@@ -29,15 +29,16 @@ class RootDseTask final : public Task<ADObject> {
   Clock::time_point wakeAt() override {
     return connect_.done() ? Clock::time_point::min() : answerBy_;
   }
-  void advance(std::span<const pollfd> ready) override {
+  void advance(std::span<const pollfd> /*ready*/) override {
     if (connect_.done()) {
       connection_ = connect_.wait();
       id_ = connection_->send(request_);
       *connected_ = true;
       answerBy_ = Clock::now() + limit_.time;
     } else if (connection_->poll(id_, request_, result_)) {
-      finish(result_.objects.empty() ? ADObject() : std::move(result_.objects.front()));
-    } else if (ready.empty()) {
+      finish({result_.objects.empty() ? ADObject() : std::move(result_.objects.front()),
+              std::chrono::system_clock::now()});
+    } else if (Clock::now() >= answerBy_) {
       connection_->throwTimeout(limit_);
     }
   }
@@ -55,6 +56,10 @@ class RootDseTask final : public Task<ADObject> {
 };
 
 }  // namespace
+
+Pending<RootDse> startRootDseRead(EventLoop& loop, const std::string& hostAndPort) {
+  return startTask<RootDseTask>(loop, parseServer(hostAndPort), std::make_shared<bool>(false));
+}
 
 RootDseReads::RootDseReads(EventLoop& loop, const std::vector<std::string>& servers) : loop_(loop) {
   for (const std::string& server : servers) {
@@ -85,9 +90,9 @@ bool RootDseReads::waitConnected(const std::string& hostAndPort) {
 }
 
 ADObject RootDseReads::take(const std::string& hostAndPort) {
-  Pending<ADObject> pending = std::move(start(hostAndPort).pending);
+  Pending<RootDse> pending = std::move(start(hostAndPort).pending);
   std::erase_if(reads_, [&](const Read& read) { return read.server == hostAndPort; });
-  return pending.wait();
+  return pending.wait().object;
 }
 
 }  // namespace tolk

@@ -1,6 +1,7 @@
 // Anonymous reads of the root DSEs of several servers, all waits together.
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -9,6 +10,17 @@
 #include "tolk/net/event_loop.h"
 
 namespace tolk {
+
+/// A root DSE, and when it came by this host's clock.
+struct RootDse {
+  ADObject object;
+  std::chrono::system_clock::time_point received;
+};
+
+/// Reads the root DSE of "host:port" within the limits below. Throws LDAPException when that names
+/// no server; the wait fails with LDAPException, or another of the tolk family when the host name
+/// cannot be looked up.
+Pending<RootDse> startRootDseRead(EventLoop& loop, const std::string& hostAndPort);
 
 /// Starts one read for each server; whoever waits for one lets the others progress. Each read ends
 /// within a host lookup, PN::LDAP_CONNECT_TIMEOUT and PN::LDAP_BIND_TIMEOUT, counted from its
@@ -37,7 +49,7 @@ class RootDseReads {
   struct Read {
     std::string server;
     std::shared_ptr<bool> connected;  ///< shared with the read in progress
-    Pending<ADObject> pending;
+    Pending<RootDse> pending;
   };
   Read& start(const std::string& server);
 

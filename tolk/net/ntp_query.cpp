@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include <chrono>
 #include <cstdint>
 #include <ctime>
 
@@ -31,19 +32,35 @@ std::string ntpRequest() {
   return packet;
 }
 
+std::uint32_t readStampPart(std::string_view packet, std::size_t at) {
+  std::uint32_t value = 0;
+  for (const char byte : packet.substr(at, 4))
+    value = value << 8 | static_cast<unsigned char>(byte);
+  return value;
+}
+
 // RFC 4330, 3: seconds from 1900, or from 2036 when the top bit is clear.
 std::time_t unixTime(std::string_view packet) {
-  std::int64_t seconds = 0;
-  for (std::size_t i = 0; i < 4; ++i) {
-    seconds = seconds << 8 | static_cast<unsigned char>(packet[kTransmit + i]);
-  }
   constexpr std::int64_t kFrom1900To1970 = 2208988800;
   constexpr std::int64_t kEra = std::int64_t{1} << 32;
+  std::int64_t seconds = readStampPart(packet, kTransmit);
   if (seconds < kEra / 2) seconds += kEra;
   return static_cast<std::time_t>(seconds - kFrom1900To1970);
 }
 
-class NtpQuery final : public UdpExchange<std::time_t> {
+/// How far this host's clock is ahead of an answer that has just come and was `onTheWay` with its
+/// question: half of that is taken for the way back.
+double clockAhead(std::string_view packet, std::chrono::duration<double> onTheWay) {
+  constexpr double kFractions = 4294967296.0;
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  const auto whole = std::chrono::floor<std::chrono::seconds>(now);
+  const std::chrono::duration<double> rest = now - whole;
+  const double fraction = readStampPart(packet, kTransmit + 4) / kFractions;
+  return static_cast<double>(whole.count() - unixTime(packet)) + rest.count() - fraction -
+         onTheWay.count() / 2;
+}
+
+class NtpQuery final : public UdpExchange<NtpAnswer> {
  public:
   NtpQuery(EventLoop& loop, const sockaddr_in& address, const std::string& request,
            std::chrono::milliseconds limit)
@@ -52,23 +69,30 @@ class NtpQuery final : public UdpExchange<std::time_t> {
         stamp_(request.substr(kTransmit, kStampSize)) {}
 
  private:
-  std::optional<std::time_t> accept(std::string_view packet) override {
+  std::optional<NtpAnswer> accept(std::string_view packet) override {
     constexpr unsigned kServerMode = 4;
     if (packet.size() < kPacketSize || (static_cast<unsigned>(packet[0]) & 7U) != kServerMode ||
         packet.substr(kOriginate, kStampSize) != stamp_) {
       return std::nullopt;  // not the answer to this question
     }
+    requireTime(packet);
+    return NtpAnswer{unixTime(packet), clockAhead(packet, sinceSent())};
+  }
+
+  // RFC 5905, 7.3 and 7.4: stratum 0 is a "kiss-o'-death" with its code in place of the reference.
+  void requireTime(std::string_view packet) const {
+    constexpr unsigned kAlarm = 3;
     const auto stratum = static_cast<unsigned char>(packet[1]);
+    const bool alarm = static_cast<unsigned char>(packet[0]) >> 6 == kAlarm || stratum > 15;
     const bool noTime = packet.substr(kTransmit, kStampSize).find_first_not_of('\0') == packet.npos;
-    if (stratum == 0 || stratum > 15 || noTime) {
-      std::string code;  // "kiss-o'-death", RFC 4330, 8
-      for (const char letter : packet.substr(kReference, 4)) {
-        if (letter >= 'A' && letter <= 'Z') code += letter;
-      }
-      throw IOException(addressText(address_) + " has no time to give" +
-                        (code.empty() ? "" : " (" + code + ")"));
+    if (stratum != 0 && !alarm && !noTime) return;
+    std::string code;
+    for (const char letter : stratum == 0 ? packet.substr(kReference, 4) : std::string_view()) {
+      if (letter >= 'A' && letter <= 'Z') code += letter;
     }
-    return unixTime(packet);
+    std::string reason = alarm ? ": its clock is not synchronized" : "";
+    if (!code.empty()) reason = " (" + code + ")";
+    throw IOException(addressText(address_) + " has no time to give" + reason);
   }
 
   sockaddr_in address_;
@@ -77,8 +101,8 @@ class NtpQuery final : public UdpExchange<std::time_t> {
 
 }  // namespace
 
-Pending<std::time_t> startNtpQuery(EventLoop& loop, const sockaddr_in& address,
-                                   std::chrono::milliseconds limit) {
+Pending<NtpAnswer> startNtpQuery(EventLoop& loop, const sockaddr_in& address,
+                                 std::chrono::milliseconds limit) {
   return startTask<NtpQuery>(loop, withDefaultPort(address, kNtpPort), ntpRequest(), limit);
 }
 
@@ -89,7 +113,7 @@ std::time_t NtpGetTime(const char* host) {
   if (answer.addresses.empty()) {
     throw IOException("No address for host " + shownName(host));
   }
-  return startNtpQuery(loop, socketAddress(answer.addresses.front(), kNtpPort)).wait();
+  return startNtpQuery(loop, socketAddress(answer.addresses.front(), kNtpPort)).wait().time;
 }
 
 }  // namespace tolk

@@ -42,7 +42,8 @@ int TestSmbPort(sockaddr_in& address, std::string& message);
 
 /// Asks the host's NTP service for the time, at most net.ntp.timeout (the name's lookup apart).
 /// Throws TimeoutException when no valid answer comes in time; IOException when the port is closed,
-/// the server has no time to give (stratum 0), or the name has no address.
+/// the server has no time to give (stratum 0, or its clock is not synchronized), or the name has no
+/// address.
 std::time_t NtpGetTime(const char* host);
 
 /// TestConnect() as a wait; never fails.
@@ -55,10 +56,22 @@ Pending<ProbeOutcome> startSmbProbe(
     EventLoop& loop, const sockaddr_in& address,
     std::chrono::milliseconds limit = configuredLimit(PN::NET_CONNECT_TIMEOUT));
 
+/// A time server's answer: its time, and by how many seconds this host's clock is ahead of it.
+struct NtpAnswer {
+  std::time_t time;
+  double clockAhead;
+};
+
 /// NtpGetTime() for an address; port 0 means 123. The question is repeated each second.
-Pending<std::time_t> startNtpQuery(
+Pending<NtpAnswer> startNtpQuery(
     EventLoop& loop, const sockaddr_in& address,
     std::chrono::milliseconds limit = configuredLimit(PN::NET_NTP_TIMEOUT));
+
+/// Asks the key distribution center at `address` for a ticket to nobody: "" when one answers, else
+/// what happened. Never fails. The request names no account, so none is charged with an attempt.
+Pending<std::string> startKdcProbe(
+    EventLoop& loop, const sockaddr_in& address, const std::string& realm,
+    std::chrono::milliseconds limit = configuredLimit(PN::KRB5_KDC_TIMEOUT));
 
 /// A connected, non-blocking, close-on-exec TCP socket to the first of `addresses` that accepts.
 /// They are tried in their order, the next one when the last has failed or 250 ms have passed (RFC

@@ -1,11 +1,13 @@
 // The lines of one server, whatever its ports answer.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <sstream>
 #include <vector>
 
 #include "cli/diag/server_text.h"
 #include "tolk/base/property_names.h"
+#include "tolk/ldap/ad_object.h"
 
 namespace joinscope {
 namespace {
@@ -110,6 +112,45 @@ TEST(ServerText, DiagnosticsNameLimitAndReason) {
             "  ... limit of 5 s (velkd.dns.response.maxtime) reached\n");
   ProbeVerdict ntp{1, nullptr, "ntp: \x1b refused"};
   EXPECT_EQ(write(kGlobalCatalog, host(3268), {ntp}).diagnostics, "ntp: \\x1B refused\n");
+}
+
+TEST(ControllerFacts, TheClockOfADirectoryIsReadFromItsRootDse) {
+  using namespace std::chrono_literals;
+  const std::chrono::system_clock::time_point received(1767225694s);
+  const auto ahead = [&](const std::string& text) {
+    tolk::ADObject rootDse("");
+    rootDse["currentTime"] = text;
+    return clockAhead(rootDse, received);
+  };
+  EXPECT_EQ(ahead("20260101000000.0Z"), 93.5);
+  for (const char* text : {"", "20260101000000", "2026-01-01Z", "20269999000000.0Z", "\x1b[2JZ"}) {
+    EXPECT_EQ(ahead(text), std::nullopt) << text;
+  }
+}
+
+TEST(ControllerFacts, EachIsOneLineAndASoundControllerHasOne) {
+  const std::pair<ControllerFacts, const char*> rows[] = {
+      {{}, ""},
+      {{.ldapAhead = 0.4, .ntpAhead = -0.02},
+       "This clock agrees with dc1 (LDAP +0 s, NTP +0.0 s)\n"},
+      {{.ldapAhead = 94.3, .ntpAhead = 93.8},
+       "This clock is 94 s ahead of dc1 (LDAP +94 s, NTP +93.8 s); Kerberos refuses 300 s\n"},
+      {{.ntpAhead = -1200.04},
+       "This clock is 1200 s behind dc1 (NTP -1200.0 s). Kerberos refuses more than 300 s: no "
+       "ticket and no bind can be had from this server until the clocks agree\n"},
+      {{.ldapAhead = 0.4, .ntpAhead = 5e9},
+       "This clock agrees with dc1 (LDAP +0 s, NTP +5000000000 s), whose directory and time "
+       "service do not agree\n"},
+      {{.ldapTrouble = "no answer\x1b", .kdcTrouble = "silence"},
+       "dc1 accepts connections to its LDAP port, but nobody answers there: no answer\\x1B. Reads "
+       "and binds will fail for this\n      dc1 accepts connections to port 88, but no KDC answers "
+       "there: silence. No ticket can be had from it\n"},
+  };
+  for (const auto& [facts, text] : rows) {
+    std::ostringstream diag;
+    writeFacts(diag, "dc1", facts);
+    EXPECT_EQ(diag.str(), *text == '\0' ? "" : "      " + std::string(text));
+  }
 }
 
 }  // namespace

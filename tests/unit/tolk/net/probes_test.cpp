@@ -163,6 +163,25 @@ TEST(SmbProbe, AClosedPortIsRefusedInWords) {
   EXPECT_NE(message.find("Connection refused"), std::string::npos) << message;
 }
 
+TEST(KdcProbe, OnlyAKdcsAnswerIsOne) {
+  const std::vector<std::pair<std::optional<std::string>, std::string>> rows{
+      {fromHex("00000010 7e0e"), ""},
+      {fromHex("00000200 6b82"), ""},
+      {"", "the connection was closed without an answer"},
+      {std::nullopt, "no answer within 0.05 s (krb5.kdc.timeout)"},
+      {"HTTP/1.0 400 Bad Request", "the answer is not that of a key distribution center"},
+  };
+  for (const auto& [answer, outcome] : rows) {
+    test::LoopbackServer server;
+    const auto reply = answer;
+    const sockaddr_in address = server.tcp([&reply](const std::string&) { return reply; });
+    server.start();
+    EventLoop loop;
+    const auto limit = answer ? std::chrono::milliseconds(1h) : 50ms;
+    EXPECT_EQ(startKdcProbe(loop, address, "LAB.TEST", limit).wait(), outcome);
+  }
+}
+
 // 2026-01-01 00:00:00, and 2036-02-07 06:28:17 in the next era (RFC 4330, 3).
 const std::string kStamp2026 = fromHex("ed003780 00000000");
 const std::string kStampNextEra = fromHex("00000001 00000000");
@@ -172,7 +191,7 @@ std::string ntpAnswer(const std::string& request, char stratum, const std::strin
   return answer + request.substr(40, 8) + stamp + stamp;
 }
 
-std::time_t ask(const std::function<std::string(const std::string&)>& script) {
+NtpAnswer ask(const std::function<std::string(const std::string&)>& script) {
   test::LoopbackServer server;
   const sockaddr_in address =
       server.udp([&script](const std::string& request) { return std::vector{script(request)}; });
@@ -182,10 +201,30 @@ std::time_t ask(const std::function<std::string(const std::string&)>& script) {
 }
 
 TEST(NtpQuery, ReadsTheTransmitStampInItsEra) {
-  EXPECT_EQ(ask([](const std::string& request) { return ntpAnswer(request, 5, kStamp2026); }),
+  EXPECT_EQ(ask([](const std::string& request) { return ntpAnswer(request, 5, kStamp2026); }).time,
             1767225600);
-  EXPECT_EQ(ask([](const std::string& request) { return ntpAnswer(request, 1, kStampNextEra); }),
-            2085978497);
+  EXPECT_EQ(
+      ask([](const std::string& request) { return ntpAnswer(request, 1, kStampNextEra); }).time,
+      2085978497);
+}
+
+TEST(NtpQuery, TellsHowFarThisClockIsAheadToPartsOfASecond) {
+  const double ahead =
+      ask([](const std::string& request) {
+        const auto now = std::chrono::system_clock::now().time_since_epoch();
+        const std::chrono::duration<double> time = now - 94s - 500ms;
+        const auto seconds = static_cast<std::uint32_t>(time.count());
+        const double part = time.count() - seconds;
+        std::string stamp;
+        for (const std::uint32_t half :
+             {seconds + 2208988800U, static_cast<std::uint32_t>(part * 4294967295.0)}) {
+          for (int shift = 24; shift >= 0; shift -= 8) {
+            stamp += static_cast<char>(half >> shift & 0xff);
+          }
+        }
+        return ntpAnswer(request, 2, stamp);
+      }).clockAhead;
+  EXPECT_NEAR(ahead, 94.5, 0.1);
 }
 
 TEST(NtpQuery, WhatIsNoAnswerToTheQuestionIsIgnoredUntilTheLimit) {
@@ -210,17 +249,25 @@ TEST(NtpQuery, WhatIsNoAnswerToTheQuestionIsIgnoredUntilTheLimit) {
 }
 
 TEST(NtpQuery, AServerWithoutTimeIsAFailure) {
-  const std::vector<std::pair<char, std::string>> rows{
-      {'\0', kStamp2026}, {'\x10', kStamp2026}, {'\5', std::string(8, '\0')}};
-  for (const auto& [stratum, stamp] : rows) {
-    const auto script = [&](const std::string& request) {
-      return ntpAnswer(request, stratum, stamp).replace(12, 4, "RATE");
+  struct Row {
+    char head;  // leap indicator, version, mode
+    char stratum;
+    std::string stamp;
+    const char* reason;
+  };
+  const Row rows[] = {{'\x24', '\0', kStamp2026, "has no time to give (RATE)"},
+                      {'\x24', '\x10', kStamp2026, "its clock is not synchronized"},
+                      {'\xe4', '\2', kStamp2026, "its clock is not synchronized"},
+                      {'\x24', '\5', std::string(8, '\0'), "has no time to give"}};
+  for (const Row& row : rows) {
+    const auto script = [&row](const std::string& request) {
+      return row.head + ntpAnswer(request, row.stratum, row.stamp).replace(12, 4, "RATE").substr(1);
     };
     try {
       ask(script);
-      ADD_FAILURE() << int{stratum};
+      ADD_FAILURE() << row.reason;
     } catch (const IOException& failure) {
-      EXPECT_NE(std::string(failure.what()).find("(RATE)"), std::string::npos) << failure.what();
+      EXPECT_NE(std::string(failure.what()).find(row.reason), std::string::npos) << failure.what();
     }
   }
 }

@@ -1,0 +1,145 @@
+// Whether a key distribution center answers behind an open port: a request for a ticket to somebody
+// who does not exist (RFC 4120, 5.4.1), which no account pays for, and any answer to it.
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <cerrno>
+
+#include <array>
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+#include <system_error>
+
+#include "tolk/net/probes.h"
+#include "tolk/net/sockets.h"
+
+namespace tolk {
+namespace {
+
+constexpr std::size_t kLengthBytes = 4;
+constexpr std::size_t kMostBytes = 1 << 20;
+
+/// One element of DER; contents here stay below 64 KiB.
+std::string element(unsigned char tag, const std::string& content) {
+  std::string out(1, static_cast<char>(tag));
+  const std::size_t size = content.size();
+  if (size >= 256) out += {'\x82', static_cast<char>(size >> 8)};
+  if (size >= 128 && size < 256) out += '\x81';
+  return out + static_cast<char>(size & 0xff) + content;
+}
+
+std::string sequence(std::initializer_list<std::string> fields) {
+  std::string content;
+  for (const std::string& field : fields) content += field;
+  return element(0x30, content);
+}
+
+std::string field(unsigned char number, const std::string& content) {
+  return element(static_cast<unsigned char>(0xa0 + number), content);
+}
+
+std::string integer(unsigned char value) {
+  return element(0x02, std::string(1, static_cast<char>(value)));
+}
+
+std::string text(const std::string& value) {
+  return element(0x1b, value);
+}
+
+std::string principal(unsigned char type, const std::string& names) {
+  return sequence({field(0, integer(type)), field(1, element(0x30, names))});
+}
+
+std::string ticketRequest(const std::string& realm) {
+  const std::string noOptions(5, '\0');
+  const std::string body = sequence({
+      field(0, element(0x03, noOptions)),
+      field(1, principal(1, text("joinscope-port-test"))),
+      field(2, text(realm)),
+      field(3, principal(2, text("krbtgt") + text(realm))),
+      field(5, element(0x18, "20370913024805Z")),
+      field(7, integer(1)),
+      field(8, sequence({integer(18), integer(17)})),
+  });
+  const std::string request =
+      element(0x6a, sequence({field(1, integer(5)), field(2, integer(10)), field(4, body)}));
+  std::string message(2, '\0');  // RFC 4120, 7.2.2: four bytes of length
+  message += static_cast<char>(request.size() >> 8);
+  message += static_cast<char>(request.size() & 0xff);
+  return message + request;
+}
+
+class KdcProbe final : public Task<std::string> {
+ public:
+  KdcProbe(EventLoop& loop, const sockaddr_in& address, const std::string& realm,
+           std::chrono::milliseconds limit)
+      : Task(loop, Clock::now() + limit), limit_(limit), request_(ticketRequest(realm)) {
+    int error = 0;
+    socket_ = beginConnect(address, error);
+    if (error != 0 && error != EINPROGRESS) fail(error);
+  }
+
+ private:
+  void watch(std::vector<pollfd>& out) override {
+    out.push_back({socket_.get(), sent_ < request_.size() ? short{POLLOUT} : short{POLLIN}, 0});
+  }
+
+  void advance(std::span<const pollfd> /*ready*/) override {
+    if (sent_ < request_.size()) return send();
+    std::array<char, 64> piece;
+    const ssize_t size = ::recv(socket_.get(), piece.data(), piece.size(), 0);
+    if (size < 0) return failUnlessLater();
+    if (size == 0) return finish("the connection was closed without an answer");
+    answer_.append(piece.data(), static_cast<std::size_t>(size));
+    judge();
+  }
+
+  void send() {
+    if (const int error = connectError(socket_.get()); error != 0) return fail(error);
+    const ssize_t size =
+        ::send(socket_.get(), request_.data() + sent_, request_.size() - sent_, MSG_NOSIGNAL);
+    if (size < 0) return failUnlessLater();
+    sent_ += static_cast<std::size_t>(size);
+  }
+
+  // An error message (RFC 4120, 5.9.1) or a ticket.
+  void judge() {
+    constexpr char kError = 0x7e;
+    constexpr char kTicket = 0x6b;
+    if (answer_.size() <= kLengthBytes) return;
+    std::size_t length = 0;
+    for (const char byte : answer_.substr(0, kLengthBytes)) {
+      length = length << 8 | static_cast<unsigned char>(byte);
+    }
+    const char tag = answer_[kLengthBytes];
+    const bool good = length > 1 && length < kMostBytes && (tag == kError || tag == kTicket);
+    finish(good ? "" : "the answer is not that of a key distribution center");
+  }
+
+  void failUnlessLater() {
+    if (errno != EAGAIN && errno != EINTR) fail(errno);
+  }
+
+  void fail(int error) { finish(std::generic_category().message(error)); }
+
+  void expire() override {
+    finish("no answer within " + limitText(limit_) + " (" + limitSource(PN::KRB5_KDC_TIMEOUT) +
+           ")");
+  }
+
+  std::chrono::milliseconds limit_;
+  std::string request_;
+  UniqueFd socket_;
+  std::size_t sent_ = 0;
+  std::string answer_;
+};
+
+}  // namespace
+
+Pending<std::string> startKdcProbe(EventLoop& loop, const sockaddr_in& address,
+                                   const std::string& realm, std::chrono::milliseconds limit) {
+  return startTask<KdcProbe>(loop, address, realm, limit);
+}
+
+}  // namespace tolk
