@@ -2,11 +2,11 @@
 
 #include <iostream>
 
+#include "cli/account/binding_failure.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
 #include "tolk/base/exceptions.h"
-#include "tolk/base/logger.h"
 #include "tolk/base/stack_scrub.h"
 #include "tolk/base/text.h"
 #include "tolk/krb5/kerberos_context.h"
@@ -56,8 +56,10 @@ boost::shared_ptr<tolk::ADBinding> getBinding(TaskContext& context, const char* 
   try {
     bind(context, server, verbose);
   } catch (const tolk::KerberosException& failure) {
+    noteBindFailure(context.domain, failure.what());
     noteFailure(context, failure);
   } catch (const std::exception& failure) {
+    noteBindFailure(context.domain, failure.what());
     context.errorMessage = std::string("Unexpected Exception: ") + failure.what();
     context.errorCode = exit_status::kMiscError;
   }
@@ -79,9 +81,7 @@ boost::shared_ptr<tolk::ADBinding> getGCBinding(TaskContext& context) {
     context.gcBinding = catalog;
     context.gcBindFailed = false;
   } catch (const std::exception& failure) {
-    tolk::Logger::GetThreadPrivateLogger("cli.joinscope")
-        .log(tolk::LogLevel::debug,
-             std::string("Cannot bind to a global catalog: ") + failure.what());
+    noteBindFailure("a global catalog", failure.what());
   }
   return context.gcBinding;
 }

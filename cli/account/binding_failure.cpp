@@ -9,6 +9,7 @@
 #include "cli/common/user_credentials.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/krb5/krb5_library.h"
 
 namespace joinscope {
@@ -114,6 +115,12 @@ BindingFailure describeFailure(const std::exception& failure, CredentialPath pat
       return {tolk::formatText(row->message, {std::to_string(code), failure.what()}), row->status};
   }
   return {row->message, row->status};
+}
+
+void noteBindFailure(const std::string& whom, std::string reason) {
+  std::ranges::replace(reason, '\n', ' ');
+  tolk::noteTrouble("cli.joinscope",
+                    "Cannot bind to " + tolk::printable(whom) + ": " + tolk::printable(reason));
 }
 
 }  // namespace joinscope

@@ -27,4 +27,8 @@ struct BindingFailure {
 BindingFailure describeFailure(const std::exception& failure, CredentialPath path,
                                const UserCredentials* credentials);
 
+/// Keeps for the verbose stream (tolk/base/troubles.h) why a bind to `whom` failed: the message of
+/// the table may say less, and not every report shows it.
+void noteBindFailure(const std::string& whom, std::string reason);
+
 }  // namespace joinscope

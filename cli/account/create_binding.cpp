@@ -11,8 +11,6 @@
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
-#include "tolk/base/text.h"
-#include "tolk/base/troubles.h"
 #include "tolk/krb5/credential_cache.h"
 #include "tolk/krb5/initial_credentials.h"
 #include "tolk/krb5/kdc_locator.h"
@@ -133,6 +131,7 @@ void fail(TaskContext& context, BindingFailure failure) {
 }
 
 Binding refuse(TaskContext& context, const char* message) {
+  noteBindFailure(context.domain, message);
   fail(context, {message, exit_status::kInvalidCredentials});
   return {};
 }
@@ -171,9 +170,7 @@ boost::shared_ptr<tolk::ADBinding> createBinding(TaskContext& context, const cha
     context.site = lookupSubnetSite(context.domain, context.site, attempt.server, verbose);
     return bindOn(path, attempt);
   } catch (const std::exception& failure) {
-    // The message is one for many causes; the cause itself goes to the verbose stream.
-    tolk::noteTrouble("cli.joinscope",
-                      std::string("The bind failed: ") + tolk::printable(failure.what()));
+    noteBindFailure(context.domain, failure.what());
     fail(context, describeFailure(failure, path, context.credentials));
     return {};
   }

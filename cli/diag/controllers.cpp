@@ -14,6 +14,7 @@
 #include "cli/diag/root_dse.h"
 #include "cli/diag/srv_records.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/root_dse_reads.h"
@@ -30,6 +31,10 @@ void appendSiteControllers(tolk::ADBinding& binding, const std::string& base,
   const char* const attributes[] = {tolk::AD_DNS_HOST_NAME, nullptr};
   const auto objects =
       binding.search("(dNSHostName=*)", base, attributes, tolk::SearchScope::oneLevel, 0, 0, 0);
+  if (objects->empty()) {
+    tolk::noteTrouble("cli.joinscope", "The directory names no server below " +
+                                           tolk::printable(base) + " that has a DNS name");
+  }
   for (const tolk::ADObject& object : *objects) {
     tolk::HostPort entry;
     entry.host = tolk::toLower(object.getString(tolk::AD_DNS_HOST_NAME, ""));
@@ -76,6 +81,7 @@ void siteControllers(TaskContext& ctx, tolk::HostPortList& out, std::ostream* di
   out.clear();
   const auto binding = getBinding(ctx, nullptr, diag);
   if (!binding) return;
+  takeConfigurationContext(ctx, *binding);
   if (ctx.configNamingContext.empty()) {
     if (diag != nullptr) {
       *diag << prefix(2) << "Retrieving server objects failed because empty configCtx \n";
@@ -96,6 +102,16 @@ void siteControllers(TaskContext& ctx, tolk::HostPortList& out, std::ostream* di
             << '\n';
     }
     out.clear();
+  }
+}
+
+void takeConfigurationContext(TaskContext& ctx, tolk::ADBinding& binding) {
+  try {
+    const std::string context = binding.configurationContext();
+    if (!context.empty()) ctx.configNamingContext = context;
+  } catch (const std::exception& e) {
+    tolk::noteTrouble("cli.joinscope",
+                      std::string("Cannot read the root DSE: ") + tolk::printable(e.what()));
   }
 }
 

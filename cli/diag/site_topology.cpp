@@ -8,6 +8,7 @@
 #include "cli/account/binding.h"
 #include "cli/common/output.h"
 #include "cli/common/task_context.h"
+#include "cli/diag/controllers.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
@@ -86,6 +87,7 @@ std::vector<SubnetSite> listSiteTopology(TaskContext& ctx, const char* server, s
     std::cout << ctx.errorMessage << '\n';
     return {};
   }
+  takeConfigurationContext(ctx, *binding);
   if (ctx.configNamingContext.empty()) {
     std::cout << "Can't retrieve siteinfo without knowing the configuration naming context\n";
     return {};
@@ -93,7 +95,11 @@ std::vector<SubnetSite> listSiteTopology(TaskContext& ctx, const char* server, s
   const std::string base = "CN=Subnets,CN=Sites," + ctx.configNamingContext;
   announce(diag, 2, "Retrieving subnet objects from ", base);
   try {
-    return readTopology(*binding, base, diag);
+    std::vector<SubnetSite> topology = readTopology(*binding, base, diag);
+    if (topology.empty() && diag != nullptr) {
+      *diag << prefix(2) << "The directory names no subnet there: no site is listed\n";
+    }
+    return topology;
   } catch (const std::exception& e) {
     if (diag != nullptr) {
       *diag << prefix(2) << "Cannot read site data: " << tolk::printable(e.what()) << '\n';

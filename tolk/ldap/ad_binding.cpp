@@ -215,7 +215,8 @@ void ADBinding::reopen() {
 }
 
 const ADObject& ADBinding::rootDse() {
-  static constexpr const char* kAttributes[] = {AD_ROOT_NAMING_CTX, AD_GC_READY, nullptr};
+  static constexpr const char* kAttributes[] = {AD_ROOT_NAMING_CTX, AD_CONFIG_NAMING_CTX,
+                                                AD_GC_READY, nullptr};
   if (!impl_->rootDse) impl_->rootDse = fetch("", kAttributes, AD_ALL_OBJECTS, true);
   return impl_->rootDse;
 }
@@ -226,6 +227,10 @@ const std::string& ADBinding::domainName() const noexcept {
 
 std::string ADBinding::forestName() {
   return toLower(DN::domainFromDN(rootDse().getString(AD_ROOT_NAMING_CTX, "")));
+}
+
+std::string ADBinding::configurationContext() {
+  return rootDse().getString(AD_CONFIG_NAMING_CTX, "");
 }
 
 bool ADBinding::isMixedMode() {

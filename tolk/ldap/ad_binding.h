@@ -63,6 +63,8 @@ class ADBinding : public LDAPBinding {
   /// The DNS name of the forest's root domain; read from the controller at the first call. Throws
   /// LDAPException.
   [[nodiscard]] std::string forestName();
+  /// The name of the forest's configuration partition, read and failing as forestName().
+  [[nodiscard]] std::string configurationContext();
   /// The name of the cache with this connection's tickets, valid while it lives; "" before
   /// connect().
   [[nodiscard]] std::string cacheName() const;
