@@ -102,8 +102,9 @@ ProbeVerdict RowProbe::take() {
     verdict = judgeRootDseQuery(*query);
     limit = &tolk::PN::LDAP_BIND_TIMEOUT;
   } else {
-    const tolk::ProbeOutcome outcome = std::get<tolk::Pending<tolk::ProbeOutcome>>(wait_).wait();
+    tolk::ProbeOutcome outcome = std::get<tolk::Pending<tolk::ProbeOutcome>>(wait_).wait();
     verdict.result = probe_ == Probe::smb ? judgeSmbProbe(outcome.result) : outcome.result;
+    verdict.message = std::move(outcome.reason);
   }
   const bool answered =
       verdict.result == ProbeVerdict::kGood || verdict.result == ProbeVerdict::kRefused;

@@ -180,6 +180,16 @@ TEST_F(DiagTest, PortTestAlone) {
   EXPECT_EQ(lab.guest.joinscope({"--test", "lab.test"}), (CommandResult{0, expected, ""}));
 }
 
+TEST_F(DiagTest, ADomainOfAnotherForestIsSearchedInItsOwnConfiguration) {
+  Lab::command({"scenario", "second-forest"});
+  const CommandResult result = lab.member.joinscope({"--diag=other.test", "-V"});
+  Lab::command({"scenario", "second-forest", "off"});
+  EXPECT_THAT(result.err,
+              HasSubstr("    Retrieving subnet objects from CN=Subnets,CN=Sites,"
+                        "CN=Configuration,DC=other,DC=test\n"
+                        "    The directory names no subnet there: no site is listed\n"));
+}
+
 TEST_F(DiagTest, WithoutJoinAndDomainThereIsNothingToDiagnose) {
   for (const char* task : {"--diag", "--test"}) {
     const CommandResult result = lab.guest.joinscope({task});

@@ -65,7 +65,7 @@ krb5_error_code exchange(krb5_context context, krb5_dc_locator_callback_type loc
   } catch (const tolk::TimeoutException&) {
     return unreachable(context, realm,
                        "no answer within " + tolk::limitText(limit) + ", " +
-                           std::string(tolk::PN::KRB5_KDC_TIMEOUT.key));
+                           tolk::limitSource(tolk::PN::KRB5_KDC_TIMEOUT));
   } catch (const tolk::IOException& failure) {
     return unreachable(context, realm, std::strerror(failure.code()));
   }

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <initializer_list>
 #include <string>
-#include <system_error>
 
 #include "tolk/net/probes.h"
 #include "tolk/net/sockets.h"
@@ -74,7 +73,10 @@ class KdcProbe final : public Task<std::string> {
  public:
   KdcProbe(EventLoop& loop, const sockaddr_in& address, const std::string& realm,
            std::chrono::milliseconds limit)
-      : Task(loop, Clock::now() + limit), limit_(limit), request_(ticketRequest(realm)) {
+      : Task(loop, Clock::now() + limit),
+        address_(address),
+        limit_(limit),
+        request_(ticketRequest(realm)) {
     int error = 0;
     socket_ = beginConnect(address, error);
     if (error != 0 && error != EINPROGRESS) fail(error);
@@ -121,13 +123,14 @@ class KdcProbe final : public Task<std::string> {
     if (errno != EAGAIN && errno != EINTR) fail(errno);
   }
 
-  void fail(int error) { finish(std::generic_category().message(error)); }
+  void fail(int error) { finish(failureText(address_, error)); }
 
   void expire() override {
     finish("no answer within " + limitText(limit_) + " (" + limitSource(PN::KRB5_KDC_TIMEOUT) +
            ")");
   }
 
+  sockaddr_in address_;
   std::chrono::milliseconds limit_;
   std::string request_;
   UniqueFd socket_;
