@@ -32,7 +32,7 @@ ProbeVerdict judgeRootDseQuery(PendingEntries& query) {
   try {
     verdict.result = query.wait().empty() ? ProbeVerdict::kRefused : ProbeVerdict::kGood;
   } catch (const std::exception& e) {
-    verdict.message = e.what();
+    verdict.reason = e.what();
   }
   return verdict;
 }
@@ -104,7 +104,7 @@ ProbeVerdict RowProbe::take() {
   } else {
     tolk::ProbeOutcome outcome = std::get<tolk::Pending<tolk::ProbeOutcome>>(wait_).wait();
     verdict.result = probe_ == Probe::smb ? judgeSmbProbe(outcome.result) : outcome.result;
-    verdict.message = std::move(outcome.reason);
+    verdict.reason = std::move(outcome.reason);
   }
   const bool answered =
       verdict.result == ProbeVerdict::kGood || verdict.result == ProbeVerdict::kRefused;

@@ -43,6 +43,9 @@ void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream* 
     *diag << tolk::printable(verdict.message) << '\n';
   }
   out << verdictText(verdict.result) << '\n' << std::flush;
+  if (diag != nullptr && !verdict.reason.empty()) {
+    *diag << prefix(3) << tolk::printable(verdict.reason) << '\n';
+  }
   noteLimit(diag, verdict.limit);
 }
 

@@ -26,6 +26,7 @@ struct ProbeVerdict {
   int result = kTimeout;                  ///< any other value counts as kTimeout
   const tolk::Property* limit = nullptr;  ///< the limit that ended the wait, if one did
   std::string message;                    ///< what else there is to say about a failure
+  std::string reason = {};                ///< the same, told behind the row instead of in it
   std::optional<double> clockAhead = {};  ///< of a time query: as in ControllerFacts
 };
 
@@ -49,7 +50,7 @@ int portOf(const tolk::HostPort& entry, const ServerKind& kind, std::size_t row)
 /// The row up to its verdict, without an end of line.
 void writeRowLabel(std::ostream& out, const PortRow& row, int port);
 
-/// Ends a row: the verdict on `out`, flushed; before it the message and after it the limit that
+/// Ends a row: the verdict on `out`, flushed; before it the message, after it reason and limit that
 /// ended the wait, on `diag`, which may be null.
 void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream* diag);
 

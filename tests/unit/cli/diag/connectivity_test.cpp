@@ -88,7 +88,7 @@ TEST(ProbeRun, LaterServersAreAskedWhileASilentOneIsWaitedFor) {
   EXPECT_FALSE(run.write(out, 0, &diag));
   EXPECT_TRUE(open.hasCaller());
   EXPECT_NE(out.str().find("/tcp - timeout\n"), std::string::npos) << out.str();
-  EXPECT_EQ(diag.str(), "127.0.0.1:" + std::to_string(silent.number()) +
+  EXPECT_EQ(diag.str(), "      127.0.0.1:" + std::to_string(silent.number()) +
                             " did not accept a connection within 0.2 s\n"
                             "  ... limit of 0.2 s (net.connect.timeout) reached\n");
   EXPECT_TRUE(run.write(out, 1, &diag));
