@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
   for (const tolk::DomainJoins& domain : stats.getDomainStats()) {
     std::cout << domain.name << ' ' << domain.zone << '\n';
   }
+  std::cout << "disabled " << stats.getZoneTotals().disabled << '\n';
   for (const auto& [domain, reason] : stats.getProblemDomains()) {
     std::cout << domain << ": " << reason << '\n';
   }

@@ -28,7 +28,20 @@ class JoinsTest : public testing::Test {
   Lab lab;
 };
 
+/// Shell that changes how one computer was joined, and the flags of another that is in a zone.
+std::string changed(const std::string& kind, const std::string& flags) {
+  return "ldbmodify -H /var/lib/samba/private/sam.ldb >/dev/null <<'END'\n"
+         "dn: CN=AUTO2,OU=Fleet,DC=lab,DC=test\nchangetype: modify\n"
+         "replace: operatingSystemServicePack\noperatingSystemServicePack: Orvald 5.7.0 " +
+         kind +
+         "\n\ndn: CN=ZWEB1,OU=Fleet,DC=lab,DC=test\nchangetype: modify\n"
+         "replace: userAccountControl\nuserAccountControl: " +
+         flags + "\nEND\n";
+}
+
 TEST_F(JoinsTest, TotalsAreThoseOfIndependentSearches) {
+  // More of one kind than of the next, and another flag than that of a disabled account.
+  const HostChange odd(lab.dc, changed("oem", "4097"), changed("auto", "4096"));
   const CommandResult run = lab.member.joinscope({"--joinedcount"});
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(run.err, "");
@@ -70,11 +83,11 @@ TEST_F(JoinsTest, DeadDomainsAreListedAndTheOthersCounted) {
   Lab::command({"scenario", "dead-domains", "3"});
   lab.member.must("kinit -k 'HOST1$' -c /tmp/joins_cc");
   const CommandResult run = lab.member.run(
-      {JOINSCOPE_JOIN_STATS_CALLER, "FILE:/tmp/joins_cc", "lab.test", "gone1.lab.test", "lab.test",
+      {JOINSCOPE_JOIN_STATS_CALLER, "FILE:/tmp/joins_cc", "gone1.lab.test", "lab.test", "lab.test",
        "gone2.lab.test", "nowhere.test", "lab.test", "gone3.lab.test"});
   Lab::command({"node-down", "gone"});
   EXPECT_THAT(run.out,
-              testing::MatchesRegex("lab.test 6\nlab.test 6\nlab.test 6\n"
+              testing::MatchesRegex("lab.test 6\nlab.test 6\nlab.test 6\ndisabled 6\n"
                                     "gone1.lab.test: finding a domain controller: [^\n]*\n"
                                     "gone2.lab.test: finding a domain controller: [^\n]*\n"
                                     "nowhere.test: finding a domain controller: [^\n]*\n"
@@ -92,7 +105,7 @@ TEST_F(JoinsTest, ControllerThatFallsSilentIsAProblem) {
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, AllOf(HasSubstr("  Total Zones:    0\n"),
                              HasSubstr("\nUnreachable Domains\n-------------------\n\n"
-                                       "  Domain: LAB.TEST\n  Reason: "),
+                                       "  Domain: LAB.TEST\n  Reason: reading "),
                              HasSubstr("within 8 s (the join count's limit of a search)\n")));
 }
 
