@@ -141,6 +141,12 @@ TEST_F(DiscoveryScene, AnAnswerFromAfarWaitsForAControllerOfSeveralSites) {
   EXPECT_EQ(find(request), "near.lab.test");
 }
 
+TEST_F(DiscoveryScene, AWorsePriorityIsNotAskedWhereABetterOneAnswers) {
+  setUp({{.name = "a-spare", .priority = 10}, {.name = "b-main"}});
+  EXPECT_EQ(find(labRequest()), "b-main.lab.test");
+  EXPECT_EQ(pings_, 1);
+}
+
 struct Row {
   const char* what;
   std::vector<Controller> controllers;
@@ -212,6 +218,12 @@ TEST_F(DiscoveryRows, TheRightControllerWins) {
       {"one that holds the domain",
        {{.name = "foreign", .says = inDomain("other.test")}, {.name = "own", .priority = 10}},
        "own.lab.test"},
+      {"of a site with a backslash in its name",
+       {{.name = "own", .records = {R"(_ldap._tcp.A\B._sites.dc._msdcs.lab.test)"}}},
+       "own.lab.test",
+       ServiceType::domainController,
+       false,
+       R"(A\B)"},
       {"one that has an address",
        {{.name = "lost", .resolvable = false}, {.name = "own"}},
        "own.lab.test"},
@@ -324,9 +336,9 @@ TEST_F(DiscoveryScene, TheRecordedSiteOfTheJoinedDomainIsAskedFirst) {
 }
 
 TEST_F(DiscoveryScene, TheDiscoveredKdcComesFirstAndOnce) {
-  setUp({{.name = "live",
-          .says = inDomain("realm.test"),
-          .records = {"_ldap._tcp.dc._msdcs.realm.test"}}});
+  test::NetlogonFields says = inDomain("realm.test");
+  says.flags = 0x1378;  // no global catalog
+  setUp({{.name = "live", .says = says, .records = {"_ldap._tcp.dc._msdcs.realm.test"}}});
   zone_.a("dead.lab.test", "127.0.1.99");
   zone_.srv("_kerberos._tcp.realm.test", 0, 200, 88, "dead.lab.test");
   zone_.srv("_kerberos._tcp.realm.test", 0, 100, 88, "live.lab.test");
@@ -336,6 +348,11 @@ TEST_F(DiscoveryScene, TheDiscoveredKdcComesFirstAndOnce) {
     shown.push_back(InetNToA(kdc.sin_addr.s_addr) + ":" + std::to_string(ntohs(kdc.sin_port)));
   }
   EXPECT_THAT(shown, testing::ElementsAre("127.0.1.1:88", "127.0.1.99:88", "127.0.1.99:1088"));
+  const auto find = [](ServiceType::Enum type) {
+    return NetworkState::getDCForDomain("realm.test", type, false, "", false);
+  };
+  EXPECT_EQ(find(ServiceType::domainController), "live.lab.test");
+  EXPECT_THROW(find(ServiceType::globalCatalog), TOLKException);
 }
 
 }  // namespace

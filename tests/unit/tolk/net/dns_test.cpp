@@ -304,6 +304,7 @@ TEST_F(Dns, HostsComeFromTheFileThenFromDnsWithItsSearchDomains) {
       {"absent.lab.test", "", {}, HOST_NOT_FOUND},
       {six.c_str(), "", {}, NO_DATA},
       {"host.refused.test", "", {}, TRY_AGAIN},
+      {"host.failing.test", "", {}, TRY_AGAIN},
       {"", "", {}, HOST_NOT_FOUND},
       {"a..b", "", {}, NO_RECOVERY},
   };

@@ -33,6 +33,9 @@ TEST(NetlogonRecord, CompressedNamesAreResolved) {
   EXPECT_EQ(answer.user, "");
   EXPECT_EQ(answer.dcSite, "Default-First-Site-Name");
   EXPECT_EQ(answer.clientSite, "Default-First-Site-Name");
+  const std::string names = kRecord.substr(0, kRecord.size() - 8);
+  const std::string next = fromHex("04 4e656172 00 15000000 ffffffff");
+  EXPECT_EQ(parseNetlogonAnswer(names + next).nextClosestSite, "Near");
 }
 
 TEST(NetlogonRecord, CutAnywhereIsBadData) {
