@@ -89,6 +89,7 @@ void ipDiagnostics(std::ostream* diag) {
   const IpFacts facts = readIpFacts();
   tolk::EventLoop loop;
   std::vector<PendingNames> lookups;
+  lookups.reserve(facts.addresses.size());
   for (const std::string& address : facts.addresses) {
     lookups.push_back(tolk::startPtrLookup(loop, address));
   }

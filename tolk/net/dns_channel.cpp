@@ -42,6 +42,7 @@ DnsChannel::DnsChannel(const char* lookups, const ResolverSettings& settings, in
   std::string order(lookups);
   std::vector<std::string> domains = settings.searchDomains;
   std::vector<char*> pointers;
+  pointers.reserve(domains.size());
   for (std::string& domain : domains) pointers.push_back(domain.data());
   ares_options options{};
   options.flags = flags | ARES_FLAG_NOCHECKRESP;

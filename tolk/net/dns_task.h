@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -55,7 +56,7 @@ class DnsTask : public Task<T> {
       return goOn();
     }
     if (needsNoServer()) return;
-    walk_.emplace(shownName(name_), this->deadline());
+    walk_ = std::make_unique<DnsWalk>(shownName(name_), this->deadline());
     askNext();
     goOn();
   }
@@ -89,7 +90,7 @@ class DnsTask : public Task<T> {
 
   std::string name_;
   std::optional<int> status_;
-  std::optional<DnsWalk> walk_;
+  std::unique_ptr<DnsWalk> walk_;
 };
 
 }  // namespace tolk
