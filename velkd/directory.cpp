@@ -12,7 +12,6 @@
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/sid.h"
 #include "tolk/rpc/daemon_protocol.h"
-#include "tolk/rpc/wire_object.h"
 #include "velkd/health.h"
 #include "velkd/key_check.h"
 #include "velkd/notify.h"
@@ -23,11 +22,9 @@ namespace {
 
 constexpr std::uint32_t kAccountDisabled = 0x2;  // userAccountControl (MS-ADTS 2.2.16)
 
-// What each look at the computer object is for. The key's version is constructed: it comes when it
-// is named, not with all attributes (MS-ADTS 3.1.1.4.5.16).
-const std::vector<std::string> kLookedAt{tolk::AD_USER_ACCNT_CONTROL, tolk::AD_PWCHG_LAST,
-                                         tolk::AD_KEY_VERSION_NUMBER};
-const std::vector<std::string> kAllAndLookedAt{"*", tolk::AD_KEY_VERSION_NUMBER};
+// What each look at the computer object is for.
+const std::vector<std::string> kLookedAt{tolk::AD_USER_ACCNT_CONTROL, tolk::AD_SAM_ACCOUNT_NAME,
+                                         tolk::AD_PWCHG_LAST, tolk::AD_KEY_VERSION_NUMBER};
 
 const tolk::Logger& logger() {
   return tolk::Logger::GetThreadPrivateLogger("velkd.directory");
@@ -37,46 +34,10 @@ std::chrono::milliseconds limitOf(const tolk::Property& property) {
   return std::chrono::milliseconds(tolk::Props().getLimitMs(property));
 }
 
-// `reason` says why there is no object, where more is known than that.
-std::string answerOf(const MachineBinding::Read& read, const std::string& reason) {
-  tolk::json::Document parameters(rapidjson::kObjectType);
-  tolk::json::Allocator& memory = parameters.GetAllocator();
-  tolk::json::Value object;
-  if (read.found) object = tolk::objectToJson(read.object, memory);
-  parameters.AddMember("object", object, memory);
-  if (!reason.empty()) {
-    parameters.AddMember("reason", tolk::json::makeString(reason, memory), memory);
-  }
-  return tolk::encodeReply(parameters);
-}
-
-// The connection is of no more use: the client library failed, or the server is going away.
-bool meansLost(const tolk::LDAPException& e) {
-  constexpr int kBusy = 51;
-  constexpr int kUnavailable = 52;
-  return e.code() < 0 || e.code() == kBusy || e.code() == kUnavailable;
-}
-
-bool meansSilent(const tolk::LDAPException& e) {
-  constexpr int kTimeout = -5;
-  return e.code() == kTimeout;
-}
-
-std::string keyOf(const FetchCall& call) {
-  std::string key = tolk::toLower(call.server) + '\n' + tolk::toLower(call.dn);
-  for (const std::string& name : call.attributes) key += '\n' + tolk::toLower(name);
-  return key;
-}
-
 ObjectState stateOf(const MachineBinding::Read& read) {
   if (!read.object.attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return ObjectState::usable;
   const std::uint32_t flags = read.object[tolk::AD_USER_ACCNT_CONTROL].toUInt();
   return (flags & kAccountDisabled) != 0 ? ObjectState::disabled : ObjectState::usable;
-}
-
-[[noreturn]] void deny() {
-  throw RpcError(tolk::daemon_error::kPermissionDenied,
-                 "Only root may read another object than this host's own.");
 }
 
 }  // namespace
@@ -181,12 +142,25 @@ MachineBinding& Directory::machine() {
   return *machine_;
 }
 
+MachineBinding::Read Directory::readFromOwnServer(const std::string& dn,
+                                                  const std::vector<std::string>& attributes) {
+  try {
+    return machine().read(dn, attributes);
+  } catch (const tolk::LDAPException& e) {
+    if (!meansLost(e) || meansSilent(e)) throw;
+    disconnect();
+  }
+  // A controller that was restarted, or closed an idle connection: once more, perhaps elsewhere.
+  return machine().read(dn, attributes);
+}
+
 // Whether an object with the recorded identifier may have been there: deleted, not another
 // domain's.
 bool Directory::identifierIsOfDomain() {
   const MachineBinding::Read domain =
       readFromOwnServer(tolk::LDAPBinding::DNSNameToDN(identity_.domain), {tolk::AD_OBJECT_SID});
-  if (!domain.found || !domain.object.attributeExists(tolk::AD_OBJECT_SID, true)) return true;
+  if (!identity_.sid || !domain.found || !domain.object.attributeExists(tolk::AD_OBJECT_SID, true))
+    return true;
   return identity_.sid->isOfDomain(
       tolk::SID::fromBinary(domain.object[tolk::AD_OBJECT_SID].toString()));
 }
@@ -296,85 +270,6 @@ Directory::Clock::time_point Directory::upkeep() noexcept {
     next = std::min({next, nextCheck_, nextGathering_});
   }
   return std::max(next, pause_.until());
-}
-
-void Directory::authorize(const FetchCall& call) {
-  if (call.privileged) return;
-  if (!call.server.empty()) deny();
-  if (!identity_.sid) deny();
-  if (isOwnObject(call)) return;
-  if (call.dn.starts_with('<')) deny();
-  if (objectDn_.empty()) checkObject();
-  if (!tolk::equalsIgnoringCase(call.dn, objectDn_)) deny();
-}
-
-bool Directory::isOwnObject(const FetchCall& call) const {
-  return call.server.empty() && identity_.sid &&
-         tolk::equalsIgnoringCase(call.dn, identity_.sid->toDN());
-}
-
-MachineBinding::Read Directory::readFromOwnServer(const std::string& dn,
-                                                  const std::vector<std::string>& attributes) {
-  try {
-    return machine().read(dn, attributes);
-  } catch (const tolk::LDAPException& e) {
-    if (!meansLost(e) || meansSilent(e)) throw;
-    disconnect();
-  }
-  // A controller that was restarted, or closed an idle connection: once more, perhaps elsewhere.
-  return machine().read(dn, attributes);
-}
-
-MachineBinding::Read Directory::readObject(const FetchCall& call) {
-  if (!call.server.empty()) {
-    const auto binding = machine().bindTo(identity_.domain, call.server);
-    return MachineBinding::read(*binding, call.dn, call.attributes);
-  }
-  try {
-    if (!isOwnObject(call) || !call.attributes.empty()) {
-      return readFromOwnServer(call.dn, call.attributes);
-    }
-    MachineBinding::Read own = readFromOwnServer(call.dn, kAllAndLookedAt);
-    noteObject(own);
-    return own;
-  } catch (const tolk::LDAPException& e) {
-    if (meansLost(e)) {
-      disconnect();
-      noteFailure(e.what());
-    }
-    throw;
-  }
-}
-
-std::string Directory::answer(const FetchCall& call) {
-  const std::string key = keyOf(call);
-  const auto lifetime = limitOf(tolk::PN::VELKD_CACHE_LIFETIME);
-  const bool cached = !call.fresh && !tolk::Props().getBool(tolk::PN::TOLKD_CACHE_DISABLE, false);
-  auto known = cached ? cache_.find(key, lifetime, Clock::now()) : std::nullopt;
-  board_.update(
-      [&](DirectoryStatus& status) { ++(known ? status.cacheHits : status.cacheMisses); });
-  if (known) return std::move(*known);
-  const MachineBinding::Read read = readObject(call);
-  const DirectoryStatus status = board_.get();
-  std::string text = answerOf(read, !read.found && isOwnObject(call) ? objectProblem(status) : "");
-  cache_.store(key, text, lifetime, Clock::now());
-  return text;
-}
-
-std::string Directory::fetch(const FetchCall& call) {
-  try {
-    refreshIdentity();
-    if (identity_.domain.empty()) {
-      throw RpcError(tolk::daemon_error::kNotJoined, "This host is in no domain.");
-    }
-    authorize(call);
-    std::string text = answer(call);
-    tellServiceManager();
-    return text;
-  } catch (const tolk::Base_Exception& e) {
-    tellServiceManager();
-    throw RpcError(tolk::daemon_error::kDirectoryFailed, e.what());
-  }
 }
 
 void Directory::tellServiceManager() {

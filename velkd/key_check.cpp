@@ -24,7 +24,8 @@ std::string since(std::time_t time) {
 }  // namespace
 
 AccountKey accountKeyOf(const tolk::ADObject& computer) {
-  AccountKey key;
+  AccountKey key{
+      .account = computer.getString(tolk::AD_SAM_ACCOUNT_NAME, ""), .version = 0, .passwordSet = 0};
   if (computer.attributeExists(tolk::AD_KEY_VERSION_NUMBER, true)) {
     key.version = computer[tolk::AD_KEY_VERSION_NUMBER].toUInt();
   }
@@ -37,6 +38,11 @@ AccountKey accountKeyOf(const tolk::ADObject& computer) {
 
 std::string keyProblem(const AccountKey& key, const std::vector<tolk::KeytabAccount>& accounts,
                        const std::string& principal, const std::string& path) {
+  if (!key.account.empty() &&
+      !tolk::equalsIgnoringCase(key.account, principal.substr(0, principal.find('@')))) {
+    return "The recorded security identifier (kset.hostsid) is that of " + key.account +
+           ", and this host is joined as " + principal + ". Run velkd adopt.";
+  }
   const auto own = std::find_if(accounts.begin(), accounts.end(), [&](const auto& account) {
     return tolk::equalsIgnoringCase(account.principal, principal);
   });

@@ -11,8 +11,9 @@
 
 namespace velkd {
 
-/// What the directory tells of the account's key; 0 where it does not.
+/// What the directory tells of the account and its key; "" and 0 where it does not.
 struct AccountKey {
+  std::string account;          ///< sAMAccountName
   unsigned version = 0;         ///< msDS-KeyVersionNumber (MS-ADTS 3.1.1.4.5.16)
   std::time_t passwordSet = 0;  ///< pwdLastSet (MS-ADTS 2.2.26)
 };

@@ -30,6 +30,17 @@ int readLimitSeconds() {
 
 }  // namespace
 
+bool meansLost(const tolk::LDAPException& failure) noexcept {
+  constexpr int kBusy = 51;
+  constexpr int kUnavailable = 52;
+  return failure.code() < 0 || failure.code() == kBusy || failure.code() == kUnavailable;
+}
+
+bool meansSilent(const tolk::LDAPException& failure) noexcept {
+  constexpr int kTimeout = -5;
+  return failure.code() == kTimeout;
+}
+
 MachineBinding::MachineBinding(const MachineIdentity& identity)
     : host_(controllerOf(identity)),
       ticket_(kerberos_, identity.principal, kTicketLifetimeSeconds),

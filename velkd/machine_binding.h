@@ -4,11 +4,19 @@
 #include <ctime>
 #include <string>
 
+#include "tolk/base/exceptions.h"
 #include "tolk/krb5/kerberos_context.h"
 #include "tolk/krb5/machine_ticket.h"
 #include "tolk/ldap/ad_binding.h"
 
 namespace velkd {
+
+/// Whether a failed read means that its connection is of no more use: the client library failed, or
+/// the server is going away.
+[[nodiscard]] bool meansLost(const tolk::LDAPException& failure) noexcept;
+
+/// Whether it means that the server did not answer in time.
+[[nodiscard]] bool meansSilent(const tolk::LDAPException& failure) noexcept;
 
 /// As whom to bind, and where.
 struct MachineIdentity {

@@ -102,17 +102,17 @@ TEST(KeyCheck, AKeytabIsDeadWhenTheAccountHasAnotherPassword) {
     const char* said;  ///< part of it; "" for no problem
   };
   for (const Row& row : {
-           Row{"the same", {4, kWritten - 2}, ""},
-           Row{"clocks that differ as far as they may", {4, kWritten + 299}, ""},
+           Row{"the same", {"HOST1$", 4, kWritten - 2}, ""},
+           Row{"clocks that differ as far as they may", {"", 4, kWritten + 299}, ""},
            Row{"nothing told", {}, ""},
-           Row{"the keytab is ahead", {3, kWritten - 9999}, ""},
-           Row{"a newer version", {5, kWritten + 60}, "the account has version 5 since 20"},
-           Row{"a newer version without a date", {5, 0}, "the account has version 5."},
+           Row{"the keytab is ahead", {"", 3, kWritten - 9999}, ""},
+           Row{"a newer version", {"", 5, kWritten + 60}, "the account has version 5 since 20"},
+           Row{"a newer version without a date", {"", 5, 0}, "the account has version 5."},
            Row{"the same version of another account",
-               {4, kWritten + 9999},
+               {"", 4, kWritten + 9999},
                "another password since 20"},
            Row{"an older version of another account",
-               {1, kWritten + 9999},
+               {"", 1, kWritten + 9999},
                "another password since 20"},
        }) {
     SCOPED_TRACE(row.what);
@@ -123,8 +123,10 @@ TEST(KeyCheck, AKeytabIsDeadWhenTheAccountHasAnotherPassword) {
       EXPECT_THAT(problem, testing::AllOf(HasSubstr("newer than version 4"), HasSubstr(row.said)));
     }
   }
-  EXPECT_THAT(keyProblem({4, kWritten}, keytab, "GONE$@LAB.TEST", "/kt"),
+  EXPECT_THAT(keyProblem({"", 4, kWritten}, keytab, "GONE$@LAB.TEST", "/kt"),
               HasSubstr("/kt has no key of GONE$@LAB.TEST."));
+  EXPECT_THAT(keyProblem({"OTHER$", 4, kWritten}, keytab, "HOST1$@LAB.TEST", "/kt"),
+              HasSubstr("is that of OTHER$, and this host is joined as HOST1$@LAB.TEST."));
 }
 
 }  // namespace
