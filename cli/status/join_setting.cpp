@@ -33,10 +33,7 @@ std::string zoneNameFromDirectory(TaskContext& context, const std::string& zoneD
                                   const char* server) {
   if (stream != nullptr) stream->flush();
   const boost::shared_ptr<tolk::ADBinding> binding = getBinding(context, server, stream);
-  if (!binding) {
-    noteBindFailure(context);
-    return fallback;
-  }
+  if (!binding) return fallback;
   tolk::ADObject zone = binding->fetch(zoneDn, nullptr, tolk::AD_ALL_OBJECTS, false);
   zone[tolk::TOLK_EXT_FILTER] = tolk::ZoneObjectKind::zone;
   tolk::ZoneHierarchy::GetZoneHierarchy()->getSchema(kStandardLayout, nullptr)->convert(zone);
@@ -59,11 +56,6 @@ std::string recordedController(const TaskContext& context) {
 }
 
 }  // namespace
-
-void noteBindFailure(const TaskContext& context) {
-  const std::string_view reason = tolk::trim(context.errorMessage);
-  if (!reason.empty()) tolk::noteTrouble(kLogger, tolk::printable(reason));
-}
 
 std::string getJoinSetting(TaskContext& context, std::string_view key, const std::string& fallback,
                            std::ostream* stream, const char* server, bool resolveZone) {

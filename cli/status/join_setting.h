@@ -17,9 +17,6 @@ struct TaskContext;
 std::string getJoinSetting(TaskContext& context, std::string_view key, const std::string& fallback,
                            std::ostream* stream, const char* server, bool resolveZone);
 
-/// Keeps why the run's binding could not be made (tolk/base/troubles.h), for what is left out then.
-void noteBindFailure(const TaskContext& context);
-
 /// The domain controller that the agent uses: what the daemon says, else what the join settings
 /// record; "<unavailable>" when neither knows one. Nothing is thrown.
 std::string currentDC(TaskContext& context);

@@ -74,8 +74,6 @@ void writePasswordLastSet(TaskContext& context, const char* server, std::ostream
       findComputerAccount(context, context.preWin2kHostName,
                           tolk::ComputerObjectHelper::getAttributes(), server, diag));
   if (lastSet != kUnavailable) writeLine(std::cout, "Last password set:", lastSet);
-  // The line that is left out has no other place for its reason.
-  if (context.bindFailed) noteBindFailure(context);
 }
 
 }  // namespace
