@@ -91,7 +91,8 @@ int codeOf(const std::exception& failure) {
 
 std::string userOf(CredentialPath path, const UserCredentials* credentials) {
   if (path == CredentialPath::machine) return "localhost";
-  return credentials != nullptr && credentials->user != nullptr ? credentials->user : "";
+  return credentials != nullptr && credentials->user != nullptr ? tolk::printable(credentials->user)
+                                                                : "";
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
+#include "tolk/base/text.h"
 #include "tolk/krb5/credential_cache.h"
 #include "tolk/krb5/initial_credentials.h"
 #include "tolk/krb5/kdc_locator.h"
@@ -96,7 +97,7 @@ void tellPrincipal(std::ostream& out, krb5_context kerberos, krb5_principal prin
     out << prefix(2) << "Principal name cannot be decoded!\n";
     return;
   }
-  out << prefix(2) << "Using principal name '" << name << "'\n";
+  out << prefix(2) << "Using principal name '" << tolk::printable(name) << "'\n";
   krb5_free_unparsed_name(kerberos, name);
 }
 

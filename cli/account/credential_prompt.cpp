@@ -40,7 +40,8 @@ void providePassword(UserCredentials& record, const std::string& name) {
                                   {name}));
     return;
   }
-  record.password = tolk::promptPassword(("Active Directory password for " + name + ": ").c_str());
+  const std::string prompt = "Active Directory password for " + tolk::printable(name) + ": ";
+  record.password = tolk::promptPassword(prompt.c_str());
   record.passwordGiven = true;
 }
 
