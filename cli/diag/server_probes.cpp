@@ -80,11 +80,12 @@ void ServerProbes::takeRootDse() {
 ControllerFacts ServerProbes::facts() const {
   ControllerFacts facts = facts_;
   for (std::size_t row = 0; row < rows_.size(); ++row) {
-    const ProbeVerdict& verdict = *rows_[row].verdict;
-    if (verdict.clockAhead) facts.ntpAhead = verdict.clockAhead;
+    const std::optional<ProbeVerdict>& verdict = rows_[row].verdict;
+    if (!verdict) continue;
+    if (verdict->clockAhead) facts.ntpAhead = verdict->clockAhead;
     // The row has said so.
     const bool kdc = target_.kind->rows[row].probe == Probe::kdc;
-    if (kdc && verdict.result != ProbeVerdict::kGood) facts.kdcTrouble.clear();
+    if (kdc && verdict->result != ProbeVerdict::kGood) facts.kdcTrouble.clear();
   }
   return facts;
 }

@@ -43,7 +43,7 @@ class ServerProbes {
   [[nodiscard]] const std::optional<ProbeVerdict>& verdict(std::size_t row) const {
     return rows_[row].verdict;
   }
-  /// Whether no question is open; precondition of facts(), as is a verdict on every row.
+  /// Whether no question is open; facts() is whole when that holds and every row has a verdict.
   [[nodiscard]] bool answered() const { return !rootDse_ && !ticket_; }
   [[nodiscard]] ControllerFacts facts() const;
 
