@@ -1,14 +1,16 @@
 #!/bin/sh
 # joinscope_debugcache.sh: what helps with the agent's cache of directory objects.
 set -u
+PATH=/usr/sbin:/usr/bin:/sbin:/bin
 echo "Join settings:"
 for file in /var/orvald/kset.*; do
-  [ -f "$file" ] && printf '  %s: %s\n' "${file##*/}" "$(cat "$file")"
+  # The one line of each, fit for a terminal: a setting holds what the directory or the network said.
+  [ -f "$file" ] && printf '  %s: %s\n' "${file##*/}" "$(head -c 4096 -- "$file" | head -n 1 | tr '\001-\011\013-\037\177' '?')"
 done
 echo "Daemon:"
-if pid=$(pgrep -x velkd); then
-  ps -o pid,etime,rss,args -p "$pid" | sed 's/^/  /'
-  joinscope --sysinfo adagent 2>&1 | sed 's/^/  /'
+if pid=$(pgrep -u root -x velkd); then
+  ps -o pid,etime,rss,args -p "$(echo "$pid" | tr '\n' , | sed 's/,$//')" | sed 's/^/  /'
+  /usr/bin/joinscope --sysinfo adagent 2>&1 | sed 's/^/  /'
 else
   echo "  velkd is not running"
 fi

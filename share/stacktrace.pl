@@ -2,19 +2,23 @@
 # stacktrace.pl FILE: writes the stacks of the running velkd into FILE, or a line there that says why it cannot.
 use strict;
 use warnings;
+use Fcntl qw(F_GETLK F_WRLCK F_UNLCK SEEK_SET);
 
 my $target = shift or die "usage: stacktrace.pl FILE\n";
 umask 077;
 unlink $target;
 open(my $out, '>', $target) or die "$target: $!\n";
 
+# The root process that holds the daemon's lock: a name proves nothing, and anybody may lock a file that he can read.
 sub daemonId {
-  for my $comm (glob '/proc/[0-9]*/comm') {
-    open(my $file, '<', $comm) or next;
-    my $name = <$file> // '';
-    return $1 if $name eq "velkd\n" && $comm =~ m{/(\d+)/};
-  }
-  return;
+  open(my $file, '<', '/var/run/velkd.lock') or return;
+  my $format = 's s x![q] q q i x![q]';  # struct flock: type, whence, start, length, process
+  my $lock = pack($format, F_WRLCK, SEEK_SET, 0, 0, 0);
+  fcntl($file, F_GETLK, $lock) or return;
+  my ($type, $id) = (unpack $format, $lock)[0, 4];
+  return if $type == F_UNLCK || $id <= 0;
+  open(my $status, '<', "/proc/$id/status") or return;
+  return (grep { /^Uid:(\s+0){4}$/ } <$status>) ? $id : undef;
 }
 
 sub fromKernel {
@@ -38,7 +42,9 @@ if (!defined $id) {
   my $debugger = (grep { -x } ('/usr/bin/gdb', '/bin/gdb'))[0];
   my $text = '';
   open(STDERR, '>', '/dev/null');  # the debugger's complaints about missing symbols
-  if ($debugger && open(my $pipe, '-|', $debugger, '-q', '-batch', '-p', $id, '-ex', 'thread apply all bt')) {
+  # No start-up file and no script that the daemon's files bring along: all of it would run as root.
+  my @quiet = ('-q', '-batch', '-nx', '-iex', 'set auto-load off', '-iex', 'set debuginfod enabled off');
+  if ($debugger && open(my $pipe, '-|', $debugger, @quiet, '-p', $id, '-ex', 'thread apply all bt')) {
     local $/;
     $text = <$pipe> // '';
   }
