@@ -1,9 +1,10 @@
-// The lines of the verbose dump.
+// The lines of the verbose dump, and the one about work under way.
 #include "cli/verbose_dump.h"
 
 #include <gtest/gtest.h>
 
 #include "cli/common/user_credentials.h"
+#include "cli/joins/progress_line.h"
 #include "cli/options.h"
 
 namespace joinscope {
@@ -35,6 +36,12 @@ allow password prompt in kerberos get init credential: Yes$
 user's credential cache: FILE:/tmp/krb5cc_1000$
 server: null$
 )");
+}
+
+TEST(ProgressLine, IsForATerminalOnly) {
+  testing::internal::CaptureStderr();
+  ProgressLine().show(5);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace
