@@ -1,5 +1,5 @@
 # ./dev test [NAME...]: sets up, builds and runs the tests whose names match; without a name, all of them.
-# Unit tests run on the asan build, end-to-end tests on the release build, which is what gets installed.
+# All run on the asan build; those with the label `release` once more on that build, which is what gets installed.
 . "$ROOT/tools/dev/build.sh"
 
 # chosen PRESET LABELS...: how many tests the names choose there.
@@ -7,9 +7,9 @@ chosen() {
   (cd "$ROOT/build/$1" && ctest --show-only "${@:2}" "${names[@]}") | sed -n 's/^Total Tests: //p'
 }
 
-# endToEndPrograms: the targets behind the end-to-end tests; a test has the name of its program.
-endToEndPrograms() {
-  (cd "$ROOT/build/release" && ctest --show-only --label-regex 'e2e') | sed -n 's/^ *Test *#.*: \(.*_test\)$/\1/p'
+# releasePrograms: the targets behind the tests for the release build; a test has the name of its program.
+releasePrograms() {
+  (cd "$ROOT/build/release" && ctest --show-only --label-regex 'release' "${names[@]}") | sed -n 's/^ *Test *#.*: \(.*_test\)$/\1/p'
 }
 
 # runTests PRESET LABELS...: runs them; ctest prints the closing line.
@@ -32,12 +32,14 @@ run() {
     say "test: the end-to-end tests are skipped: $obstacle"
   fi
   buildPreset asan
-  runTests asan --label-exclude 'e2e' || status=$?
-  if [[ -z $obstacle ]]; then
+  if [[ -n $obstacle ]]; then
+    runTests asan --label-exclude 'e2e' || status=$?
+  else
+    runTests asan || status=$?
     configurePreset release
-    mapfile -t programs < <(endToEndPrograms)
-    buildPreset release joinscope "${programs[@]}"
-    runTests release --label-regex 'e2e' || status=$?
+    mapfile -t programs < <(releasePrograms)
+    ((${#programs[@]} == 0)) || buildPreset release joinscope "${programs[@]}"
+    runTests release --label-regex 'release' || status=$?
   fi
   [[ -n $found ]] || die "test: no test matches ${names[1]:-}"
   return "$status"
