@@ -172,6 +172,7 @@ TEST_F(BindingTest, MalformedKerberosConfigurationIsMovedAsideByRoot) {
 }
 
 TEST_F(BindingTest, MalformedKerberosConfigurationThatTheUserMayNotMoveIsNamed) {
+  Lab::command({"daemon", "stop"});  // which may, and looks anew when it is asked
   const HostChange broken(lab.member,
                           "cp /etc/krb5.conf /root/krb5.conf.e2e; printf '[libdefaults]\\n not a "
                           "relation\\n' > /etc/krb5.conf",
@@ -192,6 +193,7 @@ TEST_F(BindingTest, MalformedKerberosConfigurationThatTheUserMayNotMoveIsNamed) 
       HasSubstr("Kerberos format error reading /etc/krb5.conf\nRename or remove this file "
                 "and try again\n"));
   EXPECT_NE(lab.member.shell("test -e /etc/krb5.conf.bad").status, 0);
+  Lab::command({"daemon", "start"});
 }
 
 TEST_F(BindingTest, NoKerberosConfigurationAtAllIsNeeded) {
