@@ -7,9 +7,12 @@
 #include <cassert>
 #include <cstdint>
 #include <ostream>
+#include <string>
 #include <utility>
 
+#include "tolk/base/descriptor_limit.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/troubles.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/probes.h"
 #include "tolk/net/sockets.h"
@@ -91,7 +94,15 @@ ControllerFacts ServerProbes::facts() const {
 }
 
 ProbeRun::ProbeRun(std::vector<ProbeTarget> targets, std::string realm)
-    : targets_(std::move(targets)), realm_(std::move(realm)) {}
+    : targets_(std::move(targets)),
+      realm_(std::move(realm)),
+      window_(tolk::usableDescriptors(targets_.size() * kDescriptorsEach) / kDescriptorsEach) {
+  if (window_ >= targets_.size()) return;
+  tolk::noteTrouble("cli.diag", "Of " + std::to_string(targets_.size()) + " servers " +
+                                    std::to_string(window_) +
+                                    " are probed at a time: the limit of open files allows no "
+                                    "more, and each such part may take a limit of its own");
+}
 
 void ProbeRun::startUpTo(std::size_t end) {
   while (probes_.size() < std::min(end, targets_.size())) {
@@ -114,7 +125,7 @@ ProbeVerdict ProbeRun::waitFor(const std::optional<ProbeVerdict>& answer) {
 }
 
 bool ProbeRun::write(std::ostream& out, std::size_t index, std::ostream* diag) {
-  startUpTo(index + kWindow);
+  startUpTo(index + window_);
   const ServerProbes& server = *probes_[index];
   const ServerAnswers answers{
       .resolve = [&] { return waitFor(server.resolved()); },

@@ -72,12 +72,10 @@ class ServerProbes {
 };
 
 /// Probes a list of servers; with a realm asks the controllers among them, beside the rows, what
-/// facts tell. The waits of kWindow servers at a time overlap, so that descriptors
-/// stay few.
+/// facts tell. The waits of all overlap, or of as many at a time as there are descriptors for;
+/// noteTrouble() then says so.
 class ProbeRun {
  public:
-  static constexpr std::size_t kWindow = 64;
-
   explicit ProbeRun(std::vector<ProbeTarget> targets, std::string realm = {});
 
   [[nodiscard]] std::size_t size() const { return targets_.size(); }
@@ -91,8 +89,11 @@ class ProbeRun {
   ProbeVerdict waitFor(const std::optional<ProbeVerdict>& answer);
   void startUpTo(std::size_t end);
 
+  static constexpr std::size_t kDescriptorsEach = 8;  // all rows of a server, and its lookup
+
   std::vector<ProbeTarget> targets_;
   std::string realm_;
+  std::size_t window_;
   tolk::EventLoop loop_;
   std::vector<std::unique_ptr<ServerProbes>> probes_;  // as far as started; null when written
 };
