@@ -49,10 +49,17 @@ std::optional<CldapAnswer> decodeCldapAnswer(std::string_view datagram);
 
 /// Searches at `address` (port 0 means 389). The request is sent again each second; datagrams that
 /// are no answer to it are ignored. The entries may be none: the server answers, but has nothing or
-/// refuses. Throws TimeoutException after `limit`, IOException with errno when the address cannot
-/// be reached (ECONNREFUSED: nobody listens).
+/// refuses. Throws TimeoutException after `limit` or without a way to the address, IOException with
+/// errno when nobody listens there (ECONNREFUSED). What earlier questions have waited in vain for
+/// this address counts (tolk/net/ldap_silence.h).
 Pending<std::vector<CldapEntry>> startCldapSearch(EventLoop& loop, const sockaddr_in& address,
                                                   const CldapRequest& request,
                                                   std::chrono::milliseconds limit);
+
+/// The same search on a TCP connection of its own, for where UDP does not get through; throws
+/// BadDataException too, for an answer that is not LDAP.
+Pending<std::vector<CldapEntry>> startStreamSearch(EventLoop& loop, const sockaddr_in& address,
+                                                   const CldapRequest& request,
+                                                   std::chrono::milliseconds limit);
 
 }  // namespace tolk

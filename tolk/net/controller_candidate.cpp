@@ -1,14 +1,19 @@
 #include "tolk/net/controller_candidate.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <ratio>
 #include <utility>
 
-#include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/net/sockets.h"
 
 namespace tolk {
 namespace {
+
+using std::chrono::milliseconds;
 
 constexpr in_port_t kLdapPort = 389;
 constexpr std::int32_t kGlobalCatalogPort = 3268;
@@ -21,55 +26,122 @@ in_port_t ldapPort(const HostPort& server) {
 
 }  // namespace
 
-ControllerCandidate::ControllerCandidate(HostPort server, Clock::time_point start)
-    : startAt(start), server_(std::move(server)) {}
+milliseconds ControllerQuestion::timeLeft() const {
+  const auto left =
+      deadline.value_or(EventLoop::Clock::time_point::min()) - EventLoop::Clock::now();
+  return std::max(std::chrono::ceil<milliseconds>(left), milliseconds(0));
+}
+
+ControllerCandidate::ControllerCandidate(HostPort server, Clock::time_point start,
+                                         bool failedBefore)
+    : startAt(start), server_(std::move(server)), failedBefore_(failedBefore) {}
 
 bool ControllerCandidate::inSite(const std::string& site) const {
   return std::any_of(sites_.begin(), sites_.end(),
                      [&site](const std::string& known) { return equalsIgnoringCase(known, site); });
 }
 
-void ControllerCandidate::startLookup(EventLoop& loop) {
+void ControllerCandidate::start(EventLoop& loop) {
   started_ = true;
   lookup_ = startHostLookup(loop, server_.host);
 }
 
-void ControllerCandidate::startPing(EventLoop& loop, const std::string& domain,
-                                    std::chrono::milliseconds limit) {
-  const std::vector<in_addr> addresses = lookup_.wait();
-  if (addresses.empty()) {
-    finished_ = true;
-    return;
+bool ControllerCandidate::finished() const noexcept {
+  return started_ && !lookup_ && !ping_ && !query_ && !connect_;
+}
+
+ControllerCandidate::Clock::time_point ControllerCandidate::wakeAt() const {
+  if (!started_) return startAt;
+  return queried_ || answered_ ? Clock::time_point::max() : queryAt_;
+}
+
+void ControllerCandidate::advance(ControllerQuestion& question) {
+  if (lookup_.done()) takeAddress(question);
+  if (ping_.done()) takeAnswer(ping_);
+  if (query_.done()) {
+    takeAnswer(query_);
+    if (answer_ && !question.byTcpAtOnce) tellUdpLost();
   }
+  if (connect_.done()) takePort();
+  const bool byTcpNow = !ping_ || Clock::now() >= queryAt_;
+  if (hasAddress_ && !answered_ && !queried_ && byTcpNow) {
+    askByTcp(question);
+    tryPort(question, question.timeLeft());
+  }
+  if (answer_ && !failedBefore_) tryPort(question, question.limit);
+}
+
+void ControllerCandidate::takeAddress(ControllerQuestion& question) {
+  const std::vector<in_addr> addresses = lookup_.wait();
+  if (addresses.empty()) return;
   address_ = socketAddress(addresses.front(), ldapPort(server_));
   hasAddress_ = true;
-  ping_ = startNetlogonPing(loop, address_, domain, limit);
+  const Clock::time_point now = Clock::now();
+  if (!question.deadline) question.deadline = now + question.limit;
+  const milliseconds half = question.limit / 2;
+  const bool filtered = knownSilence(Transport::udp, address_) >= half;
+  queryAt_ = filtered || question.byTcpAtOnce ? now : *question.deadline - half;
+  ping_ = startNetlogonPing(question.loop, Transport::udp, address_, question.domain,
+                            question.timeLeft());
 }
 
-std::optional<NetlogonAnswer> ControllerCandidate::takeAnswer() {
-  if (!ping_.done()) return std::nullopt;
-  finished_ = true;
+void ControllerCandidate::askByTcp(const ControllerQuestion& question) {
+  queried_ = true;
+  query_ = startNetlogonPing(question.loop, Transport::tcp, address_, question.domain,
+                             question.timeLeft());
+}
+
+void ControllerCandidate::tryPort(const ControllerQuestion& question, milliseconds limit) {
+  if (std::exchange(portTried_, true)) return;
+  port_ = address_;
+  if (question.port != 0) port_.sin_port = htons(question.port);
+  connectStart_ = Clock::now();
+  connect_ = startConnectProbe(question.loop, port_, limit);
+}
+
+void ControllerCandidate::takeAnswer(Pending<NetlogonAnswer>& pending) {
   try {
-    std::optional<NetlogonAnswer> answer = ping_.wait();
+    answer_ = pending.wait();
     answered_ = true;
-    return answer;
-  } catch (const TimeoutException&) {
-  } catch (const IOException&) {
-  } catch (const Base_Exception&) {  // it has answered, but is no controller of this domain
+  } catch (const TimeoutException& failure) {
+    noteFailure(failure);
+  } catch (const IOException& failure) {
+    noteFailure(failure);
+  } catch (const Base_Exception&) {  // it speaks LDAP, but is no controller of this domain
     answered_ = true;
   }
-  return std::nullopt;
+  if (!answered_) return;
+  ping_ = {};
+  query_ = {};
+  if (!answer_) connect_ = {};
 }
 
-void ControllerCandidate::startConnect(EventLoop& loop, in_port_t port,
-                                       std::chrono::milliseconds limit) {
-  sockaddr_in target = address_;
-  if (port != 0) target.sin_port = htons(port);
-  connect_ = startConnectProbe(loop, target, limit);
+void ControllerCandidate::tellUdpLost() const {
+  noteTrouble("base.net.discovery", printable(host()) + " was asked over TCP: netlogon pings to " +
+                                        addressText(address_) +
+                                        "/udp got no answer within half of net.discovery.timeout" +
+                                        (failure_.empty() ? "" : ": " + failure_));
 }
 
-bool ControllerCandidate::takeConnected() {
-  return connect_.done() && connect_.wait().result == ConnectResult::kConnected;
+void ControllerCandidate::noteFailure(const Base_Exception& failure) {
+  if (failure.code() == ETIMEDOUT || failure.code() == ETIME) {
+    silence_ = failure.what();
+  } else {
+    failure_ = failure.what();
+  }
+}
+
+void ControllerCandidate::takePort() {
+  const ProbeOutcome outcome = connect_.wait();
+  accepts_ = outcome.result == ConnectResult::kConnected;
+  portFailure_ = outcome.reason;
+}
+
+std::string ControllerCandidate::portFailure() const {
+  if (!portFailure_.empty()) return portFailure_;
+  using Tenths = std::chrono::duration<std::int64_t, std::deci>;
+  const auto time = std::chrono::floor<Tenths>(Clock::now() - connectStart_);
+  return addressText(port_) + " did not accept a connection within " + limitText(time);
 }
 
 }  // namespace tolk

@@ -59,4 +59,9 @@ class ControllerRecords {
   bool exhausted_ = false;
 };
 
+/// The controller that the join settings record, for an SRV name _ldap._tcp.DOMAIN or
+/// _gc._tcp.DOMAIN of the joined domain; empty for others. Settings that cannot be read count as
+/// none.
+HostPortList recordedControllers(const std::string& srvName);
+
 }  // namespace tolk

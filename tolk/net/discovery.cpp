@@ -4,11 +4,14 @@
 #include <optional>
 #include <utility>
 
+#include "tolk/base/descriptor_limit.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/logger.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/net/controller_candidate.h"
 #include "tolk/net/controller_records.h"
+#include "tolk/net/discovery_failure.h"
 #include "tolk/net/host_query.h"
 #include "tolk/net/sockets.h"
 
@@ -18,20 +21,23 @@ namespace {
 using Clock = EventLoop::Clock;
 using std::chrono::milliseconds;
 
-// How long a good answer from another site waits for controllers of the client's own: long enough
-// for one lost ping, which is repeated after a second.
-constexpr milliseconds kSiteGrace{1500};
+constexpr const char* kLogger = "base.net.discovery";
+
+// How long a controller that would do waits for a better one, of the client's own site or with a
+// port that accepts: long enough for one lost ping, which is repeated after a second.
+constexpr milliseconds kGrace{1500};
 // How far controllers of one priority are asked before the next ones, and those of the known site
 // before the domain's.
 constexpr milliseconds kHeadStart{200};
-// So many controllers are asked at once; the next batch follows when the first has stayed silent
-// for a while.
-constexpr std::size_t kBatch = 64;
-constexpr milliseconds kBatchDelay{500};
+// Lookups and pings of many controllers go out in portions, so that neither name server nor network
+// drops them.
+constexpr std::size_t kPortion = 64;
+constexpr milliseconds kPortionDelay{50};
+// Host lookup or ping, question by TCP, connection.
+constexpr std::size_t kDescriptorsEach = 3;
 
-void logDebug(const std::string& text) {
-  Logger::GetThreadPrivateLogger("base.net.discovery").log(LogLevel::debug, text);
-}
+// How good a candidate is, the best first. Anything worse is no controller to use.
+enum class Rank { near, distant, failedBefore, portClosed, unverified };
 
 DCInfo makeInfo(const NetlogonAnswer& answer, const std::string& host, const sockaddr_in& address) {
   DCInfo info;
@@ -48,7 +54,7 @@ DCInfo makeInfo(const NetlogonAnswer& answer, const std::string& host, const soc
   return info;
 }
 
-// Where a controller whose pings are not answered is tried; 0 for its LDAP port.
+// The port a controller is wanted for; 0 for its LDAP port.
 in_port_t servicePort(ServiceType::Enum type) {
   switch (type) {
     case ServiceType::globalCatalog:
@@ -62,74 +68,76 @@ in_port_t servicePort(ServiceType::Enum type) {
 
 class Discovery {
  public:
-  explicit Discovery(const DiscoveryRequest& request)
-      : request_(request),
-        limit_(configuredLimit(PN::NET_DISCOVERY_TIMEOUT)),
-        records_(loop_, request.domain, request.type),
-        wantedSite_(request.site) {}
+  explicit Discovery(const DiscoveryRequest& request);
 
-  DCInfo run();
+  Discovered run();
 
  private:
   bool progress();
   void addCandidates(const NamedControllers& named);
   void addCandidate(const HostPort& server, const std::string& site, Clock::time_point startAt);
   void hurry();
-  void advance(ControllerCandidate& candidate);
-  milliseconds pingTime();
-  void judge(const ControllerCandidate& candidate, const NetlogonAnswer& answer);
+  void startDue();
+  std::size_t room();
+  void learnSite(const ControllerCandidate& candidate);
+  [[nodiscard]] std::optional<Rank> rank(const ControllerCandidate& candidate) const;
+  [[nodiscard]] bool fits(const NetlogonAnswer& answer) const;
   [[nodiscard]] bool isNear(const NetlogonAnswer& answer) const;
-  [[nodiscard]] bool holdsDomain(const NetlogonAnswer& answer) const;
+  void choose();
+  [[nodiscard]] bool betterMayCome() const;
   [[nodiscard]] bool siteExhausted() const;
-  [[nodiscard]] bool pingsOver() const;
-  void tryConnections();
-  [[nodiscard]] Clock::time_point connectAt() const;
+  [[nodiscard]] bool allFinished() const;
   [[nodiscard]] Clock::time_point nextWake() const;
-  [[nodiscard]] std::string triedServers() const;
-  [[noreturn]] void fail() const;
+  [[nodiscard]] Discovered result() const;
 
   DiscoveryRequest request_;
-  milliseconds limit_;
   EventLoop loop_;  // before all that runs on it
+  ControllerQuestion question_;
   ControllerRecords records_;
   std::vector<ControllerCandidate> candidates_;
-  std::optional<Clock::time_point> pingDeadline_;
   std::string wantedSite_;
-  std::optional<DCInfo> winner_;
-  std::optional<DCInfo> distant_;  // good, but of another site
+  const ControllerCandidate* best_ = nullptr;
+  Rank bestRank_ = Rank::unverified;
   Clock::time_point graceEnd_ = Clock::time_point::max();
-  bool connecting_ = false;
 };
 
-DCInfo Discovery::run() {
+// Global catalogs of the forest serve the domain without holding it: they are asked about
+// themselves.
+Discovery::Discovery(const DiscoveryRequest& request)
+    : request_(request),
+      question_{.loop = loop_,
+                .domain = request.type == ServiceType::globalCatalog ? "" : request.domain,
+                .port = servicePort(request.type),
+                .limit = configuredLimit(PN::NET_DISCOVERY_TIMEOUT),
+                .byTcpAtOnce = !request.failedBefore.empty()},
+      records_(loop_, request.domain, request.type),
+      wantedSite_(request.site) {}
+
+Discovered Discovery::run() {
   const std::string& site = request_.site.empty() ? request_.preferredSite : request_.site;
   if (!site.empty()) records_.askSite(site);
   records_.askDomain();
   while (!progress()) loop_.runOnce(nextWake());
-  if (!winner_) fail();
-  logDebug("Controller of " + request_.domain + ": " + winner_->host + " in site \"" +
-           winner_->dcSite + "\"" + (winner_->found ? "" : ", by its TCP port alone"));
-  return *winner_;
+  if (best_ == nullptr) {
+    throw TOLKException(discoveryFailure(request_.domain, records_.failure(), candidates_,
+                                         question_.limit - question_.timeLeft()));
+  }
+  return result();
 }
 
 // Goes as far as it can without waiting; true when the search is over.
 bool Discovery::progress() {
   for (const NamedControllers& named : records_.take()) addCandidates(named);
   hurry();
+  startDue();
   for (ControllerCandidate& candidate : candidates_) {
-    advance(candidate);
-    if (winner_) return true;
+    if (!candidate.active()) continue;
+    candidate.advance(question_);
+    learnSite(candidate);
   }
-  if (distant_) {
-    if (Clock::now() < graceEnd_ && !siteExhausted()) return false;
-    winner_ = distant_;
-    return true;
-  }
-  tryConnections();
-  return winner_ || (pingsOver() && std::none_of(candidates_.begin(), candidates_.end(),
-                                                 [](const ControllerCandidate& candidate) {
-                                                   return candidate.connecting();
-                                                 }));
+  choose();
+  if (best_ == nullptr) return allFinished();
+  return bestRank_ == Rank::near || Clock::now() >= graceEnd_ || !betterMayCome();
 }
 
 void Discovery::addCandidates(const NamedControllers& named) {
@@ -139,7 +147,7 @@ void Discovery::addCandidates(const NamedControllers& named) {
   for (const HostPort& server : named.list) {
     if (priority && *priority != server.priority) startAt += kHeadStart;
     priority = server.priority;
-    addCandidate(server, named.site, startAt + candidates_.size() / kBatch * kBatchDelay);
+    addCandidate(server, named.site, startAt + candidates_.size() / kPortion * kPortionDelay);
   }
 }
 
@@ -149,7 +157,8 @@ void Discovery::addCandidate(const HostPort& server, const std::string& site,
       std::find_if(candidates_.begin(), candidates_.end(),
                    [&server](const auto& known) { return known.host() == server.host; });
   if (candidate == candidates_.end()) {
-    candidate = candidates_.emplace(candidate, server, startAt);
+    candidate = candidates_.emplace(candidate, server, startAt,
+                                    request_.failedBefore.contains(server.host));
   }
   candidate->startAt = std::min(candidate->startAt, startAt);
   candidate->addSite(site);
@@ -169,35 +178,54 @@ void Discovery::hurry() {
   }
 }
 
-void Discovery::advance(ControllerCandidate& candidate) {
-  if (!candidate.started() && Clock::now() >= candidate.startAt) candidate.startLookup(loop_);
-  if (candidate.resolved()) {
-    // Global catalogs of the forest serve the domain without holding it: they are asked about
-    // themselves.
-    const bool any = request_.type == ServiceType::globalCatalog;
-    candidate.startPing(loop_, any ? "" : request_.domain, pingTime());
-  }
-  if (const auto answer = candidate.takeAnswer()) judge(candidate, *answer);
-}
-
-// What is left of the limit that all pings of the search share.
-milliseconds Discovery::pingTime() {
+void Discovery::startDue() {
   const Clock::time_point now = Clock::now();
-  if (!pingDeadline_) pingDeadline_ = now + limit_;
-  return std::max(std::chrono::ceil<milliseconds>(*pingDeadline_ - now), milliseconds(0));
+  std::size_t left = room();
+  for (ControllerCandidate& candidate : candidates_) {
+    if (candidate.started() || now < candidate.startAt) continue;
+    if (left == 0) return;
+    --left;
+    candidate.start(loop_);
+  }
 }
 
-void Discovery::judge(const ControllerCandidate& candidate, const NetlogonAnswer& answer) {
-  if (!hasRoles(request_, answer.flags) || !holdsDomain(answer)) return;
-  if (isNear(answer)) {
-    winner_ = makeInfo(answer, candidate.host(), candidate.address());
-    return;
+// How many more may be asked now.
+std::size_t Discovery::room() {
+  const auto active = static_cast<std::size_t>(
+      std::count_if(candidates_.begin(), candidates_.end(),
+                    [](const ControllerCandidate& candidate) { return candidate.active(); }));
+  const std::size_t most =
+      usableDescriptors(candidates_.size() * kDescriptorsEach) / kDescriptorsEach;
+  if (candidates_.size() > most) {
+    noteTrouble(kLogger, "Of the " + std::to_string(candidates_.size()) + " controllers of " +
+                             shownName(request_.domain) + " " + std::to_string(most) +
+                             " are asked at a time: the limit of open files allows no more");
   }
-  if (distant_) return;
-  distant_ = makeInfo(answer, candidate.host(), candidate.address());
-  graceEnd_ = Clock::now() + kSiteGrace;
-  if (wantedSite_.empty()) wantedSite_ = answer.clientSite;
+  return active < most ? most - active : 0;
+}
+
+// The first one that answers knows in whose site this host is.
+void Discovery::learnSite(const ControllerCandidate& candidate) {
+  if (!candidate.answer() || !fits(*candidate.answer()) || isNear(*candidate.answer())) return;
+  if (wantedSite_.empty()) wantedSite_ = candidate.answer()->clientSite;
   records_.askSite(wantedSite_);
+}
+
+std::optional<Rank> Discovery::rank(const ControllerCandidate& candidate) const {
+  if (!candidate.answered()) {
+    return candidate.accepts() ? std::optional(Rank::unverified) : std::nullopt;
+  }
+  if (!candidate.answer() || !fits(*candidate.answer())) return std::nullopt;
+  if (candidate.failedBefore()) return Rank::failedBefore;
+  if (!candidate.accepts()) return Rank::portClosed;
+  return isNear(*candidate.answer()) ? Rank::near : Rank::distant;
+}
+
+bool Discovery::fits(const NetlogonAnswer& answer) const {
+  const bool holdsDomain = equalsIgnoringCase(answer.domain, request_.domain) ||
+                           (request_.type == ServiceType::globalCatalog &&
+                            equalsIgnoringCase(answer.forest, request_.domain));
+  return holdsDomain && hasRoles(request_, answer.flags);
 }
 
 bool Discovery::isNear(const NetlogonAnswer& answer) const {
@@ -206,10 +234,19 @@ bool Discovery::isNear(const NetlogonAnswer& answer) const {
          (answer.flags & NetlogonFlag::kClosest) != 0;
 }
 
-bool Discovery::holdsDomain(const NetlogonAnswer& answer) const {
-  return equalsIgnoringCase(answer.domain, request_.domain) ||
-         (request_.type == ServiceType::globalCatalog &&
-          equalsIgnoringCase(answer.forest, request_.domain));
+void Discovery::choose() {
+  best_ = nullptr;
+  for (const ControllerCandidate& candidate : candidates_) {
+    const std::optional<Rank> found = rank(candidate);
+    if (!found || (best_ != nullptr && *found >= bestRank_)) continue;
+    best_ = &candidate;
+    bestRank_ = *found;
+  }
+  if (best_ != nullptr) graceEnd_ = std::min(graceEnd_, Clock::now() + kGrace);
+}
+
+bool Discovery::betterMayCome() const {
+  return bestRank_ == Rank::distant ? !siteExhausted() : !allFinished();
 }
 
 bool Discovery::siteExhausted() const {
@@ -220,80 +257,44 @@ bool Discovery::siteExhausted() const {
                       });
 }
 
-bool Discovery::pingsOver() const {
+bool Discovery::allFinished() const {
   return !records_.pending() &&
          std::all_of(candidates_.begin(), candidates_.end(),
                      [](const ControllerCandidate& candidate) { return candidate.finished(); });
 }
 
-// Half of the limit without any answer: UDP may be filtered.
-Clock::time_point Discovery::connectAt() const {
-  return pingDeadline_ && !connecting_ ? *pingDeadline_ - limit_ / 2 : Clock::time_point::max();
-}
-
-void Discovery::tryConnections() {
-  if (!connecting_ && (Clock::now() >= connectAt() || pingsOver())) {
-    connecting_ = true;
-    for (ControllerCandidate& candidate : candidates_) {
-      if (!candidate.hasAddress() || candidate.answered()) continue;
-      candidate.startConnect(loop_, servicePort(request_.type), limit_ / 2);
-    }
-  }
-  for (ControllerCandidate& candidate : candidates_) {
-    if (!candidate.takeConnected()) continue;
-    winner_.emplace();
-    winner_->flags = DCInfo::kUnverified;
-    winner_->host = candidate.host();
-    winner_->domain = request_.domain;
-    winner_->address = candidate.address();
-    return;
-  }
-}
-
 Clock::time_point Discovery::nextWake() const {
-  Clock::time_point wake = std::min(graceEnd_, connectAt());
+  const Clock::time_point now = Clock::now();
+  Clock::time_point wake = graceEnd_;
   for (const ControllerCandidate& candidate : candidates_) {
-    if (!candidate.started()) wake = std::min(wake, candidate.startAt);
+    // One that is due and waits for a descriptor is woken by whoever gives one back.
+    if (candidate.started() || candidate.startAt > now) wake = std::min(wake, candidate.wakeAt());
   }
   return wake;
 }
 
-// "2 tried: dc1.lab.test, dc2.lab.test"; names in alphabetical order, three at most.
-std::string Discovery::triedServers() const {
-  constexpr std::size_t kMostNames = 3;
-  std::vector<std::string> names;
+Discovered Discovery::result() const {
+  Discovered found;
+  if (bestRank_ == Rank::unverified) {
+    found.info.flags = DCInfo::kUnverified;
+    found.info.host = best_->host();
+    found.info.domain = request_.domain;
+    found.info.address = best_->address();
+  } else {
+    found.info = makeInfo(*best_->answer(), best_->host(), best_->address());
+  }
   for (const ControllerCandidate& candidate : candidates_) {
-    if (candidate.started()) names.push_back(shownName(candidate.host()));
+    // Of the others a port that has not answered yet says nothing.
+    const bool known = &candidate == best_ || candidate.finished();
+    if (known && rank(candidate) == Rank::portClosed) {
+      found.useless.push_back({candidate.host(), candidate.portFailure()});
+    }
   }
-  std::sort(names.begin(), names.end());
-  std::string text = std::to_string(names.size()) + " tried";
-  for (std::size_t i = 0; i < std::min(names.size(), kMostNames); ++i) {
-    text += (i == 0 ? ": " : ", ") + names[i];
-  }
-  return names.size() > kMostNames ? text + " and others" : text;
-}
-
-void Discovery::fail() const {
-  const auto count = [this](bool (*holds)(const ControllerCandidate&)) {
-    return std::to_string(std::count_if(candidates_.begin(), candidates_.end(), holds));
-  };
-  using Candidate = const ControllerCandidate&;
-  const std::string tried = triedServers();
-  const std::string domain = shownName(request_.domain);
-  if (candidates_.empty()) {
-    throw TOLKException(records_.failure().empty() ? "DNS has no controller of " + domain
-                                                   : records_.failure());
-  }
-  if (count([](Candidate candidate) { return candidate.hasAddress(); }) == "0") {
-    throw TOLKException("no controller of " + domain + " has an address (" + tried + ")");
-  }
-  const std::string answered = count([](Candidate candidate) { return candidate.answered(); });
-  if (answered != "0") {
-    throw TOLKException("no controller of " + domain + " has the wanted role (" + answered +
-                        " answered, " + tried + ")");
-  }
-  throw TOLKException("no controller of " + domain + " answered within " + limitText(limit_) +
-                      " (" + tried + "; net.discovery.timeout)");
+  Logger::GetThreadPrivateLogger(kLogger).log(
+      LogLevel::debug, "Controller of " + request_.domain + ": " + found.info.host + " in site \"" +
+                           found.info.dcSite + "\"" +
+                           (found.info.found ? "" : ", by its TCP port alone"));
+  return found;
 }
 
 }  // namespace
@@ -306,27 +307,24 @@ bool hasRoles(const DiscoveryRequest& request, std::uint32_t roles) noexcept {
   return (roles & wanted) == wanted;
 }
 
-DCInfo discoverController(const DiscoveryRequest& request) {
+Discovered discoverController(const DiscoveryRequest& request) {
   return Discovery(request).run();
 }
 
 DCInfo askController(const std::string& server) {
   EventLoop loop;
-  const std::string host = toLower(server);
-  const HostAnswer found =
-      startHostQuery(loop, host, configuredLimit(PN::VELKD_DNS_RESPONSE_MAXTIME)).wait();
-  if (found.addresses.empty()) {
-    throw TOLKException("host " + shownName(host) + " has no address" +
-                        (found.error == TRY_AGAIN ? ": DNS does not answer" : ""));
+  ControllerQuestion question{
+      .loop = loop, .domain = {}, .limit = configuredLimit(PN::NET_DISCOVERY_TIMEOUT)};
+  ControllerCandidate candidate({.host = toLower(server), .text = {}}, Clock::now(), true);
+  candidate.start(loop);
+  while (candidate.active() && !candidate.answered()) {
+    loop.runOnce(candidate.wakeAt());
+    candidate.advance(question);
   }
-  const sockaddr_in address = socketAddress(found.addresses.front(), 389);
-  try {
-    const NetlogonAnswer answer =
-        startNetlogonPing(loop, address, "", configuredLimit(PN::NET_DISCOVERY_TIMEOUT)).wait();
-    return makeInfo(answer, host, address);
-  } catch (const Base_Exception& failure) {
-    throw TOLKException("netlogon query of " + shownName(host) + " failed: " + failure.what());
+  if (candidate.answer()) {
+    return makeInfo(*candidate.answer(), candidate.host(), candidate.address());
   }
+  throw TOLKException(askingFailure(candidate));
 }
 
 }  // namespace tolk

@@ -11,6 +11,7 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
+#include "tolk/net/controller_records.h"
 #include "tolk/net/dns_records.h"
 #include "tolk/net/dns_task.h"
 #include "tolk/net/host_query.h"
@@ -193,8 +194,9 @@ int FindSrv(const std::string& name, HostPortList& out) {
     failure = std::current_exception();
   }
   const HostPortList configured = configuredControllers(name);
+  const HostPortList known = configured.empty() ? recordedControllers(name) : configured;
+  out.insert(out.end(), known.begin(), known.end());
   if (configured.empty() && failure) std::rethrow_exception(failure);
-  out.insert(out.end(), configured.begin(), configured.end());
   return 0;
 }
 

@@ -22,7 +22,8 @@ namespace tolk {
 /// first), then host; records that say "not offered here" (target ".") are left out. Returns 1 when
 /// DNS had records. When it has none, or does not answer, appends the controllers that orvald.conf
 /// names for the domain (keys dns.dc.DOMAIN for _ldap._tcp, dns.gc.DOMAIN for _gc._tcp: hosts
-/// separated by blanks or commas, each with an optional :PORT) and returns 0.
+/// separated by blanks or commas, each with an optional :PORT), or else the one that the join
+/// settings record for the joined domain, and returns 0.
 /// Throws DNSUnavailableException when DNS does not answer and the configuration names none,
 /// BadDataException for what cannot be a DNS name.
 int FindSrv(const std::string& name, HostPortList& out);

@@ -124,15 +124,16 @@ NetlogonAnswer parseNetlogonAnswer(std::string_view value) {
   return answer;
 }
 
-Pending<NetlogonAnswer> startNetlogonPing(EventLoop& loop, const sockaddr_in& address,
-                                          const std::string& domain,
+Pending<NetlogonAnswer> startNetlogonPing(EventLoop& loop, Transport transport,
+                                          const sockaddr_in& address, const std::string& domain,
                                           std::chrono::milliseconds limit) {
   CldapRequest request;
   if (!domain.empty()) request.equalities.emplace_back("DnsDomain", domain);
   request.equalities.emplace_back("NtVer", netlogonVersion());
   request.attributes = {"Netlogon"};
+  const auto search = transport == Transport::udp ? startCldapSearch : startStreamSearch;
   return startTask<MappedTask<std::vector<CldapEntry>, NetlogonAnswer>>(
-      loop, startCldapSearch(loop, address, request, limit),
+      loop, search(loop, address, request, limit),
       [domain](const std::vector<CldapEntry>& entries) { return readAnswer(entries, domain); });
 }
 

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "tolk/net/event_loop.h"
+#include "tolk/net/ldap_silence.h"
 
 namespace tolk {
 
@@ -46,10 +47,10 @@ struct NetlogonAnswer {
 NetlogonAnswer parseNetlogonAnswer(std::string_view value);
 
 /// Asks the controller at `address` (port 0 means 389) about `domain`, or about its own domain when
-/// that is empty. Throws TimeoutException, IOException (nobody listens), NotFoundException when the
-/// controller does not hold the domain, and BadDataException.
-Pending<NetlogonAnswer> startNetlogonPing(EventLoop& loop, const sockaddr_in& address,
-                                          const std::string& domain,
+/// that is empty, by UDP as a ping or by TCP. Throws TimeoutException, IOException (nobody
+/// listens), NotFoundException when the controller does not hold the domain, and BadDataException.
+Pending<NetlogonAnswer> startNetlogonPing(EventLoop& loop, Transport transport,
+                                          const sockaddr_in& address, const std::string& domain,
                                           std::chrono::milliseconds limit);
 
 }  // namespace tolk

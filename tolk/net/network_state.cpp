@@ -3,18 +3,17 @@
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <chrono>
-#include <map>
-#include <mutex>
 #include <optional>
-#include <tuple>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/logger.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/net/discovery.h"
 #include "tolk/net/dns.h"
-#include "tolk/net/netlogon.h"
+#include "tolk/net/host_query.h"
+#include "tolk/net/known_controllers.h"
 #include "tolk/net/sockets.h"
 
 namespace tolk {
@@ -22,97 +21,21 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kFailureLifetime{45};
+constexpr const char* kLogger = "base.net.discovery";
 
 std::string withoutFinalDot(std::string name) {
   if (name.ends_with('.')) name.pop_back();
   return name;
 }
 
-// What one search has given: a controller, or why there is none and until when that is believed.
-struct Remembered {
-  DCInfo info;
-  std::string failure;
-  Clock::time_point until = Clock::time_point::max();
-};
+// Of "HOST" or "HOST:PORT".
+std::string hostOf(const std::string& server) {
+  return withoutFinalDot(toLower(server.substr(0, server.find(':'))));
+}
 
-// The results of this process.
-class Memory {
- public:
-  using Key = std::tuple<std::string, ServiceType::Enum, bool, std::string>;
-
-  static Memory& instance() {
-    static Memory memory;
-    return memory;
-  }
-
-  std::optional<Remembered> search(const DiscoveryRequest& request) {
-    const std::lock_guard lock(mutex_);
-    const auto found = searches_.find(key(request));
-    if (found == searches_.end() || Clock::now() >= found->second.until) return std::nullopt;
-    ++hits_;
-    return found->second;
-  }
-
-  void remember(const DiscoveryRequest& request, const Remembered& result) {
-    const std::lock_guard lock(mutex_);
-    ++misses_;
-    searches_[key(request)] = result;
-    if (result.failure.empty()) servers_[result.info.host] = result.info;
-  }
-
-  std::optional<DCInfo> server(const std::string& host) {
-    const std::lock_guard lock(mutex_);
-    const auto found = servers_.find(host);
-    if (found == servers_.end()) return std::nullopt;
-    ++hits_;
-    return found->second;
-  }
-
-  void remember(const DCInfo& info) {
-    const std::lock_guard lock(mutex_);
-    ++misses_;
-    servers_[info.host] = info;
-  }
-
-  std::optional<std::vector<sockaddr_in>> kdcs(const std::string& realm) {
-    const std::lock_guard lock(mutex_);
-    const auto found = kdcs_.find(realm);
-    if (found == kdcs_.end() || Clock::now() >= found->second.second) return std::nullopt;
-    ++hits_;
-    return found->second.first;
-  }
-
-  void rememberKdcs(const std::string& realm, const std::vector<sockaddr_in>& addresses) {
-    const std::lock_guard lock(mutex_);
-    ++misses_;
-    kdcs_[realm] = {addresses, Clock::now() + kFailureLifetime};
-  }
-
-  DiscoveryMemory copy() {
-    const std::lock_guard lock(mutex_);
-    DiscoveryMemory all{.hits = hits_, .misses = misses_};
-    const Clock::time_point now = Clock::now();
-    all.failures = static_cast<std::size_t>(
-        std::count_if(searches_.begin(), searches_.end(), [now](const auto& item) {
-          return !item.second.failure.empty() && now < item.second.until;
-        }));
-    for (const auto& [host, info] : servers_) all.controllers.push_back(info);
-    return all;
-  }
-
- private:
-  static Key key(const DiscoveryRequest& request) {
-    return {request.domain, request.type, request.writable, toLower(request.site)};
-  }
-
-  std::mutex mutex_;
-  std::uint64_t hits_ = 0;
-  std::uint64_t misses_ = 0;
-  std::map<Key, Remembered> searches_;
-  std::map<std::string, DCInfo> servers_;
-  std::map<std::string, std::pair<std::vector<sockaddr_in>, Clock::time_point>> kdcs_;
-};
+KnownControllers& known() {
+  return KnownControllers::instance();
+}
 
 bool isJoinedDomain(const std::string& domain) {
   return equalsIgnoringCase(loadSetting(SETTING_DOMAIN_NAME, false, false), domain);
@@ -126,38 +49,66 @@ std::string recordedSite(const std::string& domain) {
     const std::string site = loadSetting(SETTING_MACHINE_SITE, false, false);
     return site.empty() ? loadSetting(SETTING_SUBNET_SITE, false, false) : site;
   } catch (const Base_Exception& failure) {
-    Logger::GetThreadPrivateLogger("base.net.discovery").log(LogLevel::debug, failure.what());
+    Logger::GetThreadPrivateLogger(kLogger).log(LogLevel::debug, failure.what());
     return {};
   }
 }
 
+// The controller of the join, when a search has found none; without a host when there is no such.
+DCInfo recordedController(const DiscoveryRequest& request, const std::string& failure) {
+  DCInfo info;
+  info.flags = DCInfo::kUnverified;
+  info.domain = request.domain;
+  try {
+    info.host = toLower(NetworkState::getDCFromKset(request.domain, request.type, false, false));
+  } catch (const Base_Exception& unreadable) {
+    noteTrouble(kLogger, unreadable.what());
+  }
+  if (!info.host.empty()) {
+    noteTrouble(kLogger, printable(failure) + "; going on with the controller of the join, " +
+                             printable(info.host) + ", unverified");
+  }
+  return info;
+}
+
+DCInfo outcome(const KnownSearch& result) {
+  if (result.info.host.empty()) throw TOLKException(result.failure);
+  return result.info;
+}
+
 DCInfo search(DiscoveryRequest request) {
   request.preferredSite = recordedSite(request.domain);
+  request.failedBefore = known().failed(request.type);
+  KnownSearch result;
   try {
-    DCInfo info = discoverController(request);
-    Memory::instance().remember(request, {.info = info, .failure = {}});
-    return info;
+    const Discovered found = discoverController(request);
+    result.info = found.info;
+    for (const UselessController& controller : found.useless) {
+      NetworkState::passOver(controller.host, request.type, controller.reason);
+    }
   } catch (const TOLKException& failure) {
-    Memory::instance().remember(
-        request, {.info = {}, .failure = failure.what(), .until = Clock::now() + kFailureLifetime});
-    throw;
+    result.failure = failure.what();
+    result.info = recordedController(request, result.failure);
   }
+  result.since = Clock::now();  // after the failures that this search has met
+  known().remember(request, result);
+  return outcome(result);
 }
 
 // What is remembered of exactly this request, else of a controller that serves it too: one that
-// holds several roles is asked for all of them, so that what it has just learnt is known wherever
-// it is asked.
+// holds several roles is asked for all of them, and one of the site that is asked for is known, so
+// that what has just been learnt is known wherever it is asked.
 DCInfo find(const DiscoveryRequest& request) {
-  if (const auto known = Memory::instance().search(request)) {
-    if (!known->failure.empty()) throw TOLKException(known->failure);
-    return known->info;
-  }
+  if (const auto same = known().search(request)) return outcome(*same);
   DiscoveryRequest plain = request;
   plain.type = ServiceType::domainController;
   plain.writable = false;
-  if (const auto other = Memory::instance().search(plain)) {
-    if (!other->failure.empty()) throw TOLKException(other->failure);
-    if (other->info.found && hasRoles(request, other->info.roles)) return other->info;
+  plain.site.clear();
+  if (const auto other = known().search(plain)) {
+    if (!other->failure.empty()) return outcome(*other);
+    const DCInfo& info = other->info;
+    const bool there = request.site.empty() || equalsIgnoringCase(info.clientSite, request.site);
+    if (info.found && there && hasRoles(request, info.roles)) return info;
   }
   return search(request);
 }
@@ -180,16 +131,21 @@ std::vector<sockaddr_in> findKdcs(const std::string& realm) {
     });
     if (!known) addresses.push_back(item);
   };
-  try {
-    add(find(makeRequest(realm, ServiceType::kdc)).address.sin_addr, kKerberosPort);
-  } catch (const Base_Exception& failure) {
-    Logger::GetThreadPrivateLogger("base.net.discovery").log(LogLevel::debug, failure.what());
-  }
   HostPortList records;
+  try {
+    const DCInfo center = find(makeRequest(realm, ServiceType::kdc));
+    if (center.address.sin_family == AF_INET) {
+      add(center.address.sin_addr, kKerberosPort);
+    } else {  // known by its name alone
+      records.push_back({.host = center.host, .text = {}, .port = kKerberosPort});
+    }
+  } catch (const Base_Exception& failure) {
+    Logger::GetThreadPrivateLogger(kLogger).log(LogLevel::debug, failure.what());
+  }
   try {
     FindSrvFromDns("_kerberos._tcp." + realm, records, 0, 0, 0);
   } catch (const Base_Exception& failure) {
-    Logger::GetThreadPrivateLogger("base.net.discovery").log(LogLevel::debug, failure.what());
+    Logger::GetThreadPrivateLogger(kLogger).log(LogLevel::debug, failure.what());
   }
   EventLoop loop;
   std::vector<Pending<std::vector<in_addr>>> lookups;
@@ -210,18 +166,21 @@ std::string NetworkState::getDCForDomain(const std::string& domain, const Servic
   DiscoveryRequest request = makeRequest(domain, type);
   request.writable = writable;
   request.site = site;
-  return rediscover ? search(request).host : find(request).host;
+  if (!rediscover) return find(request).host;
+  if (const auto failure = known().freshFailure(request)) return outcome(*failure).host;
+  return search(request).host;
 }
 
 boost::shared_ptr<DCInfo> NetworkState::getDCInfo(const std::string& server, bool refresh) {
-  const std::string host = withoutFinalDot(toLower(server));
+  const std::string host = hostOf(server);
   if (!refresh) {
-    if (const auto known = Memory::instance().server(host)) {
-      return boost::make_shared<DCInfo>(*known);
-    }
+    if (const auto info = known().server(host)) return boost::make_shared<DCInfo>(*info);
+  }
+  if (std::string failure = known().freshFailure(host); !failure.empty()) {
+    throw TOLKException(std::move(failure));
   }
   const DCInfo info = askController(host);
-  Memory::instance().remember(info);
+  known().remember(info);
   return boost::make_shared<DCInfo>(info);
 }
 
@@ -237,17 +196,25 @@ std::string NetworkState::getDCFromKset(const std::string& domain, const Service
   return loadSetting(catalog ? SETTING_GLOBAL_CATALOG : SETTING_DOMAIN_CONTROLLER, false, false);
 }
 
+void NetworkState::passOver(const std::string& server, ServiceType::Enum type,
+                            const std::string& reason) {
+  const std::string host = hostOf(server);
+  if (known().noteFailed(host, type)) {
+    noteTrouble(kLogger, printable(shownName(host)) + " is passed over: " + printable(reason));
+  }
+}
+
 std::vector<sockaddr_in> NetworkState::getKdcs(const std::string& realm) {
   if (realm.empty()) return {};
   const std::string domain = withoutFinalDot(toLower(realm));
-  if (auto known = Memory::instance().kdcs(domain)) return *known;
+  if (auto addresses = known().kdcs(domain)) return *addresses;
   std::vector<sockaddr_in> addresses = findKdcs(domain);
-  Memory::instance().rememberKdcs(domain, addresses);
+  known().rememberKdcs(domain, addresses);
   return addresses;
 }
 
 DiscoveryMemory NetworkState::memory() {
-  return Memory::instance().copy();
+  return known().copy();
 }
 
 }  // namespace tolk

@@ -1,11 +1,7 @@
 // Whether a server speaks SMB 2 or 3: connect and negotiate (MS-SMB2 2.2.3 and 2.2.4) under one
 // limit.
-#include <poll.h>
-#include <sys/socket.h>
-
 #include <cerrno>
 
-#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -13,7 +9,7 @@
 
 #include "tolk/net/probes.h"
 #include "tolk/net/smb_messages.h"
-#include "tolk/net/sockets.h"
+#include "tolk/net/tcp_exchange.h"
 
 namespace tolk {
 namespace {
@@ -37,87 +33,29 @@ Verdict judge(std::string_view frame) {
   return answer ? Verdict::good : Verdict::bad;
 }
 
-// A port that cannot be reached counts as silent.
-int smbResult(int error) {
-  return error == 0 || failingSide(error) == Failing::peer ? error : ETIME;
-}
-
-std::string smbReason(const sockaddr_in& address, int error) {
-  switch (error) {
-    case 0:
-      return {};
-    case EPROTO:
-      return addressText(address) + " gave no SMB 2 answer";
-    case ECONNRESET:
-      return addressText(address) + " closed the connection on an SMB negotiate";
-    default:
-      return failureText(address, error);
-  }
-}
-
-class SmbProbe final : public Task<ProbeOutcome> {
+class SmbProbe final : public TcpExchange<ProbeOutcome> {
  public:
   SmbProbe(EventLoop& loop, const sockaddr_in& address, std::chrono::milliseconds limit)
-      : Task(loop, Clock::now() + limit),
-        address_(address),
-        limit_(limit),
-        request_(smbFrame(smbNegotiateRequest())) {
-    int error = 0;
-    socket_ = beginConnect(address, error);
-    if (error != 0 && error != EINPROGRESS) conclude(error);
-  }
+      : TcpExchange(loop, address, smbFrame(smbNegotiateRequest()), limit) {}
 
  private:
-  void watch(std::vector<pollfd>& out) override {
-    out.push_back({socket_.get(), sent_ < request_.size() ? short{POLLOUT} : short{POLLIN}, 0});
-  }
-
-  void advance(std::span<const pollfd> /*ready*/) override {
-    if (!connected_) {
-      if (const int error = connectError(socket_.get()); error != 0) return conclude(error);
-      connected_ = true;
+  std::optional<ProbeOutcome> accept(std::string_view received) override {
+    switch (judge(received)) {
+      case Verdict::good:
+        return ProbeOutcome{};
+      case Verdict::bad:
+        return ProbeOutcome{EPROTO, EPROTO, addressText(address()) + " gave no SMB 2 answer"};
+      case Verdict::unfinished:
+        break;
     }
-    if (sent_ < request_.size()) return send();
-    receive();
+    return std::nullopt;
   }
 
-  void conclude(int error) { finish({smbResult(error), error, smbReason(address_, error)}); }
-
-  void send() {
-    const ssize_t size =
-        ::send(socket_.get(), request_.data() + sent_, request_.size() - sent_, MSG_NOSIGNAL);
-    if (size < 0) return failUnlessLater();
-    sent_ += static_cast<std::size_t>(size);
+  // A port that cannot be reached counts as silent.
+  void fail(int error) override {
+    const int result = failingSide(error) == Failing::peer ? error : ETIME;
+    finish({result, error, describe(error, "SMB answer")});
   }
-
-  void receive() {
-    std::array<char, 512> piece;
-    const ssize_t size = ::recv(socket_.get(), piece.data(), piece.size(), 0);
-    if (size < 0) return failUnlessLater();
-    if (size == 0) return conclude(ECONNRESET);
-    answer_.append(piece.data(), static_cast<std::size_t>(size));
-    const Verdict verdict = judge(answer_);
-    if (verdict != Verdict::unfinished) conclude(verdict == Verdict::good ? 0 : EPROTO);
-  }
-
-  void failUnlessLater() {
-    const int error = errno;
-    if (error != EAGAIN && error != EINTR) conclude(error);
-  }
-
-  void expire() override {
-    const std::string what =
-        connected_ ? " gave no SMB answer within " : " did not accept a connection within ";
-    finish({ETIME, ETIME, addressText(address_) + what + limitText(limit_)});
-  }
-
-  sockaddr_in address_;
-  std::chrono::milliseconds limit_;
-  std::string request_;
-  UniqueFd socket_;
-  bool connected_ = false;
-  std::size_t sent_ = 0;
-  std::string answer_;
 };
 
 }  // namespace

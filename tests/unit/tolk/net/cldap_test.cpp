@@ -160,7 +160,8 @@ TEST(NetlogonPing, AServerWithoutTheDomainIsNotFound) {
   });
   server.start();
   EventLoop loop;
-  EXPECT_THROW(startNetlogonPing(loop, address, "lab.test", 1h).wait(), NotFoundException);
+  EXPECT_THROW(startNetlogonPing(loop, Transport::udp, address, "lab.test", 1h).wait(),
+               NotFoundException);
 }
 
 }  // namespace

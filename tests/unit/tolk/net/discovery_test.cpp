@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 
 #include "tests/unit/tolk/net/cldap_messages.h"
@@ -13,6 +14,8 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
+#include "tolk/net/dns.h"
 #include "tolk/net/interfaces.h"
 #include "tolk/net/netlogon.h"
 
@@ -23,7 +26,7 @@ constexpr const char* kDomainRecord = "_ldap._tcp.dc._msdcs.lab.test";
 constexpr const char* kNearRecord = "_ldap._tcp.Near._sites.dc._msdcs.lab.test";
 
 enum class Udp { answers, answersLate, silent, closed };
-enum class Tcp { closed, open };
+enum class Tcp { asUdp, closed, mute, answers };
 
 // One controller of the scene; its host is NAME.lab.test.
 struct Controller {
@@ -32,7 +35,7 @@ struct Controller {
   test::NetlogonFields says = {};
   std::vector<std::string> records = {kDomainRecord};
   std::uint16_t priority = 0;
-  Tcp tcp = Tcp::closed;
+  Tcp tcp = Tcp::asUdp;
   bool resolvable = true;
 };
 
@@ -74,7 +77,7 @@ class DiscoveryScene : public test::Sandbox {
   // The host that is found, or why none is.
   static std::string find(const DiscoveryRequest& request) {
     try {
-      const DCInfo info = discoverController(request);
+      const DCInfo info = discoverController(request).info;
       return info.host + (info.flags == DCInfo::kUnverified ? " (unverified)" : "");
     } catch (const TOLKException& failure) {
       return failure.what();
@@ -98,8 +101,14 @@ class DiscoveryScene : public test::Sandbox {
           [this, controller](const std::string& request) { return ping(controller, request); },
           address, 389);
     }
-    if (controller.tcp == Tcp::open) {
-      server_->tcp([](const std::string&) { return std::nullopt; }, address, 389);
+    const bool alive = controller.udp != Udp::closed && controller.udp != Udp::silent;
+    if (controller.tcp == Tcp::closed || (controller.tcp == Tcp::asUdp && !alive)) return;
+    const auto talk = [controller](const std::string& request) -> std::optional<std::string> {
+      if (controller.tcp != Tcp::answers) return std::nullopt;
+      return test::netlogonReply(request, controller.says);
+    };
+    for (const in_port_t port : std::array<in_port_t, 3>{389, 88, 3268}) {
+      server_->tcp(talk, address, port);
     }
   }
 
@@ -120,13 +129,17 @@ DiscoveryRequest labRequest() {
 }
 
 TEST_F(DiscoveryScene, SilentControllersDoNotHoldUpTheLiveOne) {
+  std::vector<std::string> names;
+  for (int i = 100; i < 300; ++i) names.push_back("a" + std::to_string(i));
   std::vector<Controller> controllers;
-  for (const char* name : {"a1", "a2", "a3", "a4", "a5", "a6", "a7", "a8", "a9"}) {
-    controllers.push_back({.name = name, .udp = Udp::silent});
+  for (const std::string& name : names) {
+    controllers.push_back({.name = name.c_str(), .udp = Udp::silent});
   }
   controllers.push_back({.name = "live"});
   setUp(controllers);
+  const auto started = EventLoop::Clock::now();
   EXPECT_EQ(find(labRequest()), "live.lab.test");
+  EXPECT_LT(EventLoop::Clock::now() - started, std::chrono::milliseconds(1300));
 }
 
 TEST_F(DiscoveryScene, AnAnswerFromAfarWaitsForAControllerOfSeveralSites) {
@@ -230,10 +243,20 @@ TEST_F(DiscoveryRows, TheRightControllerWins) {
       {"by the plain record alone",
        {{.name = "own", .records = {"_ldap._tcp.lab.test"}}},
        "own.lab.test"},
-      {"unverified, where only TCP gets through",
+      {"unverified, where TCP gets through and nothing answers",
        {{.name = "closed", .udp = Udp::closed},
-        {.name = "tcp", .udp = Udp::closed, .tcp = Tcp::open}},
+        {.name = "tcp", .udp = Udp::closed, .tcp = Tcp::mute}},
        "tcp.lab.test (unverified)"},
+      {"one that answers over TCP, where only that gets through",
+       {{.name = "mute", .udp = Udp::closed, .tcp = Tcp::mute},
+        {.name = "tcp", .udp = Udp::closed, .tcp = Tcp::answers}},
+       "tcp.lab.test"},
+      {"one whose port accepts connections, although it is far",
+       {{.name = "far", .says = inSite("Far")}, {.name = "near", .tcp = Tcp::closed}},
+       "far.lab.test"},
+      {"one whose port is closed, where there is no other",
+       {{.name = "near", .tcp = Tcp::closed}},
+       "near.lab.test"},
   });
 }
 
@@ -243,24 +266,36 @@ TEST_F(DiscoveryRows, EveryFailureNamesItsReason) {
       {"no addresses",
        {{.name = "lost", .resolvable = false}, {.name = "gone", .resolvable = false}},
        "no controller of lab.test has an address (2 tried: gone.lab.test, lost.lab.test)"},
+      {"closed ports, which no limit has ended",
+       {{.name = "closed", .udp = Udp::closed}},
+       "no controller of lab.test can be reached (1 tried: closed.lab.test (127.0.1.3:389: "
+       "Connection refused))"},
       {"a role that none has",
        {{.name = "plain", .says = inSite("Near", "Near", 0x1378)},
         {.name = "closed", .udp = Udp::closed}},
-       "no controller of lab.test has the wanted role (1 answered, 2 tried: closed.lab.test, "
-       "plain.lab.test)",
+       "no controller of lab.test has the wanted role (1 answered, 2 tried: closed.lab.test "
+       "(127.0.1.5:389: Connection refused), plain.lab.test (127.0.1.4))",
        ServiceType::globalCatalog},
   });
   Props().set(PN::NET_DISCOVERY_TIMEOUT, "0.3");
   check({{"silence",
           {{.name = "a", .udp = Udp::silent}, {.name = "b", .udp = Udp::silent}},
-          "no controller of lab.test answered within 0.3 s (2 tried: a.lab.test, b.lab.test; "
+          "no controller of lab.test answered within 0.3 s (2 tried: a.lab.test (127.0.1.6:389: "
+          "Connection refused), b.lab.test (127.0.1.7:389: Connection refused); "
           "net.discovery.timeout)"}});
 }
 
-TEST_F(DiscoveryScene, UnansweredPingsLeadToTcpBeforeTheLimit) {
-  Props().set(PN::NET_DISCOVERY_TIMEOUT, "0.6");
-  setUp({{.name = "a", .udp = Udp::silent}, {.name = "b", .udp = Udp::silent, .tcp = Tcp::open}});
-  EXPECT_EQ(find(labRequest()), "b.lab.test (unverified)");
+TEST_F(DiscoveryScene, UnansweredPingsLeadToTcpBeforeTheLimitAndTheNextTimeAtOnce) {
+  Props().set(PN::NET_DISCOVERY_TIMEOUT, "2");
+  setUp({{.name = "a", .udp = Udp::silent},
+         {.name = "b", .udp = Udp::silent, .says = inSite("Near"), .tcp = Tcp::answers}});
+  const auto started = EventLoop::Clock::now();
+  EXPECT_EQ(find(labRequest()), "b.lab.test");
+  const auto first = EventLoop::Clock::now();
+  EXPECT_EQ(askController("b.lab.test").clientSite, "Near");
+  const auto second = EventLoop::Clock::now();
+  EXPECT_GE(first - started, std::chrono::seconds(1));
+  EXPECT_LT(second - first, std::chrono::milliseconds(900));
 }
 
 TEST_F(DiscoveryScene, ADeadResolverLeavesTheConfiguration) {
@@ -304,6 +339,51 @@ TEST_F(DiscoveryScene, ResultsAreRememberedUntilRediscovery) {
   EXPECT_EQ(find(false), "dc1.lab.test");
   EXPECT_THROW(find(true), TOLKException);
   EXPECT_THROW(find(false), TOLKException);  // that there is none is remembered too
+}
+
+TEST_F(DiscoveryScene, AControllerThatFailedLeavesItsPlaceToTheNext) {
+  test::NetlogonFields says = inSite("Near");
+  says.domain = "two.test";
+  const std::vector<std::string> records = {"_ldap._tcp.dc._msdcs.two.test"};
+  setUp({{.name = "main", .says = says, .records = records},
+         {.name = "spare",
+          .udp = Udp::silent,
+          .says = says,
+          .records = records,
+          .priority = 10,
+          .tcp = Tcp::answers}});
+  const auto find = [] {
+    return NetworkState::getDCForDomain("two.test", ServiceType::domainController, false, "",
+                                        false);
+  };
+  EXPECT_EQ(find(), "main.lab.test");
+  takeTroubles();
+  for (int times = 0; times < 2; ++times) {
+    NetworkState::passOver("main.lab.test:389", ServiceType::domainController, "it is mute");
+  }
+  EXPECT_EQ(find(), "spare.lab.test");
+  EXPECT_EQ(takeTroubles(), std::vector<std::string>{"main.lab.test is passed over: it is mute"});
+  NetworkState::passOver("spare.lab.test", ServiceType::domainController, "it is mute too");
+  EXPECT_EQ(find(), "main.lab.test");
+}
+
+TEST_F(DiscoveryScene, TheJoinedDomainHasTheControllerOfTheJoinWhereNothingAnswers) {
+  write("/var/orvald/kset.domain", "dead.test\n");
+  write("/var/orvald/kset.hostname", "host1.dead.test\n");
+  write("/var/orvald/kset.domaincontroller", "DC7.dead.test\n");
+  setUp({});
+  for (const char* name : {"_ldap._tcp.dc._msdcs.dead.test", "_ldap._tcp.dead.test"}) {
+    zone_.misbehave(name, test::DnsZone::kRefused);
+  }
+  for (const bool rediscover : {false, true}) {
+    EXPECT_EQ(NetworkState::getDCForDomain("dead.test", ServiceType::domainController, false, "",
+                                           rediscover),
+              "dc7.dead.test");
+  }
+  HostPortList list;
+  EXPECT_THROW(FindSrv("_ldap._tcp.dead.test", list), DNSUnavailableException);
+  ASSERT_EQ(list.size(), 1U);
+  EXPECT_EQ(list.front().host, "dc7.dead.test");
 }
 
 TEST_F(DiscoveryScene, AServerThatDoesNotAnswerHasNoInformation) {

@@ -8,6 +8,7 @@
 
 #include "tests/unit/tolk/net/cldap_messages.h"
 #include "tests/unit/tolk/net/loopback_server.h"
+#include "tolk/base/descriptor_limit.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/net/sockets.h"
 
@@ -60,6 +61,19 @@ TEST(Probes, WantOfDescriptorsIsNoFaultOfTheServer) {
   EXPECT_EQ(connect.reason,
             addressText(address) + " was not asked: Too many open files on this host");
   EXPECT_EQ(reason, connect.reason);
+}
+
+TEST(Probes, TheLimitOfOpenFilesIsRaisedForMuchWork) {
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  const rlimit low{100, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &low), 0);
+  EXPECT_EQ(usableDescriptors(20), 52U);
+  EXPECT_GT(usableDescriptors(300), 300U);
+  rlimit raised{};
+  ::getrlimit(RLIMIT_NOFILE, &raised);
+  EXPECT_EQ(raised.rlim_cur, before.rlim_max);
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
 TEST(TcpConnect, TakesTheFirstAddressThatAccepts) {
