@@ -44,9 +44,11 @@ bool meansSilent(const tolk::LDAPException& failure) noexcept {
 MachineBinding::MachineBinding(const MachineIdentity& identity)
     : host_(controllerOf(identity)),
       ticket_(kerberos_, identity.principal, kTicketLifetimeSeconds),
-      binding_(identity.domain, ticket_.cacheName(), &kerberos_, true, host_, std::string(), false,
-               false) {
+      binding_(identity.domain, ticket_.cacheName(), &kerberos_, true, identity.server,
+               std::string(), false, false) {
   binding_.connect("", "", 0);
+  // Another than the first choice where that has failed.
+  host_ = binding_.serverName().substr(0, binding_.serverName().rfind(':'));
 }
 
 MachineBinding::Read MachineBinding::read(tolk::LDAPBinding& binding, const std::string& dn,

@@ -11,6 +11,7 @@
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
+#include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/krb5/credential_cache.h"
 #include "tolk/krb5/initial_credentials.h"
@@ -33,7 +34,7 @@ constexpr int kMachineLifetimeSeconds = 86400;
 struct Attempt {
   TaskContext& context;
   std::ostream* verbose;
-  std::string server;
+  std::string server;  ///< the one the user named; empty: the binding finds those that serve
 };
 
 CredentialPath choosePath(const TaskContext& context) {
@@ -44,11 +45,16 @@ CredentialPath choosePath(const TaskContext& context) {
   return ::getuid() == 0 ? CredentialPath::machine : CredentialPath::notRoot;
 }
 
-std::string chooseServer(const TaskContext& context, const char* server) {
-  if (server != nullptr) return server;
-  if (context.domainGiven) return {};
-  return tolk::NetworkState::getDCForDomain(context.joinedDomain,
-                                            tolk::ServiceType::domainController, false, "", false);
+/// Whom to ask for the site; a name that the user did not give is no more than the first choice of
+/// the binding.
+std::string chooseServer(const TaskContext& context, const std::string& named) {
+  if (!named.empty() || context.domainGiven) return named;
+  try {
+    return tolk::NetworkState::getDCForDomain(
+        context.joinedDomain, tolk::ServiceType::domainController, false, "", false);
+  } catch (const tolk::TOLKException& failure) {
+    throw tolk::NotFoundException(failure.what());
+  }
 }
 
 Binding cacheBinding(const Attempt& attempt, const std::string& cacheName) {
@@ -167,8 +173,12 @@ boost::shared_ptr<tolk::ADBinding> createBinding(TaskContext& context, const cha
     const krb5_context kerberos = context.kerberosContext->get();
     tolk::throwIfKrb5(kerberos, krb5_set_server_locator(kerberos, krb5_dc_locator_callback),
                       "installing the KDC locator");
-    const Attempt attempt{context, verbose, chooseServer(context, server)};
-    context.site = lookupSubnetSite(context.domain, context.site, attempt.server, verbose);
+    const Attempt attempt{context, verbose, server == nullptr ? "" : server};
+    // Without credentials the refusal is certain: nobody has to be asked.
+    if (path != CredentialPath::notRoot && path != CredentialPath::notJoined) {
+      context.site = lookupSubnetSite(context.domain, context.site,
+                                      chooseServer(context, attempt.server), verbose);
+    }
     return bindOn(path, attempt);
   } catch (const std::exception& failure) {
     noteBindFailure(context.domain, failure.what());

@@ -105,6 +105,10 @@ void DomainSection::addSiteControllers() {
   if (!info || !info->found || (info->flags & tolk::DCInfo::kUnverified) != 0) return;
   if (ctx_.configNamingContext.empty()) {
     const tolk::ADObject rootDse = readRootDse(controller + ":389", diag_);
+    if (rootDse.empty()) {
+      tolk::NetworkState::passOver(controller, tolk::ServiceType::domainController,
+                                   "its root DSE cannot be read at port 389");
+    }
     ctx_.configNamingContext = readAttribute(rootDse, tolk::AD_CONFIG_NAMING_CTX, diag_);
   }
   tolk::HostPortList siteList;

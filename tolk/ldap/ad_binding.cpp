@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <boost/make_shared.hpp>
 #include <optional>
+#include <set>
 #include <utility>
 
 #include "tolk/base/exceptions.h"
@@ -41,6 +42,23 @@ std::string withoutFinalDot(std::string name) {
   return name;
 }
 
+// Whether it is this controller that fails, so that another may serve: not what Kerberos says of
+// the account, nor a fault of this host.
+bool isControllers(const Base_Exception& failure) {
+  if (dynamic_cast<const LDAPException*>(&failure) != nullptr) {
+    return failure.code() != LDAP_LOCAL_ERROR && failure.code() != LDAP_NO_MEMORY &&
+           failure.code() != LDAP_PARAM_ERROR;
+  }
+  return dynamic_cast<const KerberosException*>(&failure) != nullptr &&
+         failure.code() == static_cast<int>(KRB5KDC_ERR_S_PRINCIPAL_UNKNOWN);
+}
+
+// Whether a controller has gone silent or away, as opposed to answering with an error.
+bool isGone(const LDAPException& failure) {
+  return failure.code() == LDAP_SERVER_DOWN || failure.code() == LDAP_TIMEOUT ||
+         failure.code() == LDAP_CONNECT_ERROR || failure.code() == LDAP_UNAVAILABLE;
+}
+
 void wipe(Shredder* secret) noexcept {
   secret->wipe();
 }
@@ -61,7 +79,9 @@ std::string hostNameOf(const HostPort& target) {
 struct ADBinding::Impl {
   std::string domain;
   KerberosContext* context = nullptr;
-  std::string server;
+  std::string server;             // no other will do; empty: the search chooses
+  int port = 0;                   // replaces the service's own
+  std::optional<HostPort> first;  // where the search would choose: tried before it
   std::string site;
   std::string forest;  // known when this was made from another binding
   bool writable = false;
@@ -78,23 +98,47 @@ struct ADBinding::Impl {
   std::optional<HostPort> bound;  // the server in use
   ADObject rootDse;               // of that server, read on demand
 
-  [[nodiscard]] HostPort findServer() const;
+  [[nodiscard]] ServiceType::Enum service() const noexcept {
+    return globalCatalog ? ServiceType::globalCatalog : ServiceType::domainController;
+  }
+  [[nodiscard]] HostPort findServer(bool anew) const;
+  [[nodiscard]] std::optional<HostPort> insteadOf(const HostPort& failed,
+                                                  const std::string& reason) const;
   [[nodiscard]] std::string realmOf(const std::string& host) const;
   void obtainTickets(const std::string& host, const std::string& realm);
 };
 
-HostPort ADBinding::Impl::findServer() const {
+HostPort ADBinding::Impl::findServer(bool anew) const {
   std::string name = server;
   if (name.empty()) {
-    const auto service = globalCatalog ? ServiceType::globalCatalog : ServiceType::domainController;
-    name = NetworkState::getDCForDomain(globalCatalog ? forest : domain, service, writable, site,
-                                        rediscover);
-    if (name.empty()) throw TOLKException("No domain controller: no domain is named");
+    try {
+      name = NetworkState::getDCForDomain(globalCatalog ? forest : domain, service(), writable,
+                                          site, anew);
+    } catch (const TOLKException& failure) {
+      throw NotFoundException(failure.what());
+    }
+    if (name.empty()) throw NotFoundException("No domain controller: no domain is named");
   }
   HostPort target = parseServer(name);
   if (globalCatalog && name.find(':') == std::string::npos) target.port = kGlobalCatalogPort;
+  if (port != 0) target.port = port;
   target.host = toLower(withoutFinalDot(target.host));
   return target;
+}
+
+// The next controller when the one that the search has chosen fails; none when the user has chosen
+// it, or when there is no other.
+std::optional<HostPort> ADBinding::Impl::insteadOf(const HostPort& failed,
+                                                   const std::string& reason) const {
+  if (!server.empty()) return std::nullopt;
+  NetworkState::passOver(failed.host, service(), reason);
+  try {
+    HostPort next = findServer(false);
+    if (next.host != failed.host) return next;
+  } catch (const NotFoundException&) {
+    // The failure at hand says more.
+  }
+  return std::nullopt;
 }
 
 // Controllers of the domain are in its realm. A global catalog may belong to any domain of the
@@ -161,8 +205,11 @@ ADBinding::ADBinding(ADBinding& from, bool globalCatalog) : impl_(std::make_uniq
   const HostPort bound = from.impl_->bound.value_or(HostPort());  // there is one: it was asked
   if (!globalCatalog) {
     impl_->server = serverText(bound);
-  } else if (catalogToo) {
+  } else if (catalogToo && !from.impl_->server.empty()) {
     impl_->server = bound.host;
+  } else if (catalogToo) {
+    impl_->first = bound;
+    impl_->first->port = kGlobalCatalogPort;
   }
 }
 
@@ -187,9 +234,30 @@ void ADBinding::connect(const std::string& server, const std::string& site, int 
   if (!site.empty()) impl_->site = site;
   // On every way out: what comes later lives on the tickets.
   const std::unique_ptr<Shredder, Releaser<wipe>> wiper(&impl_->password);
-  HostPort target = impl_->findServer();
-  if (port != 0) target.port = port;
-  open(target);
+  if (port != 0) impl_->port = port;
+  openFirst(impl_->first ? *impl_->first : impl_->findServer(impl_->rediscover));
+}
+
+// Each controller is tried once: those that fail stay behind all others.
+void ADBinding::openFirst(HostPort target) {
+  std::set<std::string> tried;
+  while (true) {
+    tried.insert(target.host);
+    std::optional<HostPort> next;
+    try {
+      return open(target);
+    } catch (const Base_Exception& failure) {
+      if (isControllers(failure)) next = impl_->insteadOf(target, failure.what());
+      if (next && !tried.contains(next->host)) {
+        target = *next;
+        continue;
+      }
+      const bool rejected = dynamic_cast<const LDAPException*>(&failure) != nullptr &&
+                            failure.code() == LDAP_INVALID_CREDENTIALS;
+      if (!rejected || !impl_->cacheName.empty()) throw;
+      throw BaseException(failure.what(), BindError::kCredentialsUnusable);
+    }
+  }
 }
 
 void ADBinding::open(const HostPort& target) {
@@ -197,12 +265,7 @@ void ADBinding::open(const HostPort& target) {
   const std::shared_ptr<LdapConnection> connection = LdapConnection::open(target, host);
   const std::string realm = impl_->realmOf(host);
   impl_->obtainTickets(host, realm);
-  try {
-    bindGssapi(*connection, *impl_->tickets, host, realm);
-  } catch (const LDAPException& failure) {
-    if (failure.code() != LDAP_INVALID_CREDENTIALS || !impl_->cacheName.empty()) throw;
-    throw BaseException(failure.what(), BindError::kCredentialsUnusable);
-  }
+  bindGssapi(*connection, *impl_->tickets, host, realm);
   adopt(connection);
   impl_->bound = target;
   impl_->rootDse = ADObject();
@@ -211,7 +274,23 @@ void ADBinding::open(const HostPort& target) {
 void ADBinding::reopen() {
   const std::optional<HostPort> bound = impl_->bound;
   if (!bound) throw LDAPException("Not connected to a directory server", LDAP_CONNECT_ERROR);
-  open(*bound);
+  openFirst(*bound);
+}
+
+ADObjectList ADBinding::run(const SearchRequest& request) {
+  try {
+    return LDAPBinding::run(request);
+  } catch (const LDAPException& failure) {
+    if (!moveOn(failure)) throw;
+  }
+  return LDAPBinding::run(request);
+}
+
+bool ADBinding::moveOn(const LDAPException& failure) {
+  if (!impl_->bound || !isGone(failure)) return false;
+  const std::optional<HostPort> next = impl_->insteadOf(*impl_->bound, failure.what());
+  if (next) openFirst(*next);
+  return next.has_value();
 }
 
 const ADObject& ADBinding::rootDse() {

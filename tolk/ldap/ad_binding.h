@@ -13,6 +13,7 @@
 namespace tolk {
 
 class KerberosContext;
+class LDAPException;
 struct HostPort;
 
 /// A binding is made first and connected afterwards; everything that can fail is in connect().
@@ -22,9 +23,9 @@ struct HostPort;
 class ADBinding : public LDAPBinding {
  public:
   /// For a user with a password. `user` may be "name", "name@realm" or "DOMAIN\name". `site` is
-  /// preferred in the search for a controller of `domain`; a `server` that is not empty is taken
-  /// instead. `writable` asks for a controller that takes writes; `rediscover` leaves discovery's
-  /// memory aside.
+  /// preferred in the search for a controller of `domain`, and when the one that it finds fails,
+  /// the next is tried; a `server` that is not empty is taken instead, and no other. `writable`
+  /// asks for a controller that takes writes; `rediscover` leaves discovery's memory aside.
   ADBinding(const std::string& domain, const std::string& user, const Shredder& password,
             KerberosContext* context, const std::string& site, bool writable,
             const std::string& server, bool rediscover);
@@ -48,8 +49,13 @@ class ADBinding : public LDAPBinding {
   /// what the constructor was given, or the usual port. Throws LDAPException; KerberosException
   /// with the Kerberos code; BaseException with BindError::kInvalidCredentials for a wrong
   /// password, kUnknownUser, kCredentialsUnusable for a user whose ticket the server refuses;
-  /// TOLKException when no controller can be found.
+  /// NotFoundException when no controller can be found.
   virtual void connect(const std::string& server, const std::string& site, int port);
+
+  /// After a read that has failed because the controller is silent or gone: binds to another one.
+  /// False when the failure is of another kind, the user has chosen the controller, or there is no
+  /// other. Throws as connect().
+  bool moveOn(const LDAPException& failure);
 
   /// Sets what connect() asks for initial credentials when the ticket at hand was revoked, and for
   /// a binding with a password also at first; null with EMPTY_CBDATA sets none. The data is shared
@@ -76,11 +82,14 @@ class ADBinding : public LDAPBinding {
   [[nodiscard]] bool isMixedMode();
 
  protected:
+  /// Asks another controller when the one that was found goes silent.
+  ADObjectList run(const SearchRequest& request) override;
   void reopen() override;
 
  private:
   struct Impl;
   void open(const HostPort& target);
+  void openFirst(HostPort target);
   [[nodiscard]] const ADObject& rootDse();
 
   std::unique_ptr<Impl> impl_;

@@ -2,12 +2,18 @@
 
 #include <netinet/in.h>
 
+#include <cerrno>
+
+#include <string>
 #include <utility>
 #include <vector>
 
+#include "tolk/ldap/ldap_error.h"
 #include "tolk/net/dns.h"
+#include "tolk/net/ldap_silence.h"
 #include "tolk/net/operation.h"
 #include "tolk/net/probes.h"
+#include "tolk/net/sockets.h"
 
 namespace tolk {
 namespace {
@@ -42,8 +48,12 @@ class LdapConnectTask final : public Task<std::shared_ptr<LdapConnection>> {
     if (lookup_.done()) {
       const std::vector<in_addr> hosts = lookup_.wait();
       if (hosts.empty()) throw cannotContact(serverText(server_), "the host name has no address");
-      connect_ = startTcpConnect(loop(), socketAddresses(hosts, server_.port),
-                                 configuredLimit(PN::LDAP_CONNECT_TIMEOUT));
+      const std::vector<sockaddr_in> addresses = socketAddresses(hosts, server_.port);
+      const auto limit = configuredLimit(PN::LDAP_CONNECT_TIMEOUT);
+      // What discovery has waited in vain for the only address need not be waited for once more.
+      connect_ = startTcpConnect(
+          loop(), addresses,
+          addresses.size() == 1 ? remainingLimit(Transport::tcp, addresses.front(), limit) : limit);
     } else if (connect_.done()) {
       HostPort named = server_;
       named.host = name_;
@@ -56,7 +66,13 @@ class LdapConnectTask final : public Task<std::shared_ptr<LdapConnection>> {
     try {
       return connect_.wait();
     } catch (const TimeoutException& failure) {
-      throw cannotContact(serverText(server_), failure.what());
+      if (failingSide(failure.code()) == Failing::here) {
+        throw LDAPException(ldapMessage(LDAP_LOCAL_ERROR, serverText(server_), failure.what()),
+                            LDAP_LOCAL_ERROR);
+      }
+      std::string reason = failure.what();
+      if (failure.code() == ETIMEDOUT) reason += " (" + limitSource(PN::LDAP_CONNECT_TIMEOUT) + ")";
+      throw cannotContact(serverText(server_), reason);
     } catch (const IOException& failure) {
       throw cannotContact(serverText(server_), failure.what());
     }

@@ -72,14 +72,17 @@ DomainCount Work::count(const std::string& domain, std::string& step) {
   KerberosContext kerberos;
   throwIfKrb5(kerberos.get(), krb5_set_server_locator(kerberos.get(), krb5_dc_locator_callback),
               "setting the server locator");
-  ADBinding binding(domain, cacheName_, &kerberos, false, server, std::string(), false, false);
+  ADBinding binding(domain, cacheName_, &kerberos, false, std::string(), std::string(), false,
+                    false);
   binding.connect("", "", 0);
-  DomainCounter counter(binding, [this](std::size_t objects) { seen_ += objects; });
-  try {
-    return counter.count();
-  } catch (...) {
-    step = std::string(counter.step()) + " from " + server;
-    throw;
+  for (bool moved = false;; moved = true) {
+    DomainCounter counter(binding, [this](std::size_t objects) { seen_ += objects; });
+    try {
+      return counter.count();
+    } catch (const LDAPException& failure) {
+      step = std::string(counter.step()) + " from " + binding.serverName();
+      if (moved || !binding.moveOn(failure)) throw;
+    }
   }
 }
 

@@ -42,6 +42,8 @@ std::string NetworkState::getDCFromKset(const std::string&, const ServiceType::E
   return {};
 }
 
+void NetworkState::passOver(const std::string&, ServiceType::Enum, const std::string&) {}
+
 std::vector<sockaddr_in> NetworkState::getKdcs(const std::string&) {
   return {};
 }
