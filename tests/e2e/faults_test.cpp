@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <string>
 
 #include "tests/e2e/directory_oracle.h"
 #include "tests/support/lab.h"
@@ -40,6 +42,24 @@ constexpr const char* kShortLimits =
     "net.discovery.timeout ldap.connect.timeout ldap.search.timeout krb5.kdc.timeout "
     "> /etc/orvald/orvald.conf";
 
+/// A record in the domain's DNS for as long as this lives.
+class DnsRecord {
+ public:
+  DnsRecord(const char* name, const char* type, const char* data) : words_{name, type, data} {
+    change("add");
+  }
+  DnsRecord(const DnsRecord&) = delete;
+  DnsRecord& operator=(const DnsRecord&) = delete;
+  ~DnsRecord() { change("remove"); }
+
+ private:
+  void change(const char* how) const {
+    Lab::command({"dns", how, words_[0], words_[1], words_[2]});
+  }
+
+  std::array<std::string, 3> words_;
+};
+
 class FaultsTest : public testing::Test {
  protected:
   static constexpr const char* kUndoLimits = "cp /root/conf.e2e /etc/orvald/orvald.conf";
@@ -49,21 +69,27 @@ class FaultsTest : public testing::Test {
   HostChange guestLimits{lab.guest, kShortLimits, kUndoLimits};
 };
 
-TEST_F(FaultsTest, DeadResolverOnTheJoinedHostEndsTheReportWithItsReason) {
+TEST_F(FaultsTest, DeadResolverOnTheJoinedHostLeavesTheControllerOfTheJoin) {
+  const std::string unresolved =
+      "      Can't resolve IP address for dc1.lab.test      \n"
+      "Please check your DNS configuration\n";
+  const std::string controller = "    Domain Controller: dc1.lab.test\n" + unresolved;
   const HostChange dead = filtered(lab.dc, "udp dport 53 drop");
   const HostChange deadTcp(lab.dc, "nft add rule inet e2e in tcp dport 53 drop", "true");
   const CommandResult diag = lab.member.joinscope({"--diag"}, bounded());
   EXPECT_THAT(diag.out, HasSubstr("WARNING: DNS timeout error.  Check DNS configuration\nor "
                                   "increase the value of velkd.dns.response.maxtime in "
                                   "pellion.conf.\n"));
-  EXPECT_THAT(diag.err, HasSubstr("Internal error: "));
-  EXPECT_THAT(diag.err, HasSubstr("lab.test"));
-  EXPECT_EQ(diag.status, 3);
+  EXPECT_THAT(diag.out, HasSubstr("  Testing Active Directory connectivity:\n" + controller));
+  EXPECT_THAT(diag.err, HasSubstr("    DNS problem: "));
+  EXPECT_EQ(diag.status, 0);
 
   const CommandResult test = lab.member.joinscope({"--test"}, bounded());
   EXPECT_EQ(test.out,
             "Domain Diagnostics:\n  Domain: lab.test\n    DNS query for: _ldap._tcp.lab.test\n"
-            "    DNS query for: _gc._tcp.lab.test\n");
+            "    DNS query for: _gc._tcp.lab.test\n  Testing Active Directory connectivity:\n"
+            "    Global Catalog: dc1.lab.test\n" +
+                unresolved + controller);
   EXPECT_EQ(std::count(test.err.begin(), test.err.end(), '\n'), 2);
   EXPECT_THAT(test.err, testing::StartsWith("    DNS problem: "));
   EXPECT_EQ(test.status, 0);
@@ -122,6 +148,7 @@ TEST_F(FaultsTest, ControllerWithoutItsLdapPortIsGivenUp) {
   const LdapFault faults[] = {
       {"refused", "tcp dport 389 reject with tcp reset", "refused"},
       {"dropped", "tcp dport 389 drop", "timeout"},
+      {"pings too", "udp dport 389 drop; add rule inet e2e in tcp dport 389 drop", "timeout"},
   };
   for (const LdapFault& fault : faults) {
     SCOPED_TRACE(fault.description);
@@ -148,6 +175,37 @@ TEST_F(FaultsTest, OtherPortsThatFailAreReportedAndTheControllerKept) {
                                     "      kdc:        88/tcp - good\n"
                                     "      kpasswd:   464/tcp - refused\n"
                                     "      ntp:       123/udp - timeout\n"));
+}
+
+TEST_F(FaultsTest, WherePingsAreLostTheSiteIsAskedOverTcp) {
+  const HostChange filter = filtered(lab.dc, "udp dport 389 drop");
+  const CommandResult result = lab.member.joinscope({"--diag", "-V"}, bounded());
+  EXPECT_THAT(result.out, HasSubstr("  Subnet site: Default-First-Site-Name\n"));
+  EXPECT_THAT(result.out, Not(HasSubstr("WARNING! Unable to locate")));
+  EXPECT_THAT(result.err, HasSubstr("  dc1.lab.test was asked over TCP: "));
+}
+
+/// Another name and address of dc1, where pings are answered and connections accepted, but nothing
+/// is read; the first address answers no pings, so that it is the second choice.
+TEST_F(FaultsTest, AMuteControllerLeavesItsPlaceToTheNext) {
+  const DnsRecord address("mute.lab.test", "A", "10.99.0.12");
+  const DnsRecord service("_ldap._tcp.dc._msdcs.lab.test", "SRV", "0 100 389 mute.lab.test");
+  const HostChange twin(
+      lab.dc,
+      "samba-tool spn add ldap/mute.lab.test 'DC1$'; ip addr add 10.99.0.12/24 dev eth0; "
+      "nft 'add table ip e2e; add chain ip e2e nat { type nat hook prerouting priority dstnat; }; "
+      "add rule ip e2e nat ip daddr 10.99.0.12 dnat to 10.99.0.10; "
+      "add chain ip e2e in { type filter hook input priority 0; }; "
+      "add rule ip e2e in ct original ip daddr 10.99.0.12 tcp flags & psh == psh drop; "
+      "add rule ip e2e in ct original ip daddr 10.99.0.10 udp dport 389 drop'",
+      "nft delete table ip e2e; ip addr del 10.99.0.12/24 dev eth0; "
+      "samba-tool spn delete ldap/mute.lab.test 'DC1$'");
+  const CommandResult result = lab.member.joinscope({"--joinedcount", "-V"}, bounded());
+  EXPECT_THAT(result.err, HasSubstr("  mute.lab.test is passed over: Timed out "
+                                    "(mute.lab.test:389): no answer within 5 s "
+                                    "(ldap.bind.timeout)\n"));
+  EXPECT_THAT(result.out, Not(HasSubstr("Unreachable Domains")));
+  EXPECT_EQ(result.status, 0);
 }
 
 /// The LDAP server accepts connections (the kernel does) and never answers.
