@@ -9,6 +9,5 @@ printf %s "$password" | adcli join --domain="$joinDomain" --domain-controller="$
   --login-user=Administrator --stdin-password --host-fqdn="$(hostname -f)" --os-name="Debian GNU/Linux" \
   --os-version=12 --show-details
 
-mkdir -p /etc/orvald /var/orvald/daemon /usr/share/orvald/etc
+mkdir -p /etc/orvald /var/orvald/daemon
 cp "$(dirname "$0")/orvald.conf" /etc/orvald/orvald.conf
-echo 'Pellion Infrastructure Services Version 5.7.0' >/usr/share/orvald/etc/orvald_suite_version

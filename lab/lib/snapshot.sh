@@ -23,7 +23,7 @@ snapshotMake() {
   forestJoin
   dcStop dc1
   snapshotPack dc1 "$part/dc1.tar" etc/samba var/lib/samba
-  snapshotPack host1 "$part/host1.tar" etc/krb5.conf etc/krb5.keytab etc/orvald var/orvald usr/share/orvald
+  snapshotPack host1 "$part/host1.tar" etc/krb5.conf etc/krb5.keytab etc/orvald var/orvald
   rm -rf "$path"
   mv "$part" "$path"
 }
