@@ -163,8 +163,8 @@ TEST(SmbProbe, AsksForEveryDialectWithOneWholeFrame) {
     // The limit has passed unseen, as when the process was stopped: the answer still counts.
     ASSERT_EQ(startSmbProbe(loop, address, -1s).wait().result, 0);
   }
-  ASSERT_EQ(request.size(), 4U + 158U);
-  EXPECT_EQ(request.substr(0, 8), fromHex("0000009e fe534d42"));
+  ASSERT_EQ(request.size(), 4U + 172U);
+  EXPECT_EQ(request.substr(0, 8), fromHex("000000ac fe534d42"));
   EXPECT_EQ(request.substr(4 + 64, 6), fromHex("2400 0500 0100"));
   EXPECT_EQ(request.substr(4 + 100, 12), fromHex("0202 1002 0003 0203 1103 0000"));
   EXPECT_EQ(request.substr(4 + 112, 14), fromHex("0100 2600 00000000 0100 2000 0100"));
