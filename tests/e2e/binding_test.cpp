@@ -83,10 +83,10 @@ TEST_F(BindingTest, SkewedClockIsNamedOnEveryPath) {
       lab.member,
       "echo Alice-Pass1 | setpriv --reuid tester kinit -c /tmp/krb5cc_1500 alice@LAB.TEST",
       "rm -f /tmp/krb5cc_1500");
-  EXPECT_THAT(lab.guest
-                  .run({"faketime", "-f", "+20m", joinscopeBinary(), "-V", "-A", "lab.test", "-u",
-                        "alice", "-p", "Alice-Pass1"})
-                  .err,
+  const CommandResult told = lab.guest.run({"faketime", "-f", "+20m", joinscopeBinary(), "-V", "-A",
+                                            "lab.test", "-u", "alice", "-p", "Alice-Pass1"});
+  EXPECT_EQ(told.status, 28);
+  EXPECT_THAT(told.err,
               testing::ContainsRegex("this computer's clock is 1(199|200|201) s ahead of"));
   for (const Row& row : rows) {
     for (const char* offset : {"+20m", "-20m"}) {
@@ -113,6 +113,7 @@ TEST_F(BindingTest, MachineAccountThatTheControllerRefuses) {
   constexpr const char* kInvalid = "Invalid username or password for user \"localhost\"\n";
   const auto checks = [this](const char* message, const char* cause) {
     const CommandResult result = lab.member.joinscope({"-V", "--computer"});
+    EXPECT_EQ(result.status, 23);
     EXPECT_THAT(result.out, HasSubstr(message));
     EXPECT_THAT(result.err, HasSubstr(cause));
   };
