@@ -1,12 +1,9 @@
 #include "cli/common/command_runner.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
-#include <cerrno>
 #include <chrono>
 #include <iostream>
 
@@ -69,21 +66,15 @@ class IndentedOutput {
 };
 
 /// Reads until the end of the pipe; false when the deadline came first.
-bool readAll(int pipe, Clock::time_point deadline, IndentedOutput& output) {
+bool readAll(int pipe, const tolk::ChildProcess& child, Clock::time_point deadline,
+             IndentedOutput& output) {
   std::array<char, 65536> chunk{};
-  for (;;) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-    pollfd one{pipe, POLLIN, 0};
-    const int ready = ::poll(&one, 1, static_cast<int>(std::max<long>(left.count(), 0)));
-    if (ready == 0) return false;
-    if (ready < 0) {
-      if (errno != EINTR) return true;
-      continue;
-    }
+  while (child.ready(pipe, deadline)) {
     const ssize_t count = ::read(pipe, chunk.data(), chunk.size());
     if (count <= 0) return true;
     output.take({chunk.data(), static_cast<std::size_t>(count)});
   }
+  return false;
 }
 
 /// The indented output of a shell command; throws IOException when it cannot be started.
@@ -93,11 +84,14 @@ std::string outputOf(const std::string& command, const char* indent) {
   if (::pipe2(ends.data(), O_CLOEXEC) != 0) throw tolk::IOException("Cannot make a pipe", errno);
   const tolk::UniqueFd readEnd(ends[0]);
   tolk::UniqueFd writeEnd(ends[1]);
-  tolk::ChildProcess child(shellCommand(command), writeEnd.get());
+  // In the shell's place, so that what ends the shell is for the program to handle.
+  tolk::ChildProcess child(shellCommand("exec " + command), writeEnd.get());
   writeEnd.reset();
   IndentedOutput output(indent);
-  const bool complete = readAll(readEnd.get(), deadline, output);
-  const bool timedOut = !complete || child.wait(deadline) == tolk::kTimedOut;
+  const bool complete = readAll(readEnd.get(), child, deadline, output);
+  const int status = child.wait(complete ? deadline : Clock::now());
+  const bool timedOut = !complete || status == tolk::kTimedOut;
+  if (!complete) readAll(readEnd.get(), child, Clock::now(), output);  // what it said at its end
   return std::move(output).finish(timedOut);
 }
 

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <iostream>
+#include <string>
 #include <string_view>
 #include <system_error>
 
@@ -18,15 +19,22 @@ namespace {
 
 constexpr mode_t kOwnerOnly = 0700;
 
-void writeScript(const std::string& path) {
+void writeFile(const std::string& path, std::string_view text) {
   ::unlink(path.c_str());
   const tolk::UniqueFd file(
       ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kOwnerOnly));
-  const std::string_view text = kEnvironmentScript;
   if (!file || ::write(file.get(), text.data(), text.size()) != static_cast<ssize_t>(text.size()) ||
       ::fchmod(file.get(), kOwnerOnly) != 0) {
     throw tolk::IOException(std::generic_category().message(errno), errno);
   }
+}
+
+std::string environmentLines() {
+  std::string lines;
+  for (char** variable = ::environ; *variable != nullptr; ++variable) {
+    lines += std::string(*variable) + '\n';
+  }
+  return lines;
 }
 
 }  // namespace
@@ -35,7 +43,8 @@ const char* const kEnvironmentScript = R"sh(#!/bin/sh
 line="--------------------------------------------"
 echo "Environment Variables:"
 echo "$line"
-env | sed 's/^/    /'
+# Of joinscope: what it starts has an environment without them.
+sed 's/^/    /' <"$0.environment"
 echo ""
 
 lister=
@@ -74,17 +83,18 @@ $lister /usr/sbin/velkd 2>&1 | sed 's/^/    /'
 )sh";
 
 void showEnvironment(const std::string& path) {
+  const std::string variables = path + ".environment";
   try {
-    writeScript(path);
+    writeFile(variables, environmentLines());
+    writeFile(path, kEnvironmentScript);
+    // By the shell's name: the directory may be mounted without leave to run programs in it.
+    runPiped("Environment variables and velkd reference information:",
+             "/bin/sh " + shellQuoted(path), "  ");
   } catch (const tolk::IOException& failure) {
     std::cerr << "Cannot create file " << path << ":" << failure.what() << '\n';
-    ::unlink(path.c_str());
-    return;
   }
-  // By the shell's name: the directory may be mounted without leave to run programs in it.
-  runPiped("Environment variables and velkd reference information:", "/bin/sh " + shellQuoted(path),
-           "  ");
   ::unlink(path.c_str());
+  ::unlink(variables.c_str());
 }
 
 }  // namespace joinscope
