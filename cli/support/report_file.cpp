@@ -1,6 +1,7 @@
 #include "cli/support/report_file.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +14,27 @@ namespace {
 
 tolk::UniqueFd duplicate(int descriptor) {
   return tolk::UniqueFd(::fcntl(descriptor, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+}
+
+// A new file there. A regular file or a link makes room; anything else (a device, a FIFO) stays,
+// and the result is none with EEXIST.
+tolk::UniqueFd makeAnew(const std::string& path) {
+  constexpr mode_t kOwnerMayRead = 0400;
+  struct stat status {};
+  if (::lstat(path.c_str(), &status) == 0 && (S_ISREG(status.st_mode) || S_ISLNK(status.st_mode))) {
+    ::unlink(path.c_str());
+  }
+  return tolk::UniqueFd(::open(
+      path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, kOwnerMayRead));
+}
+
+bool sayCannotOpen(const std::string& path) {
+  const int reason = errno;
+  std::perror(("Unable to open " + path).c_str());
+  if (reason == EEXIST) {
+    std::cerr << path << " is no regular file and is left as it is; name a file with -o\n";
+  }
+  return false;
 }
 
 // What the file would not take must not come out on the terminal.
@@ -42,16 +64,12 @@ ReportFile::ReportFile(std::string path) : path_(std::move(path)) {
 }
 
 bool ReportFile::redirect() {
-  constexpr mode_t kOwnerMayRead = 0400;
   output_ = duplicate(STDOUT_FILENO);
   if (!output_) return std::perror("Unable to dup(1)"), false;
   error_ = duplicate(STDERR_FILENO);
   if (!error_) return std::perror("Unable to dup(2)"), false;
-  ::unlink(path_.c_str());
-  const tolk::UniqueFd file(::open(path_.c_str(),
-                                   O_WRONLY | O_CREAT | O_EXCL | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
-                                   kOwnerMayRead));
-  if (!file) return std::perror(("Unable to open " + path_).c_str()), false;
+  const tolk::UniqueFd file = makeAnew(path_);
+  if (!file) return sayCannotOpen(path_);
   if (::dup2(file.get(), STDOUT_FILENO) == -1) return std::perror("Unable to dup2(1)"), false;
   if (::dup2(file.get(), STDERR_FILENO) == -1) {
     ::dup2(output_.get(), STDOUT_FILENO);

@@ -8,8 +8,9 @@
 namespace joinscope {
 
 /// Puts a new file in the place of both streams, and the streams back at the end of its life
-/// at the latest. What stood at the path is removed, not written through: the file is made anew,
-/// and only its owner may read it. What fails is said on standard error.
+/// at the latest. A regular file or a link at the path is removed, not written through: the file
+/// is made anew, and only its owner may read it. A device, a FIFO or a directory stays, unopened.
+/// What fails is said on standard error.
 class ReportFile {
  public:
   explicit ReportFile(std::string path);

@@ -28,7 +28,12 @@ int makePrivateDirectory(const char* path) noexcept {
   if (!directory) return fail(errno);
   struct stat status {};
   if (::fstat(directory.get(), &status) != 0) return fail(errno);
-  if (status.st_uid != ::geteuid() || (status.st_mode & kOthers) != 0) return fail(EPERM);
+  if (status.st_uid != ::geteuid()) return fail(EPERM);
+  // Ours but open to others, by an administrator's hand: what they put there has no power, for
+  // files are made anew in it.
+  if ((status.st_mode & kOthers) != 0 && ::fchmod(directory.get(), kOwnerOnly) != 0) {
+    return fail(errno);
+  }
   return 0;
 }
 
