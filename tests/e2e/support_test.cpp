@@ -47,10 +47,17 @@ TEST_F(SupportTest, ReportAndBundleInPrivateFiles) {
           "\\n' > /etc/orvald/cert; "
           "mkdir -p /tmp/more; cp /etc/krb5.keytab /tmp/more/renamed; echo hello > "
           "'/tmp/more/a;id'; "
-          "mkdir -p -m 700 /var/orvald/tmp; ln -sf /etc/hostname " +
+          "mkdir -p '/tmp/more/a\n/etc'; echo > '/tmp/more/a\n/etc/hostname\nb'; "
+          "ln -s /etc/shadow /tmp/more/link; mkfifo /tmp/more/fifo; echo kept > /tmp/victim; "
+          "printf 'kpasswd: 464\npasswd: files systemd\nDB_PWD=" +
+          marker + "\nhttp://u:" + marker + "@h/\n<secret>" + marker +
+          "</secret>\nAuthorization: Basic " + marker + "\napi_key = a\\\\\n" + marker +
+          "\n' > /tmp/more/plain; "
+          "mkdir -p /var/orvald/tmp; chmod 755 /var/orvald/tmp; ln -sf /etc/hostname " +
           kReport,
-      "rm -rf /etc/orvald/extra.conf /etc/orvald/x.cred /etc/orvald/cert /tmp/more");
-  const CommandResult run = lab.member.joinscope({"--support", "-P", "/tmp/more  $(touch/tmp/x)"});
+      "rm -rf /etc/orvald/extra.conf /etc/orvald/x.cred /etc/orvald/cert /tmp/more /tmp/victim");
+  const CommandResult run = lab.member.joinscope(
+      {"--support", "-P", "/tmp/more  $(touch/tmp/x) /tmp/more/../../../../../../../tmp/victim"});
   EXPECT_EQ(run.status, 0);
   EXPECT_THAT(run.out, AllOf(HasSubstr("  Support bundle: " + kReport + ".tar.gz\n"),
                              HasSubstr("/tmp/more/renamed: left out"),
@@ -58,9 +65,17 @@ TEST_F(SupportTest, ReportAndBundleInPrivateFiles) {
   EXPECT_EQ(lab.member.must("stat -c '%a %U %F' " + kReport), "400 root regular file\n");
   EXPECT_EQ(lab.member.must("stat -c '%a %U' " + kReport + ".tar.gz"), "600 root\n");
   EXPECT_EQ(lab.member.must("cat /etc/hostname"), "host1\n");
+  EXPECT_EQ(lab.member.must("stat -c %a /var/orvald/tmp; cat /tmp/victim"), "700\nkept\n");
+  EXPECT_EQ(lab.member.must("ls -A /var/orvald/tmp"),
+            "joinscope_support.txt\njoinscope_support.txt.tar.gz\nstacktrace.txt\n");
+  EXPECT_THAT(lab.member.must("tar tzvf " + kReport + ".tar.gz"),
+              AllOf(HasSubstr(" ./tmp/more/link -> /etc/shadow\n"), HasSubstr(" ./tmp/victim\n"),
+                    HasSubstr("/stacktrace.txt\n"), HasSubstr("more/a\\n/etc/hostname\\nb\n"),
+                    Not(HasSubstr(" ./etc/hostname"))));
   const std::string packed = lab.member.must("tar xzOf " + kReport + ".tar.gz");
   EXPECT_THAT(packed, AllOf(HasSubstr("Join Status:\n"), HasSubstr("plain: shown\n"),
                             HasSubstr("proxy.password: (left out)"), HasSubstr("hello"),
+                            HasSubstr("kpasswd: 464\npasswd: files systemd\nDB_PWD=(left out)\n"),
                             Not(HasSubstr(marker))));
 }
 
@@ -133,7 +148,11 @@ TEST_F(SupportTest, NoFileNoReport) {
   EXPECT_EQ(refused("true", "/nowhere/report"),
             (CommandResult{6, "", "Unable to open /nowhere/report: No such file or directory\n"}));
   EXPECT_EQ(refused("mkdir -p /tmp/full", "/tmp/full"),
-            (CommandResult{6, "", "Unable to open /tmp/full: File exists\n"}));
+            (CommandResult{6, "",
+                           "Unable to open /tmp/full: File exists\n/tmp/full is no regular file "
+                           "and is left as it is; name a file with -o\n"}));
+  EXPECT_EQ(refused("[ -p /tmp/pipe ] || mkfifo /tmp/pipe", "/tmp/pipe").status, 6);
+  EXPECT_EQ(lab.member.must("stat -c %F /tmp/pipe; rm /tmp/pipe"), "fifo\n");
   const std::string warning =
       "WARNING: /tmp/small/report is not complete: No space left on device\n";
   const CommandResult full = refused(
@@ -152,6 +171,31 @@ TEST_F(SupportTest, NoFileNoReport) {
       {"--support"});
   EXPECT_EQ(planted.status, 3);
   EXPECT_THAT(planted.err, HasSubstr("Failed to create directory:'/var/orvald/tmp'\n: "));
+}
+
+// Nothing that the caller's environment or another user's process offers is run as root.
+TEST_F(SupportTest, ForeignProgramsStayOut) {
+  const CommandResult run = lab.member.joinscopeAfter(
+      "mkdir -p /tmp/evil; for name in sed tar gdb env; do "
+      "printf '#!/bin/sh\ntouch /tmp/evil/ran\n' > /tmp/evil/$name; done; chmod 755 /tmp/evil/*; "
+      "touch /tmp/unlocked; mount --bind /tmp/unlocked /var/run/velkd.lock; "
+      "export PATH=/tmp/evil:$PATH PERL5OPT=-MNothingOfThatName",
+      {"--support"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(lab.member.must("[ -e /tmp/evil/ran ] || cat /var/orvald/tmp/stacktrace.txt"),
+            "velkd is not running\n");
+  EXPECT_THAT(lab.member.must("cat " + kReport), HasSubstr("\n      PATH=/tmp/evil:"));
+}
+
+TEST_F(SupportTest, InterruptEndsTheScriptToo) {
+  const CommandResult run = lab.member.joinscopeAfter(
+      instead("/usr/share/orvald/bin/joinscope_debugcache.sh",
+              "trap \"touch /tmp/ended; exit\" TERM; sleep 4711 & wait") +
+          "; rm -f /tmp/ended; " + joinscopeBinary() +
+          " --debugcache & sleep 2; kill -TERM $!; wait $! || [ $? = 143 ]",
+      {"--version"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_EQ(lab.member.must("rm /tmp/ended && pgrep -fx 'sleep 4711' || echo none"), "none\n");
 }
 
 TEST_F(SupportTest, DebugCache) {
