@@ -21,8 +21,8 @@ class InitialExchange {
   /// Asks for a ticket for `service` instead of the client's own realm's ticket granting service.
   [[nodiscard]] krb5_error_code askFor(const std::string& service);
   /// Asks the KDC; the caller frees the contents of `out`. The text of a refusal says what
-  /// about the account is refused: Active Directory tells disabled, expired and locked ones apart in
-  /// the error data only (MS-KILE 2.2.2).
+  /// about the account is refused: Active Directory tells disabled, expired and locked ones apart
+  /// in the error data only (MS-KILE 2.2.2).
   [[nodiscard]] krb5_error_code run(krb5_creds* out);
 
  private:

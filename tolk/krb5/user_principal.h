@@ -11,8 +11,8 @@ namespace tolk {
 /// "name" belongs to the domain's realm, "dns.domain\name" to that domain's, "name@domain" in any
 /// case and "name@REALM" in capitals to the realm named. Any other "name@suffix" is an enterprise
 /// name, which the domain's KDC resolves or refuses. "NETBIOS\name" belongs to the domain's realm
-/// when its controllers go by that name (netbiosNameOf(), which may wait), else it is the enterprise
-/// name "name@NETBIOS". Throws KerberosException when the library cannot parse the name.
+/// when its controllers go by that name (netbiosNameOf(), which may wait), else it is the
+/// enterprise name "name@NETBIOS". Throws KerberosException when the library cannot parse the name.
 Krb5Principal userPrincipal(krb5_context context, const std::string& user,
                             const std::string& domain);
 
