@@ -11,6 +11,7 @@
 #include <system_error>
 
 #include "cli/common/command_runner.h"
+#include "tolk/base/child_process.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
 
@@ -84,6 +85,7 @@ $lister /usr/sbin/velkd 2>&1 | sed 's/^/    /'
 
 void showEnvironment(const std::string& path) {
   const std::string variables = path + ".environment";
+  const tolk::HeldSignals untilFilesAreGone;
   try {
     writeFile(variables, environmentLines());
     writeFile(path, kEnvironmentScript);
