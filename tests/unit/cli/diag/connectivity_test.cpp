@@ -57,12 +57,12 @@ class LocalPort {
   tolk::UniqueFd filler_ = tcpSocket();
 };
 
-TEST(ProbeRun, MoreServersThanTheWindowComeInOrder) {
+TEST(ProbeRun, ManyServersComeInOrder) {
   const LocalPort open(true);
   const LocalPort closed(false);
   std::vector<ProbeTarget> targets;
   std::string expected;
-  constexpr std::size_t kServers = 2 * ProbeRun::kWindow + 3;
+  constexpr std::size_t kServers = 131;
   for (std::size_t i = 0; i < kServers; ++i) {
     const bool good = i % 3 != 0;
     const LocalPort& port = good ? open : closed;
