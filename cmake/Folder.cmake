@@ -12,7 +12,9 @@ endfunction()
 function(joinscope_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;USES;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE ${ARG_USES} test_main GTest::gmock)
+  # The standard library comes first: what gmock needs of it would else be found in an object of our archives that has
+  # a copy of its own, and pull that in beside the fake that stands for it.
+  target_link_libraries(${name} PRIVATE stdc++ ${ARG_USES} test_main GTest::gmock)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   if(NOT ARG_LABELS)
     set(ARG_LABELS unit)
