@@ -62,7 +62,8 @@ inline constexpr Property KRB5_KDC_TIMEOUT{
     "Limit of one exchange with the key distribution centers of a realm."};
 inline constexpr Property KRB5_CONFFILE_NAME{
     "KRB5_CONFFILE_NAME", "krb5.conffile.name", "/etc/krb5.conf", "path",
-    "Kerberos configuration that is moved aside when it is malformed."};
+    "Kerberos configuration that is moved aside when the Kerberos library reads it and it is "
+    "malformed itself."};
 inline constexpr Property KRB5_KEYTAB_NAME{"KRB5_KEYTAB_NAME", "krb5.keytab.name",
                                            "/etc/krb5.keytab", "path",
                                            "Keytab with the keys of the computer account."};
@@ -185,6 +186,7 @@ inline constexpr std::array kProperties{
     &PN::TOLKD_CACHE_DISABLE,
     &PN::TOLKD_PAGED_SEARCH_MAX,
     &PN::VELKD_DNS_RESPONSE_MAXTIME,
+    &PN::NET_DNS_RETRY_DELAY,
     &PN::NET_CONNECT_TIMEOUT,
     &PN::NET_NTP_TIMEOUT,
     &PN::NET_DISCOVERY_TIMEOUT,

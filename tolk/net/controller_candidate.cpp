@@ -27,8 +27,8 @@ in_port_t ldapPort(const HostPort& server) {
 }  // namespace
 
 milliseconds ControllerQuestion::timeLeft() const {
-  const auto left =
-      deadline.value_or(EventLoop::Clock::time_point::min()) - EventLoop::Clock::now();
+  if (!deadline) return milliseconds(0);
+  const auto left = *deadline - EventLoop::Clock::now();
   return std::max(std::chrono::ceil<milliseconds>(left), milliseconds(0));
 }
 

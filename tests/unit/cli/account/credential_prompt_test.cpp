@@ -31,9 +31,9 @@ krb5_error_code ask(UserCredentials& record) {
                                                      &record);
 }
 
-TEST(CredentialPrompt, WithoutLeaveTheEmptyPasswordIsTried) {
+TEST(CredentialPrompt, WithoutLeaveNothingIsSent) {
   UserCredentials record;
-  EXPECT_EQ(ask(record), static_cast<krb5_error_code>(KRB5_REALM_UNKNOWN));
+  EXPECT_EQ(ask(record), static_cast<krb5_error_code>(KRB5_LIBOS_CANTREADPWD));
   EXPECT_FALSE(record.passwordGiven);
   EXPECT_TRUE(record.password.empty());
 }
