@@ -1,10 +1,13 @@
 #include "tolk/net/probes.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <cerrno>
+#include <utility>
 
 #include "tests/unit/tolk/net/cldap_messages.h"
 #include "tests/unit/tolk/net/loopback_server.h"
@@ -41,26 +44,35 @@ TEST(ConnectProbe, TellsOpenRefusedAndSilentApart) {
             addressText(silent.address()) + " did not accept a connection within 0.3 s");
 }
 
-TEST(Probes, WantOfDescriptorsIsNoFaultOfTheServer) {
-  const sockaddr_in address = test::closedAddress();
-  rlimit before{};
-  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-  const rlimit none{0, before.rlim_max};
+/// What a TCP probe and an NTP query say of a server that cannot be asked, by a process that may
+/// open so many files.
+std::array<std::string, 2> reasonsOf(const sockaddr_in& address, rlim_t files) {
   EventLoop loop;
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
-  const ProbeOutcome connect = startConnectProbe(loop, address, 1h).wait();
+  rlimit limit{};
+  ::getrlimit(RLIMIT_NOFILE, &limit);
+  const rlim_t before = std::exchange(limit.rlim_cur, files);
+  ::setrlimit(RLIMIT_NOFILE, &limit);
+  auto connect = startConnectProbe(loop, address, 1h);
   auto query = startNtpQuery(loop, address, 1h);
-  std::string reason;
+  loop.runUntil([&] { return connect.done() && query.done(); }, EventLoop::Clock::now() + 10s);
+  limit.rlim_cur = before;
+  ::setrlimit(RLIMIT_NOFILE, &limit);
   try {
     query.wait();
-  } catch (const TimeoutException& failure) {
-    reason = failure.what();
+  } catch (const Base_Exception& failure) {
+    return {connect.wait().reason, failure.what()};
   }
-  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
-  EXPECT_EQ(connect.result, ConnectResult::kTimeout);
-  EXPECT_EQ(connect.reason,
-            addressText(address) + " was not asked: Too many open files on this host");
-  EXPECT_EQ(reason, connect.reason);
+  return {};
+}
+
+TEST(Probes, WantOfDescriptorsIsNoFaultOfTheServer) {
+  const sockaddr_in address = test::closedAddress();
+  // The undefined-behaviour sanitizer needs a descriptor for its first look at an object's type.
+  EXPECT_THAT(reasonsOf(address, 100),
+              testing::Each(addressText(address) + ": Connection refused"));
+  EXPECT_THAT(
+      reasonsOf(address, 0),
+      testing::Each(addressText(address) + " was not asked: Too many open files on this host"));
 }
 
 TEST(Probes, TheLimitOfOpenFilesIsRaisedForMuchWork) {
