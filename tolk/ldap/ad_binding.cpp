@@ -202,14 +202,14 @@ ADBinding::ADBinding(ADBinding& from, bool globalCatalog) : impl_(std::make_uniq
   impl_->callback = duplicate(from.impl_->callback);
   impl_->forest = from.forestName();
   const bool catalogToo = equalsIgnoringCase(from.rootDse().getString(AD_GC_READY, ""), "TRUE");
-  const HostPort bound = from.impl_->bound.value_or(HostPort());  // there is one: it was asked
+  HostPort bound = from.impl_->bound.value_or(HostPort());  // there is one: it was asked
   if (!globalCatalog) {
     impl_->server = serverText(bound);
   } else if (catalogToo && !from.impl_->server.empty()) {
     impl_->server = bound.host;
   } else if (catalogToo) {
+    bound.port = kGlobalCatalogPort;
     impl_->first = bound;
-    impl_->first->port = kGlobalCatalogPort;
   }
 }
 
@@ -235,7 +235,8 @@ void ADBinding::connect(const std::string& server, const std::string& site, int 
   // On every way out: what comes later lives on the tickets.
   const std::unique_ptr<Shredder, Releaser<wipe>> wiper(&impl_->password);
   if (port != 0) impl_->port = port;
-  openFirst(impl_->first ? *impl_->first : impl_->findServer(impl_->rediscover));
+  const std::optional<HostPort>& first = impl_->first;
+  openFirst(first ? *first : impl_->findServer(impl_->rediscover));
 }
 
 // Each controller is tried once: those that fail stay behind all others.
@@ -287,8 +288,9 @@ ADObjectList ADBinding::run(const SearchRequest& request) {
 }
 
 bool ADBinding::moveOn(const LDAPException& failure) {
-  if (!impl_->bound || !isGone(failure)) return false;
-  const std::optional<HostPort> next = impl_->insteadOf(*impl_->bound, failure.what());
+  const std::optional<HostPort> bound = impl_->bound;
+  if (!bound || !isGone(failure)) return false;
+  const std::optional<HostPort> next = impl_->insteadOf(*bound, failure.what());
   if (next) openFirst(*next);
   return next.has_value();
 }

@@ -206,8 +206,9 @@ std::size_t Discovery::room() {
 
 // The first one that answers knows in whose site this host is.
 void Discovery::learnSite(const ControllerCandidate& candidate) {
-  if (!candidate.answer() || !fits(*candidate.answer()) || isNear(*candidate.answer())) return;
-  if (wantedSite_.empty()) wantedSite_ = candidate.answer()->clientSite;
+  const std::optional<NetlogonAnswer>& answer = candidate.answer();
+  if (!answer || !fits(*answer) || isNear(*answer)) return;
+  if (wantedSite_.empty()) wantedSite_ = answer->clientSite;
   records_.askSite(wantedSite_);
 }
 
@@ -215,10 +216,11 @@ std::optional<Rank> Discovery::rank(const ControllerCandidate& candidate) const 
   if (!candidate.answered()) {
     return candidate.accepts() ? std::optional(Rank::unverified) : std::nullopt;
   }
-  if (!candidate.answer() || !fits(*candidate.answer())) return std::nullopt;
+  const std::optional<NetlogonAnswer>& answer = candidate.answer();
+  if (!answer || !fits(*answer)) return std::nullopt;
   if (candidate.failedBefore()) return Rank::failedBefore;
   if (!candidate.accepts()) return Rank::portClosed;
-  return isNear(*candidate.answer()) ? Rank::near : Rank::distant;
+  return isNear(*answer) ? Rank::near : Rank::distant;
 }
 
 bool Discovery::fits(const NetlogonAnswer& answer) const {
@@ -275,13 +277,14 @@ Clock::time_point Discovery::nextWake() const {
 
 Discovered Discovery::result() const {
   Discovered found;
-  if (bestRank_ == Rank::unverified) {
+  const std::optional<NetlogonAnswer>& answer = best_->answer();
+  if (answer && bestRank_ != Rank::unverified) {
+    found.info = makeInfo(*answer, best_->host(), best_->address());
+  } else {
     found.info.flags = DCInfo::kUnverified;
     found.info.host = best_->host();
     found.info.domain = request_.domain;
     found.info.address = best_->address();
-  } else {
-    found.info = makeInfo(*best_->answer(), best_->host(), best_->address());
   }
   for (const ControllerCandidate& candidate : candidates_) {
     // Of the others a port that has not answered yet says nothing.
@@ -321,10 +324,9 @@ DCInfo askController(const std::string& server) {
     loop.runOnce(candidate.wakeAt());
     candidate.advance(question);
   }
-  if (candidate.answer()) {
-    return makeInfo(*candidate.answer(), candidate.host(), candidate.address());
-  }
-  throw TOLKException(askingFailure(candidate));
+  const std::optional<NetlogonAnswer>& answer = candidate.answer();
+  if (!answer) throw TOLKException(askingFailure(candidate));
+  return makeInfo(*answer, candidate.host(), candidate.address());
 }
 
 }  // namespace tolk

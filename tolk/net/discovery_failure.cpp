@@ -17,7 +17,7 @@ constexpr std::size_t kMostNames = 3;
 
 // "dc1.lab.test (10.0.0.1:389: Connection refused)", the address alone where it stayed silent.
 std::string shownServer(const ControllerCandidate& candidate) {
-  const std::string name = printable(shownName(candidate.host()));
+  std::string name = printable(shownName(candidate.host()));
   if (!candidate.hasAddress()) return name;
   if (!candidate.failure().empty()) return name + " (" + candidate.failure() + ")";
   return name + " (" + InetNToA(candidate.address().sin_addr.s_addr) + ")";
@@ -65,7 +65,7 @@ std::string discoveryFailure(const std::string& domain, const std::string& dnsFa
 }
 
 std::string askingFailure(const ControllerCandidate& candidate) {
-  const std::string name = printable(shownName(candidate.host()));
+  std::string name = printable(shownName(candidate.host()));
   if (!candidate.hasAddress()) return "host " + name + " has no address";
   std::string text = "netlogon query of " + shownServer(candidate) + " failed: ";
   if (candidate.answered()) return text + "it is no domain controller";
