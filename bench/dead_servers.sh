@@ -56,7 +56,7 @@ filteredController() {
   # shellcheck disable=SC2016 # for the shell on the host
   whole='n=0; for i in $(seq 20); do "$1" "$2" | grep -q "$3" && n=$((n + 1)); done; echo $n'
   printf '%-55s %10d\n' \
-    'joinscope --joinedcount, whole' "$("${lab[@]}" exec host1 bash -c "$whole" - "$bin/joinscope" --joinedcount 'lab.test .*[1-9]')" \
+    'joinscope --joinedcount, whole' "$("${lab[@]}" exec host1 bash -c "$whole" - "$bin/joinscope" --joinedcount '^Total Joins .* = 12$')" \
     'joinscope --diag, whole' "$("${lab[@]}" exec host1 bash -c "$whole" - "$bin/joinscope" --diag '^  Site: ')"
   "${lab[@]}" exec dc1 nft delete table inet bench
 }
