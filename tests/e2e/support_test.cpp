@@ -79,8 +79,10 @@ TEST_F(SupportTest, ReportAndBundleInPrivateFiles) {
 }
 
 TEST_F(SupportTest, EverySectionInItsPlace) {
-  const CommandResult run = after("true");
+  const CommandResult run =
+      after("mount -t tmpfs tmpfs /etc/pam.d; touch /etc/pam.d/su /etc/pam.d/su.pre_orv");
   EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(run.out, Not(HasSubstr("pre_orv")));
   std::size_t at = 0;
   for (const char* heading :
        {"\n\njoinscope (Orvald ", "\nJoin Status:\n", "\nDiagnostics:\n", "\nConfiguration:\n",
