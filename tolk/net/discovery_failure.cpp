@@ -56,12 +56,11 @@ std::string discoveryFailure(const std::string& domain, const std::string& dnsFa
   if (count(&ControllerCandidate::timedOut) == 0) return none + " can be reached (" + tried + ")";
   const std::chrono::milliseconds limit = configuredLimit(PN::NET_DISCOVERY_TIMEOUT);
   if (waited < limit) {
-    return none + " answered within " +
-           limitText(std::chrono::ceil<std::chrono::duration<std::int64_t, std::deci>>(waited)) +
-           ", after the silence of before (" + tried + ")";
+    return none + " answered within " + limitText(waited) + ", after the silence of before (" +
+           tried + ")";
   }
   return none + " answered within " + limitText(limit) + " (" + tried + "; " +
-         std::string(PN::NET_DISCOVERY_TIMEOUT.key) + ")";
+         limitSource(PN::NET_DISCOVERY_TIMEOUT) + ")";
 }
 
 std::string askingFailure(const ControllerCandidate& candidate) {

@@ -1,5 +1,6 @@
 #include "tolk/net/limits.h"
 
+#include <cstdint>
 #include <map>
 #include <string_view>
 
@@ -40,7 +41,10 @@ void ScopedLimits::set(std::initializer_list<const Property*> properties,
   for (const Property* property : properties) standIns()[property->key] = {limit, source};
 }
 
+// What is left of a limit is a few milliseconds off the round figure that was configured.
 std::string limitText(std::chrono::milliseconds limit) {
+  using Tenths = std::chrono::duration<std::int64_t, std::deci>;
+  if (limit >= std::chrono::seconds(1)) limit = std::chrono::round<Tenths>(limit);
   std::string text = std::to_string(limit.count() / 1000);
   if (const auto rest = limit.count() % 1000; rest != 0) {
     const std::string digits = std::to_string(1000 + rest).substr(1);

@@ -30,7 +30,7 @@ class ScopedLimits {
            const std::string& source);
 };
 
-/// "5 s", "0.25 s".
+/// "5 s", "0.25 s"; from one second on in tenths.
 std::string limitText(std::chrono::milliseconds limit);
 
 }  // namespace tolk
