@@ -3,10 +3,9 @@
 #include <iostream>
 #include <string>
 
+#include "cli/common/error_text.h"
 #include "cli/common/exit_status.h"
 #include "cli/entry.h"
-#include "cli/error_text.h"
-#include "cli/process_setup.h"
 #include "tolk/base/logger.h"
 
 namespace {

@@ -3,17 +3,21 @@
 
 #include <getopt.h>
 
+#include <array>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
 
 #include "cli/common/user_credentials.h"
-#include "cli/option_table.h"
 #include "cli/options.h"
-#include "cli/sysinfo_modules.h"
 #include "tolk/base/logger.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
+#include "tolk/base/text.h"
 
 namespace joinscope {
 namespace {
@@ -21,6 +25,39 @@ namespace {
 using Outcome = std::optional<Refusal>;
 
 constexpr long kMaxLastHours = 999999;
+
+// The modules of the daemon's system information; the daemon knows the bits.
+struct Module {
+  std::string_view name;
+  std::uint32_t bits;
+};
+
+constexpr std::array kModules{
+    Module{"all", 0xFFFFFFBF},  // 0x40 has no name of its own
+    Module{"dns", 0x1},           Module{"domain", 0x2},         Module{"netstate", 0x4},
+    Module{"adagent", 0x8},       Module{"config", 0x10},        Module{"pmon", 0x80},
+    Module{"pmon_enable", 0x100}, Module{"pmon_disable", 0x200}, Module{"zone", 0x400},
+    Module{"health", 0x800},      Module{"orb", 0x1000},         Module{"cloud", 0x1000},
+};
+
+std::uint32_t moduleBits(std::string_view name) {
+  for (const Module& module : kModules) {
+    if (tolk::equalsIgnoringCase(module.name, name)) return module.bits;
+  }
+  return 0;
+}
+
+/// The modules of a list separated by commas as a bit mask; or the first item that names none,
+/// which may be empty.
+std::variant<std::uint32_t, std::string> parseSysinfoModules(std::string_view text) {
+  std::uint32_t mask = 0;
+  for (std::string& item : tolk::split(text, ',')) {
+    const std::uint32_t bits = moduleBits(item);
+    if (bits == 0) return std::move(item);
+    mask |= bits;
+  }
+  return mask;
+}
 
 // "+" and ":" modes of getopt stay off: words and options may be mixed, and both of its errors look
 // alike.
@@ -76,11 +113,11 @@ class OptionReader {
       return Refusal{.status = exit_status::kSuccess};
     }
     if (task == Task::sysinfo) {
-      const ModuleList modules = parseSysinfoModules(argument);
-      if (!modules.valid) {
-        return usageError("Invalid system information module: " + modules.invalidItem);
+      const auto modules = parseSysinfoModules(argument);
+      if (const auto* unknown = std::get_if<std::string>(&modules)) {
+        return usageError("Invalid system information module: " + *unknown);
       }
-      options_.sysinfoModules = modules.mask;
+      options_.sysinfoModules = std::get<std::uint32_t>(modules);
     }
     if (taskSeen_) return usageError("Only one option may be given.");
     taskSeen_ = true;

@@ -2,14 +2,23 @@
 #pragma once
 
 #include <optional>
+#include <string>
 #include <vector>
 
-#include "cli/refusal.h"
+#include "cli/common/exit_status.h"
 
 namespace joinscope {
 
 struct Options;
 struct UserCredentials;
+
+/// Ends the run before it starts: what is told, and the exit status.
+struct Refusal {
+  int status = exit_status::kUsageError;
+  std::string error = {};    ///< lines for standard error, each with its line end; told first
+  bool withUsage = true;     ///< the usage text is printed
+  std::string message = {};  ///< the line in front of the usage text; none when empty
+};
 
 /// Reads all options of `argv` with getopt_long(3), which permutes the arguments, into both
 /// records. `words` becomes the arguments that are no options. The first error in argument order

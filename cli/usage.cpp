@@ -1,11 +1,14 @@
 // The usage text, one literal a line.
 #include "cli/usage.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <iostream>
+#include <string>
 #include <string_view>
 
-#include "cli/journal_support.h"
+#include "tolk/base/logger.h"
 
 namespace joinscope {
 namespace {
@@ -125,6 +128,14 @@ constexpr std::array kUsage{
 // clang-format on
 
 }  // namespace
+
+bool OSSupportSystemdJournal() {
+  const bool supported = ::access("/usr/bin/journalctl", X_OK) == 0;
+  tolk::Logger::GetThreadPrivateLogger("cli.joinscope")
+      .log(tolk::LogLevel::debug, std::string("OSSupportSystemdJournal: supportJournal=") +
+                                      (supported ? "true" : "false"));
+  return supported;
+}
 
 void usage(const char* message) {
   if (message != nullptr) std::cout << message << '\n';

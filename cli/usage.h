@@ -5,6 +5,9 @@
 
 namespace joinscope {
 
+/// True when /usr/bin/journalctl exists and this process may execute it.
+bool OSSupportSystemdJournal();
+
 /// Writes `message` (null for none) and a line end, then the usage text, to standard output. The
 /// journal options are left out where the system keeps no journal.
 void usage(const char* message);

@@ -10,11 +10,11 @@
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
 #include "tolk/base/exceptions.h"
+#include "tolk/base/fips.h"
 #include "tolk/base/stack_scrub.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ntlm/ad_ntlm.h"
-#include "tolk/ntlm/fips_helper.h"
 #include "tolk/ntlm/ntlm_ssp.h"
 #include "tolk/ntlm/win_error.h"
 

@@ -29,8 +29,4 @@ enum class Task {
   help,
 };
 
-/// The name that the verbose dump shows; "<unknown>" for a task that has none, and for test and
-/// orbinfo.
-const char* taskName(Task task) noexcept;
-
 }  // namespace joinscope

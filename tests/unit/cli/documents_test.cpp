@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/option_table.h"
+#include "cli/options.h"
 #include "cli/usage.h"
 #include "tolk/base/text.h"
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <fstream>
 
-#include "tolk/ntlm/fips_helper.h"
+#include "tolk/base/fips.h"
 #include "tolk/ntlm/win_error.h"
 
 namespace tolk {

@@ -1,5 +1,5 @@
 // Exceptions as text.
-#include "cli/error_text.h"
+#include "cli/common/error_text.h"
 
 #include "tolk/base/text.h"
 

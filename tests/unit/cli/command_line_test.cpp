@@ -1,5 +1,6 @@
-// The walk over the command line: what it accepts into the records, and which error it names first.
-#include "cli/option_reader.h"
+// The walk over the command line: what it accepts into the records, which error it names first, and
+// what --verbose shows of it.
+#include "cli/command_line.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +9,7 @@
 #include <vector>
 
 #include "cli/common/user_credentials.h"
-#include "cli/option_checks.h"
-#include "cli/options.h"
+#include "cli/joins/progress_line.h"
 
 namespace joinscope {
 namespace {
@@ -147,6 +147,40 @@ TEST(OptionChecks, ServerNameIsFullyQualified) {
   for (const char* name : {"10.1.2.3", "dc1", "", "1dc.lab.test"}) {
     EXPECT_TRUE(checkServerName(name).has_value()) << name;
   }
+}
+
+TEST(VerboseDump, ShowsEverythingButThePassword) {
+  Options options;
+  options.task = Task::test;
+  options.domain = "lab.test";
+  options.outputPath = "-";
+  options.additionalPaths = "/a /b";
+  UserCredentials credentials;
+  credentials.user = "tester";
+  credentials.passwordGiven = true;
+  credentials.password = tolk::Shredder("s3cret");
+  credentials.ccacheName = "FILE:/tmp/krb5cc_1000";
+  credentials.interactive = true;
+  std::string text;
+  for (const std::string& line : verboseLines(options, credentials)) text += line + "$\n";
+  EXPECT_EQ(text, R"(Options:$
+-------$
+task: <unknown>$
+domain: lab.test$
+output: -$
+additional paths: /a /b $
+user: tester$
+using user's credential cache: Yes$
+allow password prompt in kerberos get init credential: Yes$
+user's credential cache: FILE:/tmp/krb5cc_1000$
+server: null$
+)");
+}
+
+TEST(ProgressLine, IsForATerminalOnly) {
+  testing::internal::CaptureStderr();
+  ProgressLine().show(5);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 }  // namespace
