@@ -28,6 +28,8 @@
 #include "cloud/curl_memory.h"
 #include "cloud/curl_object.h"
 #include "tolk/base/handle.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 
 namespace {
 
@@ -270,6 +272,7 @@ int main(int argc, char** argv) {
     const std::string_view what = argv[1];
     const int last = number(argv[2]);
     stayOnOneProcessor();
+    tolk::Props().set(tolk::PN::CLOUD_ALLOW_HTTP, "true");
     const Responder server;
     if (what == "object") {
       profile<ObjectClient>(server.url(), last);

@@ -58,7 +58,7 @@ std::size_t CurlObject::WriteMemoryCallback(char* data, std::size_t size, std::s
   const std::size_t length = size * count;
   try {
     if (length > kMaxBodyBytes - self.response_.size()) {
-      throw CurlException("The response is larger than 64 MiB", CURLE_FILESIZE_EXCEEDED);
+      throw CurlException("The response is larger than 1 MiB", CURLE_FILESIZE_EXCEEDED);
     }
     self.response_.append(data, length);
     return length;

@@ -55,7 +55,7 @@ std::string hostOf(const std::string& server) {
 
 }  // namespace
 
-CurlObject::CurlObject() {
+CurlObject::CurlObject() : allowsHttp_(Props().getBool(PN::CLOUD_ALLOW_HTTP, false)) {
   startCurl();
   handle_.reset(curl_easy_init());
   if (!handle_) throw CurlException("Failed to create curl context", CURLE_FAILED_INIT);
@@ -69,7 +69,9 @@ CurlObject::CurlObject() {
   timeout = timeout > 0 ? std::min(timeout, kMostSeconds) : kDefaultTimeoutSeconds;
   setOption(CURLOPT_TIMEOUT, timeout);
   kLog.debug("Setup CURL timeout as:%ds", {std::to_string(timeout)});
-  setOption(CURLOPT_PROTOCOLS_STR, std::string("http,https"));
+  const std::string protocols = allowsHttp_ ? "http,https" : "https";
+  setOption(CURLOPT_PROTOCOLS_STR, protocols);
+  setOption(CURLOPT_REDIR_PROTOCOLS_STR, protocols);
   // Without one in so many words libcurl takes a proxy from the environment.
   setOption(CURLOPT_PROXY, std::string());
   setOption(CURLOPT_NOPROXY, std::string());
@@ -219,7 +221,18 @@ void CurlObject::clearCookies() {
   apply(CURLOPT_COOKIELIST, "ALL");
 }
 
+// The certificate is all that tells the platform from anybody on the way.
+void CurlObject::refusePlainHttp(const std::string& url) const {
+  constexpr std::string_view kSecure = "https://";
+  if (allowsHttp_ || equalsIgnoringCase(url.substr(0, kSecure.size()), kSecure)) return;
+  const std::string text = "The address '" + printable(shown(url)) +
+                           "' does not begin with https://, and nothing is sent in clear";
+  kLog.error("%s", {text});
+  throw CurlException(text, CURLE_UNSUPPORTED_PROTOCOL);
+}
+
 bool CurlObject::makeRequest(const std::string& url, std::string_view body, bool isPost) {
+  refusePlainHttp(url);
   prepare(url, body, isPost);
   finish(perform());
   if (responseCode_ == kProxyAuthRequired && isSet(CURLOPT_PROXYAUTH) && prepareRepeat()) {

@@ -29,13 +29,14 @@ struct CurlGssOption {
 };
 
 /// For one thread at a time; reused for many requests. A transfer ends after
-/// PN::CLOUD_CURL_TIMEOUT; a response body may have 64 MiB. Every failure of libcurl is a
+/// PN::CLOUD_CURL_TIMEOUT; a response body may have 1 MiB. Every failure of libcurl is a
 /// CurlException with its CURLcode, a CurlUnreachableException where no connection could be made.
+/// Nothing but https is spoken, unless PN::CLOUD_ALLOW_HTTP said so when the object was made.
 class CurlObject {
  public:
   static constexpr std::size_t kMaxHeaderLine = 102400;
-  static constexpr std::size_t kMaxHeaderBytes = std::size_t{4} << 20;
-  static constexpr std::size_t kMaxBodyBytes = std::size_t{64} << 20;
+  static constexpr std::size_t kMaxHeaderBytes = std::size_t{1} << 20;
+  static constexpr std::size_t kMaxBodyBytes = std::size_t{1} << 20;
 
   CurlObject();
   CurlObject(const CurlObject&) = delete;
@@ -117,6 +118,7 @@ class CurlObject {
   void setUserAndPassword(const std::string& user, const Shredder& password);
   void handCredentials(const std::string& server);
   void clearCredentialOptions();
+  void refusePlainHttp(const std::string& url) const;
   void prepare(const std::string& url, std::string_view body, bool isPost);
   void sendHeaders();
   void setReuse();
@@ -126,6 +128,7 @@ class CurlObject {
   [[nodiscard]] bool prepareRepeat();
   [[nodiscard]] bool checkUserName(long offered) const;
 
+  const bool allowsHttp_;
   std::unique_ptr<CURL, HandleEnd> handle_;
   std::map<CURLoption, OptionValue> options_;
   std::map<std::string, std::string> headers_;

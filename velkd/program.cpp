@@ -5,6 +5,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <iostream>
 
 #include "velkd/adopt.h"
@@ -17,8 +18,10 @@
 namespace velkd {
 namespace {
 
-// The process holds keys and tickets: none of that into a core file, or to a debugger.
+// The process holds keys and tickets: none of that into a core file, to a debugger, or into the
+// file of TLS keys that libcurl writes for this variable.
 void protectMemory() {
+  (void)::unsetenv("SSLKEYLOGFILE");
   const rlimit none{};
   (void)::setrlimit(RLIMIT_CORE, &none);
   (void)::prctl(PR_SET_DUMPABLE, 0, 0, 0, 0);

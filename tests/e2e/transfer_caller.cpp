@@ -28,6 +28,8 @@
 #include "cloud/iwa_site_check.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/logger.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 #include "tolk/krb5/gss_config_overlay.h"
 
 namespace {
@@ -120,6 +122,7 @@ class Session {
 int main(int argc, char** argv) {
   if (argc != 2) return 7;
   tolk::openLog(tolk::LogSink::file, argv[1]);
+  tolk::Props().set(tolk::PN::CLOUD_ALLOW_HTTP, "true");  // the proxies' log tells who asked
   const tolk::GssConfigOverlay overlay{std::list<std::string>{}};
   Session session;
   for (std::string line; std::getline(std::cin, line);) session.run(line);

@@ -16,6 +16,8 @@
 #include "tests/support/platform_rules.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/json.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 
 namespace joinscope::test {
 namespace {
@@ -178,7 +180,10 @@ void remember(PlatformState& state, const std::string& path, const Answer& answe
 }
 
 std::unique_ptr<httplib::Server> makeServer(const PlatformSettings& settings) {
-  if (settings.certificate.empty()) return std::make_unique<httplib::Server>();
+  if (settings.certificate.empty()) {
+    tolk::Props().set(tolk::PN::CLOUD_ALLOW_HTTP, "true");
+    return std::make_unique<httplib::Server>();
+  }
   auto server =
       std::make_unique<httplib::SSLServer>(settings.certificate.c_str(), settings.key.c_str());
   if (!server->is_valid()) throw std::runtime_error("cannot use " + settings.certificate);

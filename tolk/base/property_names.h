@@ -120,6 +120,10 @@ inline constexpr Property CLOUD_DIRECT_CONNECTION{
 inline constexpr Property CLOUD_CURL_TIMEOUT{"CLOUD_CURL_TIMEOUT", "cloud.curl.timeout", "30",
                                              "seconds",
                                              "Limit of one HTTP transfer of the cloud client."};
+inline constexpr Property CLOUD_ALLOW_HTTP{
+    "CLOUD_ALLOW_HTTP", "cloud.allow.http", "false", "boolean",
+    "Accept addresses of the cloud platform and the site check that begin with http://; passwords "
+    "then travel in clear to whoever answers, so it is for test platforms alone."};
 inline constexpr Property CLOUD_REST_VERSION{
     "CLOUD_REST_VERSION", "cloud.rest.version", "1.0S", "text",
     "REST interface of the cloud platform: 0, 1.0 or 1.0S."};
@@ -214,6 +218,7 @@ inline constexpr std::array kProperties{
     &PN::CLOUD_PROXY_CRED_EXP_CHK_TIME,
     &PN::CLOUD_DIRECT_CONNECTION,
     &PN::CLOUD_CURL_TIMEOUT,
+    &PN::CLOUD_ALLOW_HTTP,
     &PN::CLOUD_REST_VERSION,
     &PN::CLOUD_IWA_URL_OVERRIDE,
     &PN::CLOUD_CONNECTOR_OVERRIDE,

@@ -70,6 +70,8 @@ TEST(CurlObject, BadAnswersAreFailuresThatTheHandleSurvives) {
     const char* what;
   };
   const Row rows[] = {
+      {Server::ok(std::string(std::size_t{1} << 20, 'x')), 0, "as much as may be"},
+      {Server::ok(std::string((std::size_t{1} << 20) + 1, 'x')), CURLE_FILESIZE_EXCEEDED, "more"},
       {{.bytes = ok + "Transfer-Encoding: chunked\r\n\r\n3\r\nabc\r\n0\r\n\r\n"}, 0, "chunked"},
       {{.bytes = ok + "Transfer-Encoding: chunked\r\n\r\n3\r\nab", .close = true},
        18,
@@ -114,6 +116,23 @@ TEST(CurlObject, NobodyThereIsNotTheSameAsNoAnswer) {
       EXPECT_EQ(dynamic_cast<const CurlUnreachableException*>(&e), nullptr) << e.what();
     }
   }
+}
+
+TEST(CurlObject, NothingIsSentInClear) {
+  const Server server({Server::ok("")});
+  Props().set(PN::CLOUD_ALLOW_HTTP, "false");
+  LogTexts log;
+  CurlObject transfer;
+  const std::string refusal =
+      "The address '" + server.url("/?OneTimePass=") +
+      "(hidden)' does not begin with https://, and nothing is sent in clear";
+  EXPECT_THAT([&] { transfer.makeRequest(server.url("/?OneTimePass=x"), "password", true); },
+              testing::ThrowsMessage<CurlException>(refusal));
+  EXPECT_THAT(log.take("curl.object"), Contains(refusal));
+  // Where the library is asked itself, it says no as well: a redirect would ask it.
+  transfer.setOption(CURLOPT_URL, server.url());
+  EXPECT_EQ(curl_easy_perform(transfer.handle()), CURLE_UNSUPPORTED_PROTOCOL);
+  EXPECT_EQ(server.connections(), 0);
 }
 
 TEST(CurlObject, SilenceHasItsLimit) {

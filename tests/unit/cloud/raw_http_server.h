@@ -14,6 +14,8 @@
 #include <vector>
 
 #include "tolk/base/handle.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 
 namespace tolk::test {
 
@@ -29,6 +31,7 @@ class RawHttpServer {
   };
 
   explicit RawHttpServer(std::deque<Answer> answers) : answers_(std::move(answers)) {
+    Props().set(PN::CLOUD_ALLOW_HTTP, "true");
     socket_.reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;

@@ -17,7 +17,7 @@ namespace {
 class Reloading : public tolk::test::FixedConnectors {
  public:
   explicit Reloading(CloudService& service)
-      : FixedConnectors("http://127.0.0.1:1/", ""), service_(service) {}
+      : FixedConnectors("https://127.0.0.1:1/", ""), service_(service) {}
   std::string platformUrl() override {
     if (asked++ == 0) service_.reload();
     return FixedConnectors::platformUrl();
