@@ -10,9 +10,9 @@
 
 #include "cli/common/output.h"
 #include "cli/common/task_context.h"
-#include "cli/diag/row_probe.h"
-#include "cli/diag/server_probes.h"
+#include "cli/diag/server_text.h"
 #include "cli/diag/srv_records.h"
+#include "facts/servers.h"
 #include "tolk/base/text.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/probes.h"
@@ -25,11 +25,19 @@ void append(std::vector<ProbeTarget>& targets, const ServerKind& kind,
   for (const tolk::HostPort& entry : entries) targets.push_back({&kind, entry});
 }
 
+bool writeNext(ProbeRun& run, std::size_t index, std::ostream* diag) {
+  const ServerAnswers answers{.resolve = [&] { return run.address(index); },
+                              .probe = [&](std::size_t row) { return run.port(index, row); },
+                              .facts = [&] { return run.controller(index); }};
+  const ProbeTarget& target = run.target(index);
+  return writeServer(std::cout, *target.kind, target.entry, answers, diag);
+}
+
 /// Writes the next servers of the run, those of `entries`, and keeps the reachable ones.
 void testList(ProbeRun& run, std::size_t& next, tolk::HostPortList& entries, std::ostream* diag) {
   tolk::HostPortList reachable;
   for (tolk::HostPort& entry : entries) {
-    if (run.write(std::cout, next++, diag)) reachable.push_back(std::move(entry));
+    if (writeNext(run, next++, diag)) reachable.push_back(std::move(entry));
   }
   entries = std::move(reachable);
 }
@@ -97,7 +105,7 @@ void testConnectivity(TaskContext& ctx, tolk::HostPortList& gcs, tolk::HostPortL
 
 bool testServer(const tolk::HostPort& entry, bool isGlobalCatalog, std::ostream* diag) {
   ProbeRun run({{isGlobalCatalog ? &kGlobalCatalog : &kDomainController, entry}});
-  return run.write(std::cout, 0, diag);
+  return writeNext(run, 0, diag);
 }
 
 int testLdapUdp(const std::string& host, std::ostream* diag) {

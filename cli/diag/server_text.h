@@ -4,31 +4,11 @@
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
-#include <optional>
 #include <string>
 
-#include "cli/diag/controller_facts.h"
-#include "cli/diag/port_tables.h"
-#include "tolk/net/host_port.h"
-
-namespace tolk {
-struct Property;
-}
+#include "facts/servers.h"
 
 namespace joinscope {
-
-/// What a probe found.
-struct ProbeVerdict {
-  static constexpr int kGood = 0;
-  static constexpr int kRefused = 1;
-  static constexpr int kTimeout = -1;
-
-  int result = kTimeout;                  ///< any other value counts as kTimeout
-  const tolk::Property* limit = nullptr;  ///< the limit that ended the wait, if one did
-  std::string message;                    ///< what else there is to say about a failure
-  std::string reason = {};                ///< the same, told behind the row instead of in it
-  std::optional<double> clockAhead = {};  ///< of a time query: as in ControllerFacts
-};
 
 /// Gives the answers as the text comes to need them; both may wait.
 struct ServerAnswers {
@@ -44,9 +24,6 @@ struct ServerAnswers {
 /// "good", "refused" or "timeout".
 const char* verdictText(int result);
 
-/// The port of a row for `entry`: a known port other than 0 of the entry replaces the first row's.
-int portOf(const tolk::HostPort& entry, const ServerKind& kind, std::size_t row);
-
 /// The row up to its verdict, without an end of line.
 void writeRowLabel(std::ostream& out, const PortRow& row, int port);
 
@@ -58,5 +35,12 @@ void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream* 
 /// which may be null, what the rows leave out. Returns whether the first row was good.
 bool writeServer(std::ostream& out, const ServerKind& kind, const tolk::HostPort& entry,
                  const ServerAnswers& answers, std::ostream* diag);
+
+/// "This clock is 94 s ahead of HOST (LDAP +94 s, NTP +93.8 s); Kerberos refuses 300 s", or what
+/// Kerberos makes of more; empty when nothing was measured. `host` is safe to print.
+std::string clockText(const std::string& host, const ControllerFacts& facts);
+
+/// One line for each thing that there is to say; at most the clock's for a sound controller.
+void writeFacts(std::ostream& diag, const std::string& host, const ControllerFacts& facts);
 
 }  // namespace joinscope

@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "cli/common/agent_state.h"
+#include "facts/agent_state.h"
 #include "tolk/ldap/ad_object.h"
 
 namespace joinscope {

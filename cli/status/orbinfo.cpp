@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/common/agent_state.h"
+#include "facts/agent_state.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
 #include "cloud/http_proxy.h"

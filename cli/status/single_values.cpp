@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "cli/common/agent_state.h"
+#include "facts/agent_state.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
 #include "cli/status/join_setting.h"

@@ -6,10 +6,8 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <sstream>
-
 #include "cli/common/task_context.h"
-#include "cli/diag/server_probes.h"
+#include "facts/servers.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/properties.h"
@@ -61,20 +59,16 @@ TEST(ProbeRun, ManyServersComeInOrder) {
   const LocalPort open(true);
   const LocalPort closed(false);
   std::vector<ProbeTarget> targets;
-  std::string expected;
   constexpr std::size_t kServers = 131;
+  const auto good = [](std::size_t i) { return i % 3 != 0; };
   for (std::size_t i = 0; i < kServers; ++i) {
-    const bool good = i % 3 != 0;
-    const LocalPort& port = good ? open : closed;
-    targets.push_back({&kGlobalCatalog, port.entry()});
-    expected += "    Global Catalog: 127.0.0.1\n      gc:       " + std::to_string(port.number()) +
-                "/tcp - ";
-    expected += good ? "good\n" : "refused\n      No TCP LDAP response, giving up on 127.0.0.1\n";
+    targets.push_back({&kGlobalCatalog, (good(i) ? open : closed).entry()});
   }
   ProbeRun run(std::move(targets));
-  std::ostringstream out;
-  for (std::size_t i = 0; i < kServers; ++i) EXPECT_EQ(run.write(out, i, nullptr), i % 3 != 0);
-  EXPECT_EQ(out.str(), expected);
+  for (std::size_t i = 0; i < kServers; ++i) {
+    EXPECT_EQ(run.address(i).result, ProbeVerdict::kGood);
+    EXPECT_EQ(run.port(i, 0).result, good(i) ? ProbeVerdict::kGood : ProbeVerdict::kRefused);
+  }
 }
 
 TEST(ProbeRun, LaterServersAreAskedWhileASilentOneIsWaitedFor) {
@@ -83,15 +77,13 @@ TEST(ProbeRun, LaterServersAreAskedWhileASilentOneIsWaitedFor) {
   silent.fallSilent();
   const LocalPort open(true);
   ProbeRun run({{&kGlobalCatalog, silent.entry()}, {&kGlobalCatalog, open.entry()}});
-  std::ostringstream out;
-  std::ostringstream diag;
-  EXPECT_FALSE(run.write(out, 0, &diag));
+  const ProbeVerdict verdict = run.port(0, 0);
   EXPECT_TRUE(open.hasCaller());
-  EXPECT_NE(out.str().find("/tcp - timeout\n"), std::string::npos) << out.str();
-  EXPECT_EQ(diag.str(), "      127.0.0.1:" + std::to_string(silent.number()) +
-                            " did not accept a connection within 0.2 s\n"
-                            "  ... limit of 0.2 s (net.connect.timeout) reached\n");
-  EXPECT_TRUE(run.write(out, 1, &diag));
+  EXPECT_EQ(verdict.result, ProbeVerdict::kTimeout);
+  EXPECT_EQ(verdict.limit, &tolk::PN::NET_CONNECT_TIMEOUT);
+  EXPECT_EQ(verdict.reason, "127.0.0.1:" + std::to_string(silent.number()) +
+                                " did not accept a connection within 0.2 s");
+  EXPECT_EQ(run.port(1, 0).result, ProbeVerdict::kGood);
 }
 
 TEST(Connectivity, ListsKeepReachableServersInOrder) {

@@ -1,5 +1,5 @@
-// The probe of one port as a wait on an event loop.
-#include "cli/diag/row_probe.h"
+// Starts the exchange of a row and makes one verdict of its outcome.
+#include "facts/port_probe.h"
 
 #include <cerrno>
 

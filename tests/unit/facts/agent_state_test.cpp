@@ -1,6 +1,6 @@
 // The state probe against a daemon on a real socket that answers well, badly or not at all, and
 // against real locks.
-#include "cli/common/agent_state.h"
+#include "facts/agent_state.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

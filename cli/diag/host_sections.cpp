@@ -1,33 +1,15 @@
-// Facts and text of "IP Diagnostics".
-#include "cli/diag/ip_section.h"
+// The text of both sections.
+#include "cli/diag/host_sections.h"
 
 #include <algorithm>
-#include <exception>
 #include <iostream>
-#include <list>
-#include <utility>
 
 #include "cli/common/output.h"
-#include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
-#include "tolk/net/dns.h"
-#include "tolk/net/event_loop.h"
 #include "tolk/net/interfaces.h"
 
 namespace joinscope {
 namespace {
-
-using PendingNames = tolk::Pending<tolk::HostPortList>;
-
-ReverseNames takeNames(PendingNames& lookup) {
-  ReverseNames answer;
-  try {
-    for (tolk::HostPort& record : lookup.wait()) answer.names.push_back(std::move(record.host));
-  } catch (const tolk::DNSUnavailableException& e) {
-    answer.dnsProblem = e.what();
-  }
-  return answer;
-}
 
 void writeNames(std::ostream& out, const ReverseNames& answer, std::ostream* diag) {
   if (answer.dnsProblem) {
@@ -50,18 +32,31 @@ bool hasName(const ReverseNames& answer) {
 
 }  // namespace
 
-IpFacts readIpFacts() {
-  IpFacts facts{.shortName = tolk::shortLocalHostName(), .interfaceProblem = {}, .addresses = {}};
-  try {
-    std::list<tolk::InterfaceDescription> interfaces;
-    tolk::GetIpAddresses(interfaces, 1, false);
-    for (const tolk::InterfaceDescription& interface : interfaces) {
-      facts.addresses.push_back(tolk::InetNToA(interface.address));
-    }
-  } catch (const std::exception& e) {
-    facts.interfaceProblem = e.what();
+void hostDiagnostics(std::ostream* /*diag*/) {
+  writeHostSection(std::cout, readHostFacts());
+}
+
+void ipDiagnostics(std::ostream* diag) {
+  const IpFacts facts = readIpFacts();
+  ReverseLookups lookups(facts.addresses);
+  const IpAnswers answers{.namesOf = [&lookups](std::size_t i) { return lookups.namesOf(i); },
+                          .longName = tolk::longLocalHostName};
+  writeIpSection(std::cout, facts, answers, diag);
+}
+
+void writeHostSection(std::ostream& out, const HostFacts& facts) {
+  out << prefix(0) << "Host Diagnostics\n" << prefix(1) << "uname: ";
+  if (facts.system) {
+    const utsname& u = *facts.system;
+    out << u.sysname << ' ' << u.nodename << ' ' << u.release << ' ' << u.version << ' '
+        << u.machine;
+  } else {
+    out << "failed";
   }
-  return facts;
+  out << '\n'
+      << prefix(1) << "OS: " << facts.osName << '\n'
+      << prefix(1) << "Version: " << facts.osVersion << '\n'
+      << prefix(1) << "Number of CPUs: " << facts.onlineCpus << '\n';
 }
 
 void writeIpSection(std::ostream& out, const IpFacts& facts, const IpAnswers& answers,
@@ -83,19 +78,6 @@ void writeIpSection(std::ostream& out, const IpFacts& facts, const IpAnswers& an
   const std::string longName = answers.longName();
   out << prefix(1) << "FQDN host name:" << tolk::printable(longName)
       << (longName.find('.') == std::string::npos ? " (domain missing?)" : "") << '\n';
-}
-
-void ipDiagnostics(std::ostream* diag) {
-  const IpFacts facts = readIpFacts();
-  tolk::EventLoop loop;
-  std::vector<PendingNames> lookups;
-  lookups.reserve(facts.addresses.size());
-  for (const std::string& address : facts.addresses) {
-    lookups.push_back(tolk::startPtrLookup(loop, address));
-  }
-  const IpAnswers answers{.namesOf = [&lookups](std::size_t i) { return takeNames(lookups[i]); },
-                          .longName = tolk::longLocalHostName};
-  writeIpSection(std::cout, facts, answers, diag);
 }
 
 }  // namespace joinscope

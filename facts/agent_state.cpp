@@ -1,5 +1,5 @@
 // The probe of the agent daemon.
-#include "cli/common/agent_state.h"
+#include "facts/agent_state.h"
 
 #include <sys/types.h>
 

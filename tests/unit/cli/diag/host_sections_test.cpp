@@ -1,5 +1,5 @@
 // The section about addresses and names.
-#include "cli/diag/ip_section.h"
+#include "cli/diag/host_sections.h"
 
 #include <gtest/gtest.h>
 

@@ -1,23 +1,71 @@
-// The probes of many servers, all waits together.
-#include "cli/diag/server_probes.h"
+// Each server goes its own way, started by advance(): address, first port, then all others; whoever
+// waits for one moves them all.
+#include "facts/servers.h"
 
 #include <arpa/inet.h>
 
 #include <algorithm>
 #include <cassert>
 #include <cstdint>
-#include <ostream>
+#include <ctime>
 #include <string>
 #include <utility>
 
 #include "tolk/base/descriptor_limit.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/troubles.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/ad_object.h"
+#include "tolk/ldap/root_dse_reads.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/probes.h"
 #include "tolk/net/sockets.h"
 
 namespace joinscope {
+
+/// Host lookup, first row and, once that is good, all other rows of one server, each started as
+/// soon as it can be.
+class ServerProbes {
+ public:
+  /// Starts the lookup. With a `realm`, a controller's LDAP and KDC ports are asked a question too.
+  ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target, const std::string& realm);
+
+  /// Takes results that are there and starts what follows from them; never waits.
+  void advance();
+
+  /// What is known by now: empty while it is waited for. A row after a first one that is not good
+  /// stays empty.
+  [[nodiscard]] const std::optional<ProbeVerdict>& resolved() const { return resolved_; }
+  [[nodiscard]] const std::optional<ProbeVerdict>& verdict(std::size_t row) const {
+    return rows_[row].verdict;
+  }
+  /// Whether no question is open; facts() is whole when that holds and every row has a verdict.
+  [[nodiscard]] bool answered() const { return !rootDse_ && !ticket_; }
+  [[nodiscard]] ControllerFacts facts() const;
+
+ private:
+  struct Row {
+    std::optional<RowProbe> probe;
+    std::optional<ProbeVerdict> verdict;
+  };
+
+  void takeAddress();
+  void start(std::size_t row);
+  void ask();
+  void takeRootDse();
+
+  tolk::EventLoop& loop_;
+  ProbeTarget target_;
+  std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
+  tolk::Pending<std::vector<in_addr>> lookup_;
+  std::string realm_;
+  sockaddr_in address_{};
+  std::optional<ProbeVerdict> resolved_;
+  std::vector<Row> rows_;
+  tolk::Pending<tolk::RootDse> rootDse_;
+  tolk::Pending<std::string> ticket_;
+  ControllerFacts facts_;
+};
 
 ServerProbes::ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target,
                            const std::string& realm)
@@ -104,12 +152,6 @@ ProbeRun::ProbeRun(std::vector<ProbeTarget> targets, std::string realm)
                                     "more, and each such part may take a limit of its own");
 }
 
-void ProbeRun::startUpTo(std::size_t end) {
-  while (probes_.size() < std::min(end, targets_.size())) {
-    probes_.push_back(std::make_unique<ServerProbes>(loop_, targets_[probes_.size()], realm_));
-  }
-}
-
 void ProbeRun::runUntil(const std::function<bool()>& condition) {
   loop_.runUntil([this, &condition] {
     for (const auto& probes : probes_) {
@@ -124,22 +166,46 @@ ProbeVerdict ProbeRun::waitFor(const std::optional<ProbeVerdict>& answer) {
   return answer.value_or(ProbeVerdict{});
 }
 
-bool ProbeRun::write(std::ostream& out, std::size_t index, std::ostream* diag) {
-  startUpTo(index + window_);
-  const ServerProbes& server = *probes_[index];
-  const ServerAnswers answers{
-      .resolve = [&] { return waitFor(server.resolved()); },
-      .probe = [&](std::size_t row) { return waitFor(server.verdict(row)); },
-      .facts =
-          [&] {
-            runUntil([&] { return server.answered(); });
-            return server.facts();
-          },
-  };
-  const bool reachable =
-      writeServer(out, *targets_[index].kind, targets_[index].entry, answers, diag);
-  probes_[index].reset();
-  return reachable;
+ProbeRun::~ProbeRun() = default;
+
+// As many servers are under way as the window holds, from the one that is asked about.
+ServerProbes& ProbeRun::server(std::size_t index) {
+  const std::size_t end = std::min(index + window_, targets_.size());
+  if (index > 0) probes_[index - 1].reset();
+  while (probes_.size() < end) {
+    probes_.push_back(std::make_unique<ServerProbes>(loop_, targets_[probes_.size()], realm_));
+  }
+  return *probes_[index];
+}
+
+ProbeVerdict ProbeRun::address(std::size_t index) {
+  return waitFor(server(index).resolved());
+}
+
+ProbeVerdict ProbeRun::port(std::size_t index, std::size_t row) {
+  return waitFor(server(index).verdict(row));
+}
+
+ControllerFacts ProbeRun::controller(std::size_t index) {
+  const ServerProbes& probes = server(index);
+  runUntil([&probes] { return probes.answered(); });
+  return probes.facts();
+}
+
+std::optional<double> clockAhead(const tolk::ADObject& rootDse,
+                                 std::chrono::system_clock::time_point received) {
+  const std::string text = rootDse.getString(tolk::AD_CURRENT_TIME, "");
+  std::tm time{};
+  constexpr std::size_t kDigits = 14;
+  const char* end = ::strptime(text.c_str(), "%Y%m%d%H%M%S", &time);
+  if (end != text.c_str() + kDigits || !text.ends_with('Z')) return {};
+  // Cut to the second below: on the average half a second more.
+  const auto server = static_cast<double>(::timegm(&time)) + 0.5;
+  return std::chrono::duration<double>(received.time_since_epoch()).count() - server;
+}
+
+int portOf(const tolk::HostPort& entry, const ServerKind& kind, std::size_t row) {
+  return row == 0 && entry.port > 0 ? entry.port : kind.rows[row].port;
 }
 
 }  // namespace joinscope
