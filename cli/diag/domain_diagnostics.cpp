@@ -101,8 +101,7 @@ void DomainSection::addSiteControllers() {
   const std::string controller = tolk::NetworkState::getDCForDomain(
       ctx_.joinedDomain, tolk::ServiceType::domainController, false, "", true);
   if (controller.empty()) return;
-  const auto info = tolk::NetworkState::getDCInfo(controller, true);
-  if (!info || !info->found || (info->flags & tolk::DCInfo::kUnverified) != 0) return;
+  (void)tolk::NetworkState::getDCInfo(controller, true);  // throws when it does not answer
   if (ctx_.configNamingContext.empty()) {
     const tolk::ADObject rootDse = readRootDse(controller + ":389", diag_);
     if (rootDse.empty()) {

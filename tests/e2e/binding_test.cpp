@@ -101,6 +101,13 @@ TEST_F(BindingTest, SkewedClockIsNamedOnEveryPath) {
                             "the domain controller\n"));
     }
   }
+  // With a ticket for the directory itself no KDC is asked.
+  lab.member.must("setpriv --reuid tester kvno -c /tmp/krb5cc_1500 ldap/dc1.lab.test@LAB.TEST");
+  EXPECT_EQ(
+      lab.member
+          .run({"faketime", "-f", "+20m", joinscopeBinary(), "--computer"}, {.user = "tester"})
+          .status,
+      28);
 }
 
 /// The text is one for many causes; what it was stands on the diagnostic stream.

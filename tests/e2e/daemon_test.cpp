@@ -98,6 +98,7 @@ TEST_F(DaemonTest, StatesOfTheAgent) {
     EXPECT_EQ(mode(), 0);
     lab.dc.must("samba-tool computer delete GONE");
     EXPECT_EQ(mode(), 5);
+    EXPECT_THAT(lab.member.joinscope({}).out, testing::Not(HasSubstr("Last password set:")));
   }
   {
     const HostChange stuck(lab.member, std::string("kill -STOP $(pgrep -x velkd); rm ") + kSocket,
@@ -185,6 +186,23 @@ TEST_F(DaemonTest, AKeytabThatIsDeadIsKnownWhileTheTicketLives) {
   EXPECT_THAT(health(), HasSubstr("No problem is known."));
 }
 
+TEST_F(DaemonTest, TheTicketIsRenewedBeforeItEnds) {
+  Lab::command({"daemon", "stop"});
+  lab.member.must(
+      "echo 'velkd.check.interval: 1' >> /etc/orvald/orvald.conf; echo +0 > /tmp/now; : > "
+      "/var/log/orvald.log");
+  const RunningCommand daemon = lab.member.start(
+      {"env", "FAKETIME_TIMESTAMP_FILE=/tmp/now", "FAKETIME_NO_CACHE=1",
+       "FAKETIME_DONT_FAKE_MONOTONIC=1",
+       "LD_PRELOAD=/usr/lib/x86_64-linux-gnu/faketime/libfaketimeMT.so.1", daemonBinary()});
+  EXPECT_TRUE(eventually([this] { return mode() == 0; }));
+  // Of ten hours; the clock that shows it keeps a new one from being had.
+  lab.member.must("echo +8h > /tmp/now");
+  EXPECT_TRUE(eventually([this] {
+    return lab.member.shell("grep 'Cannot renew the ticket: ' /var/log/orvald.log").status == 0;
+  }));
+}
+
 TEST_F(DaemonTest, WithoutAConnectionTheReasonComesAtOnce) {
   const HostChange disabled(lab.dc, "samba-tool user disable 'HOST1$'",
                             "samba-tool user enable 'HOST1$'");
@@ -251,6 +269,13 @@ TEST_F(DaemonTest, RangesThatAreStillGatheredAreWaitedForAndGivenUp) {
 
 TEST_F(DaemonTest, RecoversWhenTheControllerWasAway) {
   ASSERT_EQ(mode(), 0);
+  {
+    const std::string listeners =
+        "$(ss -Hltnp 'sport = :389' | grep -o 'pid=[0-9]*' | cut -d= -f2 | sort -u)";
+    const HostChange mute(lab.dc, "kill -STOP " + listeners, "kill -CONT " + listeners);
+    EXPECT_THAT(answers({fetchOf("DC=lab,DC=test")}), HasSubstr("no answer within 1 s"))
+        << "a silent one is not asked twice";
+  }
   Lab::command({"dc", "stop"});
   EXPECT_EQ(mode(), 1);
   Lab::command({"dc", "start"});
@@ -364,15 +389,25 @@ TEST_F(DaemonTest, AdoptWritesWhatTheDirectoryKnows) {
   const HostChange kept(lab.member, "rm -rf /root/kset; cp -a /var/orvald /root/kset",
                         "rm -rf /var/orvald/kset.* /var/orvald/previous; "
                         "cp -a /root/kset/kset.* /var/orvald");
+  lab.member.must(
+      "sed -i 's/^tolkd.cache.disable.*/velkd.cache.lifetime: 60/' /etc/orvald/orvald.conf");
+  restart();
+  const std::string later = callOf("FetchObject", R"({"server":"","attributes":["cn"],"dn":)"
+                                                  R"("CN=LATER,CN=Computers,DC=lab,DC=test"})");
+  EXPECT_THAT(answers({later}), HasSubstr(":null"));
   EXPECT_EQ(velkd({"unadopt"}).status, 0);
   EXPECT_EQ(lab.member.must("cat /var/orvald/previous/kset.domain"), "lab.test\n");
   EXPECT_EQ(mode(), 10);
-  EXPECT_THAT(answers({fetchOf("DC=lab,DC=test")}), HasSubstr("velkd.NotJoined"));
+  EXPECT_THAT(answers({later}), HasSubstr("velkd.NotJoined"));
   EXPECT_EQ(velkd({"unadopt"}).status, 10);
 
   const std::string sid(
       tolk::trim(lab.dc.must("samba-tool computer show HOST1 --attributes=objectSid | "
                              "sed -n 's/^objectSid: //p'")));
+  const HostChange computer(lab.dc, "samba-tool computer create LATER",
+                            "samba-tool computer delete LATER");
+  const HostChange site(lab.dc, "samba-tool sites subnet set-site 10.99.0.0/26 Paris",
+                        "samba-tool sites subnet set-site 10.99.0.0/26 Default-First-Site-Name");
   const CommandResult adopted = velkd({"adopt", "--null-zone"});
   EXPECT_EQ(adopted.status, 0) << adopted;
   EXPECT_EQ(lab.member.must("cd /var/orvald; grep -H . kset.*"),
@@ -380,10 +415,10 @@ TEST_F(DaemonTest, AdoptWritesWhatTheDirectoryKnows) {
             "kset.globalcatalog:dc1.lab.test\nkset.hostname:host1.lab.test\nkset.hostsid:" +
                 sid +
                 "\nkset.prew2khostname:HOST1\nkset.schema:null\n"
-                "kset.site:Default-First-Site-Name\nkset.subnetsite:Default-First-Site-Name\n"
-                "kset.zone:DC=lab,DC=test\n");
+                "kset.site:Paris\nkset.subnetsite:Paris\nkset.zone:DC=lab,DC=test\n");
   EXPECT_THAT(adopted.out, HasSubstr("/var/orvald/kset.hostsid: " + sid));
   EXPECT_EQ(mode(), 0) << "the running daemon takes the new join over";
+  EXPECT_THAT(answers({later}), HasSubstr("LATER")) << "and remembers nothing of the old one";
 }
 
 TEST_F(DaemonTest, AdoptTakesTheSchemaFromTheZoneObject) {

@@ -138,6 +138,8 @@ TEST_F(DiagTest, NamedServerSkipsDnsAndTheSecondPass) {
 }
 
 TEST_F(DiagTest, VerboseStepsOfTheMachineAccount) {
+  const HostChange site(lab.dc, "samba-tool sites subnet set-site 10.99.0.0/26 Paris",
+                        "samba-tool sites subnet set-site 10.99.0.0/26 Default-First-Site-Name");
   const CommandResult result = lab.member.joinscope({"--diag", "--verbose"});
   EXPECT_THAT(result.out, HasSubstr("  Locating domain controllers for lab.test from DNS\n"
                                     "    Found SRV records:\n      dc1.lab.test:389\n"));
@@ -145,8 +147,8 @@ TEST_F(DiagTest, VerboseStepsOfTheMachineAccount) {
       "task: diag\n",
       "  Using machine credentials\n    Using principal name 'HOST1$@LAB.TEST'\n  Binding to "
       "lab.test, cache=",
-      "    Retrieving server objects from CN=servers,cn=Default-First-Site-Name,CN=Sites,"
-      "CN=Configuration,DC=lab,DC=test\n",
+      "    Retrieving server objects from CN=servers,cn=Paris,CN=Sites,CN=Configuration,"
+      "DC=lab,DC=test\n",
       "  Anonymous LDAP bind to dc1.lab.test:389\n    Retrieve DC root object\n",
       "  Locating global catalogs for lab.test from DNS.\n",
       "  Retrieving site data from lab.test\n    Retrieving subnet objects from "

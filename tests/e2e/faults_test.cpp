@@ -93,6 +93,8 @@ TEST_F(FaultsTest, DeadResolverOnTheJoinedHostLeavesTheControllerOfTheJoin) {
   EXPECT_EQ(std::count(test.err.begin(), test.err.end(), '\n'), 2);
   EXPECT_THAT(test.err, testing::StartsWith("    DNS problem: "));
   EXPECT_EQ(test.status, 0);
+  EXPECT_THAT(lab.member.joinscope({"--test", "-V", "-S", "dc1.lab.test"}, bounded()).err,
+              HasSubstr("  ... limit of 1 s (velkd.dns.response.maxtime) reached\n"));
 }
 
 TEST_F(FaultsTest, ResolverThatRefusesEndsAtOnceAndUnjoinedHostsGoOn) {

@@ -17,6 +17,7 @@
 #include "tolk/base/property_names.h"
 #include "tolk/base/troubles.h"
 #include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/canonical_spn.h"
 #include "tolk/ldap/ldap_binding.h"
 #include "tolk/ldap/ldap_connection.h"
 #include "tolk/ldap/pipelined_reads.h"
@@ -99,6 +100,18 @@ TEST_F(LdapReads, SearchesEndAtTheirSizeAndNamesComeAlone) {
   EXPECT_EQ(people(kSn, 0).size(), 3u);
   EXPECT_TRUE(people(kNamesOnly, 0).front().empty());
   EXPECT_FALSE(people(kSn, SearchFlags::typesOnly).front().attributeExists("sn", true));
+}
+
+TEST_F(LdapReads, AServiceHasTheNameOfItsOwnAccountBeforeItsComputers) {
+  const auto name = [&](const std::string& spn) {
+    return CanonicalSpn(spn, "lab.test", binding,
+                        [](const std::string&, LDAPBinding*&, FreeDomainBind& release) {
+                          release = [](LDAPBinding*) {};
+                        });
+  };
+  EXPECT_EQ(name("HTTP/localhost"), "HTTP/localhost@SERVICES.LAB.TEST");
+  EXPECT_EQ(name("cifs/localhost"), "cifs/localhost@LAB.TEST");
+  EXPECT_EQ(name("HTTP/127.0.0.9"), "");
 }
 
 TEST_F(LdapReads, FailuresNameServerAndReason) {

@@ -19,6 +19,11 @@ std::string configuration(const std::string& directory) {
          // As MS-ADSC 2.24 has it.
          "objectclass ( 1.2.840.113556.1.3.23 NAME 'container' SUP top STRUCTURAL MUST cn\n"
          " MAY ( description $ displayName ) )\n"
+         // As MS-ADA3 2.253 and MS-ADSC 2.26 have them, as far as they are needed.
+         "attributetype ( 1.2.840.113556.1.4.771 NAME 'servicePrincipalName'\n"
+         " EQUALITY caseIgnoreMatch SYNTAX 1.3.6.1.4.1.1466.115.121.1.15 )\n"
+         "objectclass ( 1.2.840.113556.1.3.30 NAME 'computer' SUP top STRUCTURAL MUST cn\n"
+         " MAY servicePrincipalName )\n"
          "modulepath /usr/lib/ldap\nmoduleload back_mdb\n"
          "database mdb\nmaxsize 67108864\nsuffix \"dc=lab,dc=test\"\n"
          "directory " +
@@ -34,6 +39,11 @@ std::string tree(const std::string& hugeFile) {
     ldif.append("dn: cn=" + name + ",ou=People,dc=lab,dc=test\n")
         .append("objectClass: person\ncn: " + name + "\nsn: " + name + "\n\n");
   }
+  ldif +=
+      "dn: cn=HOST1,dc=lab,dc=test\nobjectClass: computer\nservicePrincipalName: HOST/localhost\n\n"
+      "dn: dc=services,dc=lab,dc=test\nobjectClass: domain\n\n"
+      "dn: cn=web,dc=services,dc=lab,dc=test\nobjectClass: computer\n"
+      "servicePrincipalName: http/localhost\n\n";
   return ldif + "dn: cn=odd,dc=lab,dc=test\nobjectClass: inetOrgPerson\ncn: odd\nsn: odd\n" +
          "userPassword:: YQBiCg==\nuserPassword:\n" +  // "a", NUL, "b", line end; and nothing
          "jpegPhoto:< file://" + hugeFile + "\n";

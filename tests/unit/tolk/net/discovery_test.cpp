@@ -17,6 +17,7 @@
 #include "tolk/base/troubles.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/interfaces.h"
+#include "tolk/net/known_controllers.h"
 #include "tolk/net/netlogon.h"
 
 namespace tolk {
@@ -339,6 +340,18 @@ TEST_F(DiscoveryScene, ResultsAreRememberedUntilRediscovery) {
   EXPECT_EQ(find(false), "dc1.lab.test");
   EXPECT_THROW(find(true), TOLKException);
   EXPECT_THROW(find(false), TOLKException);  // that there is none is remembered too
+}
+
+TEST(KnownControllers, AFailedSearchIsForgottenWithTime) {
+  KnownControllers& known = KnownControllers::instance();
+  DiscoveryRequest request;
+  request.domain = "failed.test";
+  known.remember(request, {.info = {}, .failure = "x"});
+  EXPECT_TRUE(known.search(request));
+  known.remember(request, {.info = {},
+                           .failure = "x",
+                           .since = KnownControllers::Clock::now() - std::chrono::minutes(2)});
+  EXPECT_FALSE(known.search(request));
 }
 
 TEST_F(DiscoveryScene, AControllerThatFailedLeavesItsPlaceToTheNext) {
