@@ -73,12 +73,19 @@ class CloudTest : public testing::Test {
                         "/etc/ssl/lab/cloud1.key", "/tmp/record"},
                        {.input = script});
   }
+  /// Gives the account another password; its keytab in base64.
+  std::string newKey(const std::string& account, const std::string& principal) const {
+    return lab.dc.must("samba-tool user setpassword '" + account +
+                       "' --newpassword=Other-Pass77 >&2; rm -f /tmp/k; samba-tool domain "
+                       "exportkeytab /tmp/k --principal=" +
+                       principal + " >&2; base64 -w0 /tmp/k");
+  }
   CommandResult mfa(const std::string& user, const std::string& input) const {
     return lab.member.run({daemonBinary(), "mfa", user}, {.input = input});
   }
 
   Lab lab;
-  Host proxy{"proxy1"}, cloud{"cloud1"};
+  Host proxy{"proxy1"}, web{"web1"}, cloud{"cloud1"};
 };
 
 /// Everything towards the platform of cloud1, by way of the connectors' settings.
@@ -138,6 +145,26 @@ TEST_F(CloudTest, SiteCheckLogsTheComputerOn) {
             "site 0 success\nsite 4 failure\nsite 2 \nsite 3 \nsite 0 success\n");
 }
 
+TEST_F(CloudTest, TheComputersTicketFollowsTheServersKeyAndTheJoin) {
+  configure(kPlatform);
+  const std::string site =
+      "header X-PELLION-NATIVE-CLIENT 1\n"
+      "site https://web1.lab.test:8443/ HTTP/web1.lab.test@LAB.TEST\n";
+  const HostChange files(lab.member, "cp /var/orvald/kset.prew2khostname /tmp/name",
+                         "rm -f /tmp/step*; cp /tmp/name /var/orvald/kset.prew2khostname");
+  RunningCommand running =
+      lab.member.start({JOINSCOPE_TRANSFER_CALLER, kLog},
+                       {.input = site + "say step1\nawait /tmp/step2\n" + site +
+                                 "say step3\nawait /tmp/step4\n" + "on another\n" + site});
+  ASSERT_TRUE(running.waitForError("step1"));
+  const std::string key = newKey("WEB1$", "HTTP/web1.lab.test");
+  web.must("echo " + key + " | base64 -d > /run/web/web1.keytab");
+  lab.member.must("touch /tmp/step2");
+  ASSERT_TRUE(running.waitForError("step3"));
+  lab.member.must("echo NOSUCH > /var/orvald/kset.prew2khostname; touch /tmp/step4");
+  EXPECT_THAT(running.wait().out, StartsWith("site 0 success\nsite 0 success\nfailed "));
+}
+
 TEST_F(CloudTest, CredentialsAreFetchedOnce) {
   const InitialRequests requests(lab.dc);
   const auto cost = [&](const std::string& lines) {
@@ -176,10 +203,7 @@ TEST_F(CloudTest, RefusedTicketIsRenewedOnce) {
                                  "Web-Two-Pass1\n" +
                                  get});
   ASSERT_TRUE(running.waitForError("step1"));
-  const std::string key = lab.dc.must(
-      "samba-tool user setpassword 'PROXY1$' --newpassword=Other-Pass77 >&2; rm -f /tmp/k; "
-      "samba-tool domain exportkeytab /tmp/k --principal=HTTP/proxy1.lab.test >&2; base64 -w0 "
-      "/tmp/k");
+  const std::string key = newKey("PROXY1$", "HTTP/proxy1.lab.test");
   proxy.must("echo " + key + " | base64 -d > /run/squid/proxy1.keytab" + kNewHelpers);
   lab.member.must("touch /tmp/step2");
   ASSERT_TRUE(running.waitForError("step3"));
