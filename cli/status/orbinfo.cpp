@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "facts/agent_state.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
 #include "cloud/http_proxy.h"
+#include "facts/agent_state.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"

@@ -4,10 +4,10 @@
 #include <string>
 #include <string_view>
 
-#include "facts/agent_state.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
 #include "cli/status/join_setting.h"
+#include "facts/agent_state.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
 
