@@ -5,10 +5,8 @@
 
 namespace {
 
-constexpr const char* kDaemonDirectory = "/var/orvald/daemon";
-
 void callsOnOneSession(benchmark::State& state) {
-  tolk::LocalRpcSession session(kDaemonDirectory, false, false);
+  tolk::LocalRpcSession session;
   for (auto _ : state) benchmark::DoNotOptimize(session.getCurrentDC());
   state.SetItemsProcessed(state.iterations());
 }
@@ -16,7 +14,7 @@ BENCHMARK(callsOnOneSession)->UseRealTime();
 
 void sessionForEachCall(benchmark::State& state) {
   for (auto _ : state) {
-    tolk::LocalRpcSession session(kDaemonDirectory, false, false);
+    tolk::LocalRpcSession session;
     benchmark::DoNotOptimize(session.getCurrentDC());
   }
   state.SetItemsProcessed(state.iterations());

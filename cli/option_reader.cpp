@@ -18,26 +18,37 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
+#include "tolk/rpc/daemon_protocol.h"
 
 namespace joinscope {
 namespace {
+
+namespace bits = tolk::daemon_module;
 
 using Outcome = std::optional<Refusal>;
 
 constexpr long kMaxLastHours = 999999;
 
-// The modules of the daemon's system information; the daemon knows the bits.
+// The modules of the daemon's system information.
 struct Module {
   std::string_view name;
   std::uint32_t bits;
 };
 
 constexpr std::array kModules{
-    Module{"all", 0xFFFFFFBF},  // 0x40 has no name of its own
-    Module{"dns", 0x1},           Module{"domain", 0x2},         Module{"netstate", 0x4},
-    Module{"adagent", 0x8},       Module{"config", 0x10},        Module{"pmon", 0x80},
-    Module{"pmon_enable", 0x100}, Module{"pmon_disable", 0x200}, Module{"zone", 0x400},
-    Module{"health", 0x800},      Module{"orb", 0x1000},         Module{"cloud", 0x1000},
+    Module{"all", bits::kAll},
+    Module{"dns", bits::kDns},
+    Module{"domain", bits::kDomain},
+    Module{"netstate", bits::kNetState},
+    Module{"adagent", bits::kAdAgent},
+    Module{"config", bits::kConfig},
+    Module{"pmon", bits::kPmon},
+    Module{"pmon_enable", bits::kPmonEnable},
+    Module{"pmon_disable", bits::kPmonDisable},
+    Module{"zone", bits::kZone},
+    Module{"health", bits::kHealth},
+    Module{"orb", bits::kOrb},
+    Module{"cloud", bits::kOrb},
 };
 
 std::uint32_t moduleBits(std::string_view name) {

@@ -10,22 +10,19 @@
 #include "cloud/connector_log.h"
 #include "cloud/connector_subnets.h"
 #include "cloud/iwa_principal.h"
+#include "tolk/base/join_settings.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 
 namespace tolk {
-namespace {
-
-constexpr const char* kKsetDirectory = "/var/orvald";
-
-}  // namespace
+namespace {}  // namespace
 
 std::shared_ptr<ADAgent> CloudConnectorLocator::m_adagent;
 std::mutex CloudConnectorLocator::gAccess;
 
 CloudConnectorLocator& CloudConnectorLocator::getInstance() {
   if (m_adagent == nullptr) throw CloudConnectorException("Can not get ADAgent");
-  static CloudConnectorLocator locator(kKsetDirectory);
+  static CloudConnectorLocator locator(kStateDirectory);
   static const bool installed = [] {
     install(&locator);
     return true;

@@ -20,9 +20,7 @@
 namespace joinscope {
 namespace {
 
-constexpr char kSettingsDirectory[] = "/var/orvald";
 constexpr char kLockPath[] = "/var/run/velkd.lock";
-constexpr int kAccountDisabled = 0x2;  // ADS_UF_ACCOUNTDISABLE
 
 // The only trace of why a state is what it is.
 void noteReason(const std::exception& reason) noexcept {
@@ -46,13 +44,13 @@ AgentState computerObjectState(tolk::LocalRpcSession& session, const tolk::JoinS
   const tolk::SID sid = recordedIdentifier(settings);
   const boost::shared_ptr<tolk::ADObject> computer = session.ldapFetch("", sid.toDN(), {}, false);
   if (!computer || computer->empty()) return AgentState::objectDeleted;
-  if (!computer->attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return AgentState::connected;
-  const int flags = (*computer)[tolk::AD_USER_ACCNT_CONTROL].toInt();
-  return (flags & kAccountDisabled) != 0 ? AgentState::objectDisabled : AgentState::connected;
+  const int flags = computer->getInt(tolk::AD_USER_ACCNT_CONTROL, 0);
+  return (flags & tolk::UF_ACCOUNT_DISABLED) != 0 ? AgentState::objectDisabled
+                                                  : AgentState::connected;
 }
 
 AgentState askDaemon(const tolk::JoinSettings& settings, const char* rpcDirectory) {
-  tolk::LocalRpcSession session(rpcDirectory, false, false);
+  tolk::LocalRpcSession session(rpcDirectory);
   session.authenticateProcess();
   try {
     return computerObjectState(session, settings);
@@ -74,7 +72,7 @@ AgentState lockState(const char* lockPath) noexcept {
 }  // namespace
 
 AgentState agentState() noexcept {
-  return agentStateAt(tolk::JoinSettings(kSettingsDirectory), tolk::kDaemonDirectory, kLockPath);
+  return agentStateAt(tolk::JoinSettings(tolk::kStateDirectory), tolk::kDaemonDirectory, kLockPath);
 }
 
 AgentState agentStateAt(const tolk::JoinSettings& settings, const char* rpcDirectory,

@@ -27,9 +27,6 @@
 namespace velkd {
 namespace {
 
-constexpr const char* kSettingsDirectory = "/var/orvald";
-constexpr std::uint32_t kAccountDisabled = 0x2;  // userAccountControl (MS-ADTS 2.2.16)
-
 [[noreturn]] void refuse(const std::string& message, int status = exit_status::kMiscError) {
   throw AdoptRefusal(message, status);
 }
@@ -102,7 +99,7 @@ tolk::ADObject findComputer(MachineBinding& machine, const tolk::KeytabAccount& 
            exit_status::kNoObject);
   }
   tolk::ADObject computer = found->front();
-  if ((computer[tolk::AD_USER_ACCNT_CONTROL].toUInt() & kAccountDisabled) != 0) {
+  if ((computer[tolk::AD_USER_ACCNT_CONTROL].toInt() & tolk::UF_ACCOUNT_DISABLED) != 0) {
     refuse("The computer object " + computer.dn() + " is disabled. Enable it in the directory.");
   }
   return computer;
@@ -222,10 +219,10 @@ void adopt(const Options& options, std::ostream& out) {
     const tolk::ADObject computer = findComputer(*machine, account);
     out << "Found the computer object " << tolk::printable(computer.dn()) << '\n';
     const tolk::JoinSettingValues values = settingsOf(options, *machine, computer);
-    tolk::writeJoinSettings(kSettingsDirectory, values);
+    tolk::writeJoinSettings(tolk::kStateDirectory, values);
     out << "Wrote the join settings:\n";
     for (const auto& [name, value] : values) {
-      out << "  " << kSettingsDirectory << "/kset." << name << ": "
+      out << "  " << tolk::kStateDirectory << "/kset." << name << ": "
           << (value.empty() ? "<none>" : tolk::printable(value)) << '\n';
     }
   } catch (const tolk::IOException&) {
@@ -237,11 +234,11 @@ void adopt(const Options& options, std::ostream& out) {
 
 void unadopt(std::ostream& out) {
   try {
-    tolk::retireJoinSettings(kSettingsDirectory);
+    tolk::retireJoinSettings(tolk::kStateDirectory);
   } catch (const tolk::NotFoundException& e) {
     refuse(std::string(e.what()) + ": nothing to set aside.", exit_status::kNotJoined);
   }
-  out << "Moved the join settings to " << kSettingsDirectory << "/previous\n";
+  out << "Moved the join settings to " << tolk::kStateDirectory << "/previous\n";
 }
 
 }  // namespace velkd

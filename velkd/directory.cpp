@@ -20,8 +20,6 @@
 namespace velkd {
 namespace {
 
-constexpr std::uint32_t kAccountDisabled = 0x2;  // userAccountControl (MS-ADTS 2.2.16)
-
 // What each look at the computer object is for.
 const std::vector<std::string> kLookedAt{tolk::AD_USER_ACCNT_CONTROL, tolk::AD_SAM_ACCOUNT_NAME,
                                          tolk::AD_PWCHG_LAST, tolk::AD_KEY_VERSION_NUMBER};
@@ -35,9 +33,8 @@ std::chrono::milliseconds limitOf(const tolk::Property& property) {
 }
 
 ObjectState stateOf(const MachineBinding::Read& read) {
-  if (!read.object.attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return ObjectState::usable;
-  const std::uint32_t flags = read.object[tolk::AD_USER_ACCNT_CONTROL].toUInt();
-  return (flags & kAccountDisabled) != 0 ? ObjectState::disabled : ObjectState::usable;
+  const int flags = read.object.getInt(tolk::AD_USER_ACCNT_CONTROL, 0);
+  return (flags & tolk::UF_ACCOUNT_DISABLED) != 0 ? ObjectState::disabled : ObjectState::usable;
 }
 
 }  // namespace

@@ -4,12 +4,11 @@
 #include <algorithm>
 
 #include "tolk/base/exceptions.h"
-#include "tolk/base/file_time.h"
 #include "tolk/base/text.h"
+#include "tolk/base/times.h"
 #include "tolk/krb5/kerberos_context.h"
 #include "tolk/krb5/kerberos_paths.h"
 #include "tolk/ldap/ad_names.h"
-#include "velkd/time_text.h"
 
 namespace velkd {
 namespace {
@@ -18,7 +17,7 @@ namespace {
 constexpr std::time_t kClockSkewSeconds = 300;
 
 std::string since(std::time_t time) {
-  return time == 0 ? "" : " since " + timeText(time);
+  return time == 0 ? "" : " since " + tolk::localTimeText(time);
 }
 
 }  // namespace
@@ -50,7 +49,7 @@ std::string keyProblem(const AccountKey& key, const std::vector<tolk::KeytabAcco
   if (own == accounts.end()) return path + " has no key of " + principal + "." + remedy;
   const std::string newest = path + " has no key of " + principal + " newer than version " +
                              std::to_string(own->keyVersion) +
-                             (own->newest == 0 ? "" : " of " + timeText(own->newest));
+                             (own->newest == 0 ? "" : " of " + tolk::localTimeText(own->newest));
   if (key.version > own->keyVersion) {
     return newest + ", and the account has version " + std::to_string(key.version) +
            since(key.passwordSet) + "." + remedy;

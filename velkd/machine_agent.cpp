@@ -86,7 +86,7 @@ tolk::ADBinding& MachineSession::binding(Server server) {
   if (server == Server::controller) return machine_.directory();
   if (!catalog_) {
     auto catalog = std::make_unique<tolk::ADBinding>(machine_.directory(), true);
-    catalog->connect("", "", 0);
+    catalog->connect();
     catalog_ = std::move(catalog);
   }
   return *catalog_;

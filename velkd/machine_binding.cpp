@@ -46,7 +46,7 @@ MachineBinding::MachineBinding(const MachineIdentity& identity)
       ticket_(kerberos_, identity.principal, kTicketLifetimeSeconds),
       binding_(identity.domain, ticket_.cacheName(), &kerberos_, true, identity.server,
                std::string(), false, false) {
-  binding_.connect("", "", 0);
+  binding_.connect();
   // Another than the first choice where that has failed.
   host_ = binding_.serverName().substr(0, binding_.serverName().rfind(':'));
 }
@@ -73,7 +73,7 @@ std::unique_ptr<tolk::ADBinding> MachineBinding::bindTo(const std::string& domai
                                                         const std::string& server) {
   auto binding = std::make_unique<tolk::ADBinding>(domain, ticket_.cacheName(), &kerberos_, true,
                                                    server, std::string(), false, false);
-  binding->connect("", "", 0);
+  binding->connect();
   return binding;
 }
 

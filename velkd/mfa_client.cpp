@@ -67,7 +67,7 @@ const MfaChoice& choose(const MfaStep& step) {
 
 /// A connection for each call: the daemon does not wait for a user at a prompt.
 tolk::LocalRpcSession daemonSession() {
-  return {tolk::kDaemonDirectory, false, true};
+  return tolk::LocalRpcSession(tolk::kDaemonDirectory, false, true);
 }
 
 MfaStep advance(const MfaStep& step, const MfaChoice& choice, const char* action,

@@ -11,6 +11,7 @@
 #include "cloud/cloud_exceptions.h"
 #include "cloud/get_handler.h"
 #include "tolk/base/exceptions.h"
+#include "tolk/base/text.h"
 
 namespace velkd {
 namespace {
@@ -31,12 +32,8 @@ std::string randomName() {
   if (::getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
     throw tolk::IOException("No random numbers", errno);
   }
-  constexpr const char* kHex = "0123456789abcdef";
   std::string name;
-  for (const unsigned char byte : bytes) {
-    name += kHex[byte / 16];
-    name += kHex[byte % 16];
-  }
+  for (const unsigned char byte : bytes) name += tolk::hexByte(byte);
   return name;
 }
 

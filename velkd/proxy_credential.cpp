@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "cloud/http_proxy.h"
+#include "tolk/base/join_settings.h"
 #include "tolk/base/lock_file.h"
 #include "tolk/base/protected_credential.h"
 #include "tolk/base/terminal.h"
@@ -25,7 +26,7 @@ tolk::Shredder askPassword(const std::string& user) {
 
 void makeDirectory() {
   constexpr mode_t kMode = 0755;
-  (void)::mkdir("/var/orvald", kMode);
+  (void)::mkdir(tolk::kStateDirectory, kMode);
 }
 
 void tellDaemon() {

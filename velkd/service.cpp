@@ -12,6 +12,7 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/run_queue.h"
+#include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/varlink_wire.h"
 #include "velkd/interface_text.h"
 #include "velkd/service_call.h"
@@ -195,7 +196,8 @@ std::optional<std::string> Service::getSystemInfo(const Call& call) {
     facts.directoryIsSilent = !looked;
     return Reply().add("text", systemInfoText(mask, facts)).text();
   };
-  const bool ofNow = (modules.GetUint() & (Module::adAgent | Module::health)) != 0;
+  const bool ofNow =
+      (modules.GetUint() & (tolk::daemon_module::kAdAgent | tolk::daemon_module::kHealth)) != 0;
   const DirectoryStatus status = board_.get();
   // Without a connection nothing is to be seen, and the board says why.
   const bool mayLook = status.connected || status.lastFailure.empty();

@@ -9,11 +9,12 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
+#include "tolk/base/times.h"
 #include "tolk/net/host_memory.h"
 #include "tolk/net/interfaces.h"
+#include "tolk/rpc/daemon_protocol.h"
 #include "velkd/connector_service.h"
 #include "velkd/health.h"
-#include "velkd/time_text.h"
 
 namespace velkd {
 namespace {
@@ -90,6 +91,10 @@ const char* objectText(ObjectState state) {
   return "not looked at yet";
 }
 
+std::string timeOrNothing(std::time_t time) {
+  return time == 0 ? std::string() : tolk::localTimeText(time);
+}
+
 void writeAgent(Output& out, const SystemFacts& facts) {
   const DirectoryStatus& status = facts.directory;
   line(out, "Binding", status.connected ? "connected" : "not connected");
@@ -97,9 +102,9 @@ void writeAgent(Output& out, const SystemFacts& facts) {
   line(out, "Account", status.principal);
   line(out, "Computer object", status.objectDn);
   line(out, "State of the computer object", objectText(status.object));
-  line(out, "Last look at it", timeText(status.lastCheck));
-  line(out, "Connected since", timeText(status.connectedSince));
-  line(out, "Ticket ends", timeText(status.ticketEnd));
+  line(out, "Last look at it", timeOrNothing(status.lastCheck));
+  line(out, "Connected since", timeOrNothing(status.connectedSince));
+  line(out, "Ticket ends", timeOrNothing(status.ticketEnd));
   line(out, "Reconnects", status.connects > 0 ? status.connects - 1 : 0);
   line(out, "Failed attempts since", status.failures);
   line(out, "Last failure", status.lastFailure);
@@ -146,7 +151,7 @@ std::vector<std::string> problemsOf(const SystemFacts& facts) {
   std::vector<std::string> problems = directoryProblems(facts.directory, facts.now);
   if (!facts.settingsProblem.empty()) problems.insert(problems.begin(), facts.settingsProblem);
   if (facts.directoryIsSilent) {
-    const std::string last = timeText(facts.directory.lastCheck);
+    const std::string last = timeOrNothing(facts.directory.lastCheck);
     problems.push_back(
         "The directory has not answered in time." +
         (last.empty() ? "" : " The last look at the computer object is of " + last + "."));
@@ -171,15 +176,17 @@ struct Section {
 };
 
 constexpr std::array kSections{
-    Section{Module::dns, "DNS", writeDns},
-    Section{Module::domain, "Domain", writeDomain},
-    Section{Module::netState, "Network state", writeNetState},
-    Section{Module::adAgent, "Active Directory agent", writeAgent},
-    Section{Module::config, "Configuration", writeConfig},
-    Section{Module::pmon | Module::pmonEnable | Module::pmonDisable, "Performance", writeCounters},
-    Section{Module::zone, "Zone", writeZone},
-    Section{Module::health, "Health", writeHealth},
-    Section{Module::orb, "Cloud", writeOrb},
+    Section{tolk::daemon_module::kDns, "DNS", writeDns},
+    Section{tolk::daemon_module::kDomain, "Domain", writeDomain},
+    Section{tolk::daemon_module::kNetState, "Network state", writeNetState},
+    Section{tolk::daemon_module::kAdAgent, "Active Directory agent", writeAgent},
+    Section{tolk::daemon_module::kConfig, "Configuration", writeConfig},
+    Section{tolk::daemon_module::kPmon | tolk::daemon_module::kPmonEnable |
+                tolk::daemon_module::kPmonDisable,
+            "Performance", writeCounters},
+    Section{tolk::daemon_module::kZone, "Zone", writeZone},
+    Section{tolk::daemon_module::kHealth, "Health", writeHealth},
+    Section{tolk::daemon_module::kOrb, "Cloud", writeOrb},
 };
 
 }  // namespace
@@ -220,8 +227,8 @@ std::string systemInfoText(std::uint32_t modules, const SystemFacts& facts) {
 }
 
 std::optional<bool> countingWanted(std::uint32_t modules) {
-  const bool enable = (modules & Module::pmonEnable) != 0;
-  const bool disable = (modules & Module::pmonDisable) != 0;
+  const bool enable = (modules & tolk::daemon_module::kPmonEnable) != 0;
+  const bool disable = (modules & tolk::daemon_module::kPmonDisable) != 0;
   if (enable == disable) return std::nullopt;
   return enable;
 }

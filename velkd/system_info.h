@@ -17,21 +17,6 @@
 
 namespace velkd {
 
-/// The bits of the modules.
-struct Module {
-  static constexpr std::uint32_t dns = 0x1;
-  static constexpr std::uint32_t domain = 0x2;
-  static constexpr std::uint32_t netState = 0x4;
-  static constexpr std::uint32_t adAgent = 0x8;
-  static constexpr std::uint32_t config = 0x10;
-  static constexpr std::uint32_t pmon = 0x80;
-  static constexpr std::uint32_t pmonEnable = 0x100;
-  static constexpr std::uint32_t pmonDisable = 0x200;
-  static constexpr std::uint32_t zone = 0x400;
-  static constexpr std::uint32_t health = 0x800;
-  static constexpr std::uint32_t orb = 0x1000;
-};
-
 /// What the sections tell about.
 struct SystemFacts {
   bool privileged = false;  ///< the caller is root: only root sees the configuration

@@ -77,7 +77,7 @@ boost::shared_ptr<tolk::ADBinding> getGCBinding(TaskContext& context) {
   }
   try {
     boost::shared_ptr<tolk::ADBinding> catalog(new tolk::ADBinding(*domainBinding, true));
-    catalog->connect("", "", 0);
+    catalog->connect();
     context.gcBinding = catalog;
     context.gcBindFailed = false;
   } catch (const std::exception& failure) {

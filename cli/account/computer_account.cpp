@@ -22,9 +22,6 @@
 namespace joinscope {
 namespace {
 
-constexpr int kTrustedForDelegation = 0x80000;  // ADS_UF_TRUSTED_FOR_DELEGATION (MS-ADTS 2.2.16)
-constexpr int kUseDesKeyOnly = 0x200000;        // ADS_UF_USE_DES_KEY_ONLY
-
 /// A null-terminated list of attribute names.
 std::vector<const char*> reportAttributes() {
   std::vector<const char*> names;
@@ -51,10 +48,10 @@ std::list<std::string> printableValues(const tolk::ADObject& object, const char*
 
 void writeAccount(TaskContext& context, tolk::ADObject& object, std::ostream* verbose) {
   const int control = object.getInt(tolk::AD_USER_ACCNT_CONTROL, 0);
-  std::cout << prefix(1)
-            << "Trusted for Delegation: " << trueOrFalse((control & kTrustedForDelegation) != 0)
-            << '\n'
-            << prefix(1) << "Use DES Key Only: " << trueOrFalse((control & kUseDesKeyOnly) != 0)
+  std::cout << prefix(1) << "Trusted for Delegation: "
+            << trueOrFalse((control & tolk::UF_TRUSTED_FOR_DELEGATION) != 0) << '\n'
+            << prefix(1)
+            << "Use DES Key Only: " << trueOrFalse((control & tolk::UF_USE_DES_KEY_ONLY) != 0)
             << '\n';
   const std::string keyVersion = keyVersionText(context, object, verbose);
   std::cout << prefix(1) << "Key Version: " << keyVersion << '\n';

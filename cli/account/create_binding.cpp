@@ -64,7 +64,7 @@ Binding cacheBinding(const Attempt& attempt, const std::string& cacheName) {
 }
 
 void connectAndForget(tolk::ADBinding& binding) {
-  binding.connect("", "", 0);
+  binding.connect();
   binding.setInitialCredentialsCallback(nullptr, tolk::EMPTY_CBDATA, nullptr, nullptr);
 }
 
@@ -98,13 +98,12 @@ Binding bindWithPassword(const Attempt& attempt) {
 }
 
 void tellPrincipal(std::ostream& out, krb5_context kerberos, krb5_principal principal) {
-  char* name = nullptr;
-  if (krb5_unparse_name(kerberos, principal, &name) != 0) {
+  try {
+    const std::string name = tolk::principalText(kerberos, principal);
+    out << prefix(2) << "Using principal name '" << tolk::printable(name) << "'\n";
+  } catch (const tolk::KerberosException&) {
     out << prefix(2) << "Principal name cannot be decoded!\n";
-    return;
   }
-  out << prefix(2) << "Using principal name '" << tolk::printable(name) << "'\n";
-  krb5_free_unparsed_name(kerberos, name);
 }
 
 Binding bindAsMachine(const Attempt& attempt) {
@@ -126,7 +125,7 @@ Binding bindAsMachine(const Attempt& attempt) {
     *attempt.verbose << prefix(1) << "Binding to " << context.domain << ", cache=" << cacheName
                      << '\n';
   Binding binding = cacheBinding(attempt, cacheName);
-  binding->connect("", "", 0);
+  binding->connect();
   return binding;
 }
 

@@ -19,12 +19,9 @@
 namespace joinscope {
 namespace {
 
-constexpr int kAccountDisabled = 0x2;  // ADS_UF_ACCOUNTDISABLE (MS-ADTS 2.2.16)
-
 bool isDisabled(const tolk::ADObject& object) {
-  if (!object.attributeExists(tolk::AD_USER_ACCNT_CONTROL, true)) return false;
   try {
-    return (object[tolk::AD_USER_ACCNT_CONTROL].toInt() & kAccountDisabled) != 0;
+    return (object.getInt(tolk::AD_USER_ACCNT_CONTROL, 0) & tolk::UF_ACCOUNT_DISABLED) != 0;
   } catch (const tolk::SystemException&) {
     return false;
   }

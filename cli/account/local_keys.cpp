@@ -74,14 +74,6 @@ class Scan {
   bool open_ = true;
 };
 
-std::string principalText(krb5_context kerberos, krb5_const_principal principal) {
-  char* name = nullptr;
-  check(kerberos, krb5_unparse_name(kerberos, principal, &name), "while unparsing principal name");
-  std::string text(name);
-  krb5_free_unparsed_name(kerberos, name);
-  return text;
-}
-
 std::string timestampText(krb5_timestamp time) {
   std::array<char, 18> text{};
   char pad = ' ';
@@ -99,7 +91,7 @@ class Listing {
   Listing(std::ostream& out, krb5_context kerberos) : out_(out), kerberos_(kerberos) {}
 
   void write(const krb5_keytab_entry& entry) {
-    const std::string principal = principalText(kerberos_, entry.principal);
+    const std::string principal = tolk::principalText(kerberos_, entry.principal);
     width_ = std::max(width_, principal.size());
     std::array<char, 256> line{};
     std::snprintf(line.data(), line.size(), "%3d  %s  %-*s", static_cast<int>(entry.vno),

@@ -15,8 +15,6 @@
 namespace joinscope {
 namespace {
 
-constexpr char kSettingsDirectory[] = "/var/orvald";
-
 std::string readSetting(const tolk::JoinSettings& settings, std::string_view name,
                         const char* whenMissing) {
   try {
@@ -32,7 +30,8 @@ std::string readSetting(const tolk::JoinSettings& settings, std::string_view nam
 
 TaskContext::TaskContext(UserCredentials* taskCredentials, const char* domainArgument,
                          std::ostream* told)
-    : TaskContext(taskCredentials, domainArgument, told, tolk::JoinSettings(kSettingsDirectory)) {}
+    : TaskContext(taskCredentials, domainArgument, told,
+                  tolk::JoinSettings(tolk::kStateDirectory)) {}
 
 TaskContext::TaskContext(UserCredentials* taskCredentials, const char* domainArgument,
                          std::ostream* told, const tolk::JoinSettings& settings)

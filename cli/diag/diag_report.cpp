@@ -2,7 +2,6 @@
 #include "cli/diag/diag_report.h"
 
 #include <array>
-#include <cstdint>
 #include <iostream>
 
 #include "cli/account/computer_account.h"
@@ -15,6 +14,7 @@
 #include "cli/status/join_status.h"
 #include "cli/status/security_modules.h"
 #include "cli/status/sysinfo.h"
+#include "tolk/rpc/daemon_protocol.h"
 
 namespace joinscope {
 namespace {
@@ -25,9 +25,6 @@ struct ReportRun {
   const char* server;
   std::ostream* diag;
 };
-
-/// All modules of the daemon but the one behind bit 64.
-constexpr std::uint32_t kSystemModules = ~std::uint32_t{64};
 
 using Section = void (*)(const ReportRun&);
 
@@ -43,7 +40,7 @@ constexpr std::array<Section, 10> kSections{
     [](const ReportRun& run) { domainDiagnostics(run.ctx, run.server, run.diag); },
     [](const ReportRun& run) { printDomainRids(run.ctx, run.server, run.diag); },
     [](const ReportRun& run) { showComputerAccount(run.ctx, run.server, run.diag); },
-    [](const ReportRun& run) { sysinfo(run.ctx, kSystemModules, run.diag); },
+    [](const ReportRun& run) { sysinfo(run.ctx, tolk::daemon_module::kAll, run.diag); },
     [](const ReportRun& run) { showDuplicateSpns(run.ctx, run.server, run.diag); },
     [](const ReportRun& run) { printStatusHeader(run.ctx); },
     security,

@@ -42,7 +42,7 @@ std::string zoneNameFromDirectory(TaskContext& context, const std::string& zoneD
 }
 
 std::string controllerFromDaemon() {
-  return tolk::LocalRpcSession(tolk::kDaemonDirectory, false, false).getCurrentDC();
+  return tolk::LocalRpcSession().getCurrentDC();
 }
 
 std::string recordedController(const TaskContext& context) {

@@ -13,9 +13,9 @@
 #include "cli/common/task_context.h"
 #include "cli/status/join_setting.h"
 #include "tolk/base/exceptions.h"
-#include "tolk/base/file_time.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
+#include "tolk/base/times.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/net/interfaces.h"
 #include "tolk/net/network_state.h"
@@ -155,13 +155,8 @@ std::string formatPasswordLastSet(const boost::shared_ptr<tolk::ADObject>& objec
     return kUnavailable;
   }
   const std::time_t seconds = value == 0 ? 0 : tolk::unixTimeOf(value);
-  std::tm local{};
-  std::array<char, 50> text{};
-  if (::localtime_r(&seconds, &local) == nullptr ||
-      std::strftime(text.data(), text.size(), "%Y-%m-%d %T %Z", &local) == 0) {
-    return kUnavailable;
-  }
-  return text.data();
+  const std::string text = tolk::localTimeText(seconds);
+  return text.empty() ? kUnavailable : text;
 }
 
 }  // namespace joinscope

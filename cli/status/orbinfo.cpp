@@ -44,7 +44,7 @@ int answer(const std::string& text, int status) {
 
 int askDaemon() {
   try {
-    tolk::LocalRpcSession session(tolk::kDaemonDirectory, false, false);
+    tolk::LocalRpcSession session;
     session.authenticateProcess();
     std::string text;
     switch (session.getORBInfo(text)) {
@@ -67,7 +67,7 @@ int askDaemon() {
 }
 
 int readSettings() {
-  const std::string connectors = tolk::loadSetting(tolk::SETTING_CLOUD_CONNECTORS, false, false);
+  const std::string connectors = tolk::loadSetting(tolk::SETTING_CLOUD_CONNECTORS);
   const std::size_t start = connectors.find_first_not_of('\n');
   if (start == std::string::npos) {
     note("No cloud connector is recorded (kset.cloudconnectors).");

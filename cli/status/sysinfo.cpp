@@ -21,7 +21,7 @@ int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* stream) {
   }
   std::cout.flush();  // a daemon that does not answer is waited for
   try {
-    tolk::LocalRpcSession session(tolk::kDaemonDirectory, false, false);
+    tolk::LocalRpcSession session;
     session.authenticateProcess();
     std::cout << session.getSystemInfo(mask);
     return exit_status::kSuccess;

@@ -8,6 +8,7 @@
 #include "cli/common/task_context.h"
 #include "tolk/base/logger.h"
 #include "tolk/base/text.h"
+#include "tolk/base/times.h"
 
 namespace joinscope {
 namespace {
@@ -19,14 +20,6 @@ constexpr char kNoPager[] = "--no-pager";
 
 // journalctl(1) refuses a time before 1970, in whatever time zone it is told.
 constexpr std::time_t kFirstTime = 24 * kSecondsPerHour;
-
-std::string localTime(std::time_t when) {
-  std::tm parts{};
-  ::localtime_r(&when, &parts);
-  std::array<char, 64> text{};
-  const std::size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts);
-  return {text.data(), length};
-}
 
 std::string headlineOf(const std::string& begin, const std::string& end) {
   if (end.empty()) return "System logging information newer or of " + begin + ":";
@@ -42,7 +35,9 @@ LogWindow logWindow(const TaskContext& context, std::time_t now) {
   if (begin.empty() && end.empty()) {
     const int hours = context.lastHours == 0 ? kDefaultHours : context.lastHours;
     return {.headline = "System logging information last '" + std::to_string(hours) + "' hours:",
-            .since = "--since=" + localTime(std::max(now - hours * kSecondsPerHour, kFirstTime)),
+            .since = "--since=" +
+                     tolk::localTimeText(std::max(now - hours * kSecondsPerHour, kFirstTime),
+                                         tolk::TimeForm::journal),
             .until = {}};
   }
   return {.headline = headlineOf(begin, end),

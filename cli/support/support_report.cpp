@@ -212,7 +212,8 @@ void showPreviousKsets() {
        {tolk::SETTING_MACHINE_SITE, tolk::SETTING_DOMAIN_NAME, tolk::SETTING_HOST_NAME,
         tolk::SETTING_ZONE_GUID, tolk::SETTING_ZONE_REALNAME, tolk::SETTING_DOMAIN_CONTROLLER,
         tolk::SETTING_SCHEMA, tolk::SETTING_DES_SALT}) {
-    const std::string path = "/var/orvald/previous/kset." + std::string(setting);
+    const std::string path =
+        tolk::kStateDirectory + std::string("/previous/kset.") + std::string(setting);
     if (!exists(path)) continue;
     std::cout << path << '\n';
     printFile(path);

@@ -19,7 +19,6 @@
 namespace tolk {
 namespace {
 
-constexpr const char* kSettingsDirectory = "/var/orvald";
 constexpr std::size_t kMaxSettingBytes = std::size_t{1} << 20U;
 constexpr std::size_t kMaxKeytabBytes = std::size_t{16} << 20U;
 constexpr std::size_t kMaxNetBiosName = 15;
@@ -79,7 +78,7 @@ std::string systemHostName() {
 }
 
 const JoinSettings& systemSettings() {
-  static const auto* const settings = new JoinSettings(kSettingsDirectory);
+  static const auto* const settings = new JoinSettings(kStateDirectory);
   return *settings;
 }
 
@@ -165,7 +164,7 @@ std::string PreW2KHostName() {
 }
 
 std::string longJoinedHostName() {
-  return loadSetting(SETTING_HOST_NAME, false, false);
+  return loadSetting(SETTING_HOST_NAME);
 }
 
 void CheckEssentialKSets() {

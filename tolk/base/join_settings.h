@@ -8,6 +8,9 @@
 
 namespace tolk {
 
+/// Where the agent keeps its state.
+inline constexpr char kStateDirectory[] = "/var/orvald";
+
 inline constexpr std::string_view SETTING_DOMAIN_NAME = "domain";
 inline constexpr std::string_view SETTING_HOST_NAME = "hostname";
 inline constexpr std::string_view SETTING_PREW2K_HOST_NAME = "prew2khostname";
@@ -66,10 +69,10 @@ class JoinSettings {
   std::string directory_;
 };
 
-/// The functions below work on /var/orvald.
+/// The functions below work on kStateDirectory.
 
 /// As JoinSettings::load.
-std::string loadSetting(std::string_view name, bool previous, bool mustExist);
+std::string loadSetting(std::string_view name, bool previous = false, bool mustExist = false);
 
 /// Whether this host is joined: domain and host name are set. Throws IOException when the state
 /// cannot be read.

@@ -12,6 +12,7 @@
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
+#include "tolk/base/join_settings.h"
 #include "tolk/base/json.h"
 #include "tolk/base/locked_memory.h"
 #include "tolk/base/stack_scrub.h"
@@ -81,7 +82,7 @@ void writeWhole(int fd, const LockedStream& text, const std::string& path) {
 }  // namespace
 
 ProtectedCredential::ProtectedCredential(const std::string& name)
-    : path_("/var/orvald/" + name + ".cred") {}
+    : path_(std::string(kStateDirectory) + "/" + name + ".cred") {}
 
 ProtectedCredential ProtectedCredential::at(std::string path) {
   ProtectedCredential credential;

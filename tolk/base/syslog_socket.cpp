@@ -5,24 +5,16 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <ctime>
 #include <utility>
+
+#include "tolk/base/times.h"
 
 namespace tolk {
 namespace {
 
 constexpr std::size_t kMaxTextBytes = 8192;
-
-/// "Nov 22 21:04:05" in local time, as log daemons expect it.
-std::string timeStamp() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  std::array<char, 32> text{};
-  if (::localtime_r(&now, &local) == nullptr) return {};
-  return {text.data(), std::strftime(text.data(), text.size(), "%b %e %H:%M:%S", &local)};
-}
 
 }  // namespace
 
@@ -46,8 +38,9 @@ bool SyslogSocket::connected() noexcept {
 void SyslogSocket::send(int severity, std::string_view text) noexcept {
   try {
     if (!connected()) return;
-    std::string record = "<" + std::to_string(LOG_USER | severity) + ">" + timeStamp() + " " +
-                         identity_ + "[" + std::to_string(::getpid()) + "]: ";
+    std::string record = "<" + std::to_string(LOG_USER | severity) + ">" +
+                         localTimeText(std::time(nullptr), TimeForm::syslog) + " " + identity_ +
+                         "[" + std::to_string(::getpid()) + "]: ";
     record += text.substr(0, kMaxTextBytes);
     const ssize_t sent = ::send(socket_.get(), record.data(), record.size(), MSG_NOSIGNAL);
     // A full queue is a daemon that does not read: the record is lost. Else the daemon was started

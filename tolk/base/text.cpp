@@ -144,6 +144,11 @@ std::vector<std::string> split(std::string_view text, char separator) {
   }
 }
 
+std::string hexByte(unsigned char byte) {
+  constexpr std::string_view kDigits = "0123456789abcdef";
+  return {kDigits[byte >> 4U], kDigits[byte & 0xFU]};
+}
+
 bool isUtf8(std::string_view text) noexcept {
   const char* const end = text.data() + text.size();
   for (const char* at = text.data(); at != end;) {

@@ -25,6 +25,9 @@ std::vector<std::string> split(std::string_view text, char separator);
 /// empty.
 std::string formatText(const std::string& pattern, std::initializer_list<std::string> arguments);
 
+/// The two hexadecimal digits of a byte, letters in lower case.
+std::string hexByte(unsigned char byte);
+
 /// Whether all bytes are well-formed UTF-8 (RFC 3629).
 bool isUtf8(std::string_view text) noexcept;
 

@@ -50,7 +50,7 @@ class ADBinding : public LDAPBinding {
   /// with the Kerberos code; BaseException with BindError::kInvalidCredentials for a wrong
   /// password, kUnknownUser, kCredentialsUnusable for a user whose ticket the server refuses;
   /// NotFoundException when no controller can be found.
-  virtual void connect(const std::string& server, const std::string& site, int port);
+  virtual void connect(const std::string& server = "", const std::string& site = "", int port = 0);
 
   /// After a read that has failed because the controller is silent or gone: binds to another one.
   /// False when the failure is of another kind, the user has chosen the controller, or there is no

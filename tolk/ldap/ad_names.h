@@ -44,6 +44,11 @@ inline constexpr char AD_ALL_OBJECTS[] = "(objectClass=*)";
 /// 4511, 4.5.1.8).
 inline constexpr char AD_DN_ONLY[] = "1.1";
 
+// Bits of userAccountControl (MS-ADTS 2.2.16).
+inline constexpr int UF_ACCOUNT_DISABLED = 0x2;
+inline constexpr int UF_TRUSTED_FOR_DELEGATION = 0x80000;
+inline constexpr int UF_USE_DES_KEY_ONLY = 0x200000;
+
 // Attributes that exist in memory only, on objects that were converted from a zone layout.
 inline constexpr char TOLK_EXT_FILTER[] = "tolkExtFilter";
 inline constexpr char TOLK_ZONE_NAME[] = "tolkZoneName";

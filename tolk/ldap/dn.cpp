@@ -15,11 +15,6 @@ namespace {
 
 using ParsedDn = std::unique_ptr<std::remove_pointer_t<LDAPDN>, Releaser<ldap_dnfree>>;
 
-std::string hexByte(unsigned char byte) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  return {'\\', kDigits[byte >> 4], kDigits[byte & 0xf]};
-}
-
 [[noreturn]] void throwNotDn(const std::string& dn) {
   constexpr std::size_t kShownCharacters = 200;
   throw SystemException("'" + printable(std::string_view(dn).substr(0, kShownCharacters)) +
@@ -117,7 +112,7 @@ std::string DN::escapeLDAPFilter(std::string_view value) {
     const auto byte = static_cast<unsigned char>(c);
     const bool plain =
         byte >= 0x20 && byte < 0x7f && std::string_view("*()\\").find(c) == std::string_view::npos;
-    out += plain ? std::string(1, c) : hexByte(byte);
+    out += plain ? std::string(1, c) : '\\' + hexByte(byte);
   }
   return out;
 }
@@ -129,7 +124,7 @@ std::string DN::escapeValue(std::string_view value) {
     const auto byte = static_cast<unsigned char>(c);
     const bool atEdge = c == ' ' && (i == 0 || i + 1 == value.size());
     if (byte < 0x20 || byte == 0x7f) {
-      out += hexByte(byte);
+      out += '\\' + hexByte(byte);
     } else {
       const bool special = std::string_view(",+\"\\<>;=").find(c) != std::string_view::npos;
       if (special || atEdge || (c == '#' && i == 0)) out += '\\';

@@ -22,7 +22,7 @@ std::string netbiosNameOf(const std::string& domain) {
 
 std::string dnsNameOfDomain(const std::string& name) {
   if (name.find('.') != std::string::npos) return name;
-  const std::string joined = loadSetting(SETTING_DOMAIN_NAME, false, false);
+  const std::string joined = loadSetting(SETTING_DOMAIN_NAME);
   if (joined.empty()) return name;
   const std::string own = netbiosNameOf(joined);
   return own.empty() || equalsIgnoringCase(own, name) ? joined : name;

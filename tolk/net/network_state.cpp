@@ -38,7 +38,7 @@ KnownControllers& known() {
 }
 
 bool isJoinedDomain(const std::string& domain) {
-  return equalsIgnoringCase(loadSetting(SETTING_DOMAIN_NAME, false, false), domain);
+  return equalsIgnoringCase(loadSetting(SETTING_DOMAIN_NAME), domain);
 }
 
 // The site that this host is recorded in, when the domain is the joined one. Unreadable settings
@@ -46,8 +46,8 @@ bool isJoinedDomain(const std::string& domain) {
 std::string recordedSite(const std::string& domain) {
   try {
     if (!isJoinedDomain(domain)) return {};
-    const std::string site = loadSetting(SETTING_MACHINE_SITE, false, false);
-    return site.empty() ? loadSetting(SETTING_SUBNET_SITE, false, false) : site;
+    const std::string site = loadSetting(SETTING_MACHINE_SITE);
+    return site.empty() ? loadSetting(SETTING_SUBNET_SITE) : site;
   } catch (const Base_Exception& failure) {
     Logger::GetThreadPrivateLogger(kLogger).log(LogLevel::debug, failure.what());
     return {};
@@ -193,7 +193,7 @@ std::string NetworkState::getDCFromKset(const std::string& domain, const Service
                                         bool /*reserved1*/, bool /*reserved2*/) {
   if (!isJoinedDomain(domain)) return {};
   const bool catalog = type == ServiceType::globalCatalog;
-  return loadSetting(catalog ? SETTING_GLOBAL_CATALOG : SETTING_DOMAIN_CONTROLLER, false, false);
+  return loadSetting(catalog ? SETTING_GLOBAL_CATALOG : SETTING_DOMAIN_CONTROLLER);
 }
 
 void NetworkState::passOver(const std::string& server, ServiceType::Enum type,

@@ -2,6 +2,7 @@
 // docs/daemon-protocol.md describes them.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -35,6 +36,23 @@ inline constexpr std::string_view kMethodNotFound = "org.varlink.service.MethodN
 inline constexpr std::string_view kInterfaceNotFound = "org.varlink.service.InterfaceNotFound";
 inline constexpr std::string_view kInvalidParameter = "org.varlink.service.InvalidParameter";
 }  // namespace daemon_error
+
+/// The modules of GetSystemInfo, a bit each.
+namespace daemon_module {
+inline constexpr std::uint32_t kDns = 0x1;
+inline constexpr std::uint32_t kDomain = 0x2;
+inline constexpr std::uint32_t kNetState = 0x4;
+inline constexpr std::uint32_t kAdAgent = 0x8;
+inline constexpr std::uint32_t kConfig = 0x10;
+inline constexpr std::uint32_t kPmon = 0x80;
+inline constexpr std::uint32_t kPmonEnable = 0x100;
+inline constexpr std::uint32_t kPmonDisable = 0x200;
+inline constexpr std::uint32_t kZone = 0x400;
+inline constexpr std::uint32_t kHealth = 0x800;
+inline constexpr std::uint32_t kOrb = 0x1000;
+/// Whatever there is or will be; bit 0x40 belongs to no module.
+inline constexpr std::uint32_t kAll = 0xFFFFFFBF;
+}  // namespace daemon_module
 
 inline constexpr char kDaemonDirectory[] = "/var/orvald/daemon";
 inline constexpr std::string_view kDaemonSocketName = "velkd.sock";

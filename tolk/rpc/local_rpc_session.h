@@ -14,6 +14,7 @@
 #include "tolk/base/json.h"
 #include "tolk/base/shredder.h"
 #include "tolk/ldap/ad_object.h"
+#include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/mfa_step.h"
 #include "tolk/rpc/varlink_wire.h"
 
@@ -32,7 +33,8 @@ class LocalRpcSession {
   /// when the daemon cannot be reached (no socket, nobody listening, no permission, too many
   /// waiting), and IPCException kForeignDaemon when the process behind the socket is neither root's
   /// nor this user's.
-  LocalRpcSession(const std::string& directory, bool waitForDaemon, bool authenticate);
+  explicit LocalRpcSession(const std::string& directory = kDaemonDirectory,
+                           bool waitForDaemon = false, bool authenticate = false);
 
   /// Has the daemon identify this process by the credentials that the kernel keeps for the socket
   /// (unix(7), SO_PEERCRED).

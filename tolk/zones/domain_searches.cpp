@@ -74,7 +74,7 @@ DomainCount Work::count(const std::string& domain, std::string& step) {
               "setting the server locator");
   ADBinding binding(domain, cacheName_, &kerberos, false, std::string(), std::string(), false,
                     false);
-  binding.connect("", "", 0);
+  binding.connect();
   for (bool moved = false;; moved = true) {
     DomainCounter counter(binding, [this](std::size_t objects) { seen_ += objects; });
     try {

@@ -24,7 +24,7 @@ TEST(DomainIdentifiers, StillGatheringLeavesTheSessionUsable) {
       {kGathering, R"({"parameters":{"ranges":[{"key":"LAB.TEST","value":"100-199"},)"
                    R"({"key":"A.LAB.TEST","value":""}]}})" +
                        "\0"s});
-  LocalRpcSession session(directory.path(), false, false);
+  LocalRpcSession session(directory.path());
   EXPECT_THAT([&] { (void)session.getDomainIdentifiers(); },
               testing::Throws<IPCException>(
                   testing::Property(&IPCException::code, IpcError::kStillGathering)));
@@ -41,7 +41,7 @@ TEST(DomainIdentifiers, OtherShapesAreBadMessages) {
     const ScratchDirectory directory;
     const test::ScriptedDaemon daemon(directory.path("velkd.sock"),
                                       {R"({"parameters":)" + std::string(parameters) + "}\0"s});
-    LocalRpcSession session(directory.path(), false, false);
+    LocalRpcSession session(directory.path());
     try {
       (void)session.getDomainIdentifiers();
       ADD_FAILURE() << "no failure";

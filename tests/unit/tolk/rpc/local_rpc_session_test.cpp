@@ -46,14 +46,14 @@ class Session : public testing::Test {
   // What asking a daemon with these answers throws.
   std::string failureWith(std::vector<std::string> answers) {
     const ScriptedDaemon daemon(socket_, std::move(answers));
-    LocalRpcSession session(directory_.path(), false, false);
+    LocalRpcSession session(directory_.path());
     std::filesystem::remove(socket_);
     return failureOf<IPCException>([&] { (void)session.getCurrentDC(); });
   }
 
   // What comes of connecting only.
   static std::string connectFailure(const std::string& directory) {
-    return failureOf<IOException>([&] { const LocalRpcSession session(directory, false, false); });
+    return failureOf<IOException>([&] { const LocalRpcSession session(directory); });
   }
 
   ScratchDirectory directory_;
@@ -70,7 +70,7 @@ TEST_F(Session, CallsAndAnswers) {
                                   R"({"parameters":{}})" + "\0"s,
                                   R"({"parameters":{"code":2,"text":"https://c,p:1"}})" + "\0"s,
                                   R"({"parameters":{"code":2147483648,"text":""}})" + "\0"s});
-  LocalRpcSession session(directory_.path(), false, false);
+  LocalRpcSession session(directory_.path());
   session.authenticateProcess();
   EXPECT_EQ(session.getCurrentDC(), "dc1.example.com");
   EXPECT_EQ(session.getSystemInfo(0xFFFFFFBF), "a\nb");
@@ -137,7 +137,7 @@ TEST_F(Session, BadAnswersAreToldApart) {
 TEST_F(Session, SilenceEndsAtTheConfiguredLimitAndTheSessionWithIt) {
   Props().set(PN::VELKD_RPC_TIMEOUT, "0.1");
   const UniqueFd mute = listenAt(socket_);
-  LocalRpcSession session(directory_.path(), false, false);
+  LocalRpcSession session(directory_.path());
   const auto ask = [&] { (void)session.getCurrentDC(); };
   EXPECT_THAT(failureOf<IPCException>(ask),
               testing::AllOf(testing::StartsWith(std::to_string(IpcError::kTimeout)),
@@ -145,7 +145,7 @@ TEST_F(Session, SilenceEndsAtTheConfiguredLimitAndTheSessionWithIt) {
   Props().set(PN::VELKD_RPC_TIMEOUT, "10");
   const auto start = std::chrono::steady_clock::now();
   EXPECT_THAT(failureOf<IPCException>(ask), HasSubstr("stayed silent before"));
-  LocalRpcSession next(directory_.path(), false, false);
+  LocalRpcSession next(directory_.path());
   EXPECT_THAT(failureOf<IPCException>([&] { (void)next.getCurrentDC(); }),
               testing::AllOf(testing::StartsWith(std::to_string(IpcError::kTimeout)),
                              HasSubstr("stayed silent before (100 ms)")));
@@ -155,11 +155,9 @@ TEST_F(Session, SilenceEndsAtTheConfiguredLimitAndTheSessionWithIt) {
 TEST_F(Session, ACallThatIsSlowDoesNotSilenceTheOthersUnlessNobodyIsThere) {
   Props().set(PN::VELKD_RPC_TIMEOUT, "0.1");
   const auto object = [this] {
-    (void)LocalRpcSession(directory_.path(), false, false).ldapFetch("", "CN=x", {}, true);
+    (void)LocalRpcSession(directory_.path()).ldapFetch("", "CN=x", {}, true);
   };
-  const auto controller = [this] {
-    return LocalRpcSession(directory_.path(), false, false).getCurrentDC();
-  };
+  const auto controller = [this] { return LocalRpcSession(directory_.path()).getCurrentDC(); };
   {
     const UniqueFd mute = listenAt(socket_);
     EXPECT_THAT(failureOf<IPCException>(object), HasSubstr("100 ms"));
@@ -183,7 +181,7 @@ TEST_F(Session, WithTheCacheOffEveryReadAsksForTheDirectory) {
   NoCacheMode::reset();
   ScriptedDaemon daemon(socket_,
                         {R"({"parameters":{"object":null,"reason":"Not of lab.test."}})" + "\0"s});
-  LocalRpcSession session(directory_.path(), false, false);
+  LocalRpcSession session(directory_.path());
   (void)takeTroubles();
   EXPECT_FALSE(session.ldapFetch("", "CN=x", {}, false));
   EXPECT_THAT(daemon.calls().front(), HasSubstr(R"("fresh":true)"));
@@ -195,7 +193,7 @@ TEST_F(Session, WithTheCacheOffEveryReadAsksForTheDirectory) {
 TEST_F(Session, GoesOnAfterAnErrorAnswer) {
   const ScriptedDaemon daemon(socket_, {R"({"error":"org.orvald.velkd.NotJoined"})" + "\0"s,
                                         R"({"parameters":{"host":"dc1"}})" + "\0"s});
-  LocalRpcSession session(directory_.path(), false, false);
+  LocalRpcSession session(directory_.path());
   EXPECT_THROW((void)session.getCurrentDC(), IPCException);
   EXPECT_EQ(session.getCurrentDC(), "dc1");
 }
@@ -236,7 +234,7 @@ TEST_F(Session, AnotherUsersProcessIsNoDaemon) {
   const ChildProcess impostor([&] {
     if (::setresuid(65534, 65534, 65534) == 0) listener = listenAt(socket_);
   });
-  EXPECT_THAT(failureOf<IPCException>([&] { LocalRpcSession(directory_.path(), false, false); }),
+  EXPECT_THAT(failureOf<IPCException>([&] { LocalRpcSession(directory_.path()); }),
               testing::AllOf(HasSubstr(std::to_string(IpcError::kForeignDaemon) + " "),
                              HasSubstr("user 65534")));
 }
