@@ -12,12 +12,12 @@
 #include <string>
 #include <string_view>
 
-#include "cli/account/kerberos_files.h"
 #include "cli/common/output.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/krb5/kerberos_context.h"
+#include "tolk/krb5/kerberos_paths.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/krb5_handles.h"
 
@@ -141,7 +141,7 @@ std::optional<NewestKey> findNewest(krb5_context kerberos, krb5_keytab keytab,
 }  // namespace
 
 int latestLocalKeyVersion(TaskContext& context, std::ostream* verbose) {
-  const std::string path = keytabPath();
+  const std::string path = tolk::keytabPath();
   if (verbose != nullptr) {
     *verbose << prefix(1) << "Examining local keys\n"
              << prefix(2) << "Keys in " << path << " for " << tolk::printable(context.domain)

@@ -12,7 +12,6 @@
 #include <memory>
 #include <system_error>
 
-#include "cli/account/kerberos_files.h"
 #include "cli/common/command_runner.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
@@ -30,6 +29,7 @@
 #include "tolk/base/os_version.h"
 #include "tolk/base/private_directory.h"
 #include "tolk/base/text.h"
+#include "tolk/krb5/kerberos_paths.h"
 
 namespace joinscope {
 namespace {
@@ -93,7 +93,7 @@ int SupportReport::write() {
   agentReports();
   nameServiceFiles();
   keytab();
-  fileSection(krb5ConfPath());
+  fileSection(tolk::krb5ConfPath());
   fileSection("/etc/nsswitch.conf");
   if (exists(kPamDirectory)) pamFiles();
   nameServiceCache();
@@ -127,7 +127,7 @@ void SupportReport::nameServiceFiles() {
 }
 
 void SupportReport::keytab() {
-  const std::string path = keytabPath();
+  const std::string path = tolk::keytabPath();
   begin("Cached Kerberos tickets (" + path + "):\n");
   const int status = runCommands({{"/usr/share/orvald/kerberos/bin/klist", "-ket", path}}, false);
   if (status == -1) {

@@ -41,7 +41,7 @@ void moveAside(const std::string& path) {
 /// Moves the host's configuration file out of the way if it is the malformed one; another file that
 /// the library reads is named and stays, and so does a host's file that is intact.
 void handleMalformed(const std::string& malformed) {
-  if (malformed == kerberosConfigPath()) return moveAside(malformed);
+  if (malformed == krb5ConfPath()) return moveAside(malformed);
   const std::string named = malformed.empty() ? "A Kerberos configuration file" : malformed;
   noteTrouble("base.kerberos.wrap", printable(named) + " is malformed; it was left where it is");
 }

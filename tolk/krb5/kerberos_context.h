@@ -13,7 +13,7 @@ namespace tolk {
 
 class ProfileOverlay;
 
-/// A krb5 context with the agent's settings. The host's configuration file (kerberosConfigPath()),
+/// A krb5 context with the agent's settings. The host's configuration file (krb5ConfPath()),
 /// if it is malformed itself, is moved aside, with ".bad" appended to its name, and the context
 /// made without it; a malformed file beside it, or one that it includes, stays and is named among
 /// the troubles of the run.

@@ -5,7 +5,7 @@
 
 namespace tolk {
 
-std::string kerberosConfigPath() {
+std::string krb5ConfPath() {
   return Props().getProperty(PN::KRB5_CONFFILE_NAME);
 }
 

@@ -6,7 +6,7 @@
 namespace tolk {
 
 /// The property PN::KRB5_CONFFILE_NAME, "/etc/krb5.conf" when it is absent.
-std::string kerberosConfigPath();
+std::string krb5ConfPath();
 
 /// The property PN::KRB5_KEYTAB_NAME, "/etc/krb5.keytab" when it is absent.
 std::string keytabPath();

@@ -13,12 +13,12 @@
 
 #include "cli/account/binding.h"
 #include "cli/account/computer_account.h"
-#include "cli/account/kerberos_files.h"
 #include "cli/common/task_context.h"
 #include "keytab_file.h"
 #include "tests/support/captured_output.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/krb5/kerberos_context.h"
+#include "tolk/krb5/kerberos_paths.h"
 #include "tolk/ldap/ad_names.h"
 
 namespace joinscope {
@@ -115,8 +115,8 @@ TEST_F(LocalKeys, FailuresCarryTheCode) {
 }
 
 TEST_F(LocalKeys, PathsComeFromTheConfiguration) {
-  EXPECT_EQ(keytabPath(), keytab.path());
-  EXPECT_EQ(krb5ConfPath(), "/etc/krb5.conf");
+  EXPECT_EQ(tolk::keytabPath(), keytab.path());
+  EXPECT_EQ(tolk::krb5ConfPath(), "/etc/krb5.conf");
 }
 
 /// The text behind "Key Version: " for a version in the directory, "" for none.
