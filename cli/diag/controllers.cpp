@@ -13,6 +13,7 @@
 #include "cli/diag/functional_levels.h"
 #include "cli/diag/root_dse.h"
 #include "cli/diag/srv_records.h"
+#include "facts/sites.h"
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
 #include "tolk/ldap/ad_binding.h"
@@ -25,23 +26,6 @@ namespace {
 
 /// Connections open at one time, so that a large forest does not use up the descriptors.
 constexpr std::size_t kReadsTogether = 64;
-
-void appendSiteControllers(tolk::ADBinding& binding, const std::string& base,
-                           tolk::HostPortList& out) {
-  const char* const attributes[] = {tolk::AD_DNS_HOST_NAME, nullptr};
-  const auto objects =
-      binding.search("(dNSHostName=*)", base, attributes, tolk::SearchScope::oneLevel, 0, 0, 0);
-  if (objects->empty()) {
-    tolk::noteTrouble("cli.joinscope", "The directory names no server below " +
-                                           tolk::printable(base) + " that has a DNS name");
-  }
-  for (const tolk::ADObject& object : *objects) {
-    tolk::HostPort entry;
-    entry.host = tolk::toLower(object.getString(tolk::AD_DNS_HOST_NAME, ""));
-    entry.port = 389;
-    out.push_back(std::move(entry));
-  }
-}
 
 /// The lines below the title; the order of the reads is that of the lines of diagnostics.
 void writeRootDse(std::ostream& out, TaskContext& ctx, tolk::ADObject& rootDse,
@@ -89,13 +73,13 @@ void siteControllers(TaskContext& ctx, tolk::HostPortList& out, std::ostream* di
     std::cout << prefix(2) << "return empty DC list because configCtx is empty\n";
     return;
   }
-  const std::string base = "CN=servers,cn=" + ctx.site + ",CN=Sites," + ctx.configNamingContext;
+  const std::string base = siteServersBase(ctx.site, ctx.configNamingContext);
   if (diag != nullptr) {
     *diag << prefix(2) << "Retrieving server objects from " << tolk::printable(base) << '\n'
           << std::flush;
   }
   try {
-    appendSiteControllers(*binding, base, out);
+    out = readSiteServers(*binding, base);
   } catch (const std::exception& e) {
     if (diag != nullptr) {
       *diag << prefix(2) << "Failed to get DC in current site: " << tolk::printable(e.what())
