@@ -40,6 +40,8 @@ struct ZonePlatform {
   bool hierarchical = false;  ///< the zone names its platform itself
   std::string url;            ///< "" when none is given
   std::string tenantId;       ///< "" when none is given
+  /// Below which distinguished names the zone trusts connectors, separated by ";".
+  std::string connectorPlace;
 };
 
 /// Orders and compares texts as the directory does.

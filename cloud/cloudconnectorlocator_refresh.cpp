@@ -8,6 +8,7 @@
 #include "cloud/connector_kset.h"
 #include "cloud/connector_log.h"
 #include "cloud/connector_search.h"
+#include "cloud/connector_trust.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/join_settings_writer.h"
 #include "tolk/base/properties.h"
@@ -202,7 +203,10 @@ void CloudConnectorLocator::readKset() {
     state_.platform.url = stored.platformUrl;
     state_.platform.tenantId = stored.tenantId;
     state_.place.site = settings.load(SETTING_SUBNET_SITE, false, false);
+    state_.platform.connectorPlace = stored.connectorPlace;
+    const std::vector<std::string> places = trustedPlaces(state_.platform);
     for (StoredConnector& item : stored.connectors) {
+      if (!isTrusted(item.connector.dn, places)) continue;
       if (state_.find(item.connector.key()) != nullptr) continue;
       state_.lists.append(item.list, item.connector.key());
       state_.urls.insert(item.connector.url);
@@ -228,8 +232,10 @@ StoredConnectors CloudConnectorLocator::toStore() const {
   std::stable_partition(all.begin(), all.end(), [&current](const CloudConnector& connector) {
     return connector.key() == current;
   });
-  StoredConnectors stored{
-      .platformUrl = state_.platform.url, .tenantId = state_.platform.tenantId, .connectors = {}};
+  StoredConnectors stored{.platformUrl = state_.platform.url,
+                          .tenantId = state_.platform.tenantId,
+                          .connectorPlace = state_.platform.connectorPlace,
+                          .connectors = {}};
   if (stored.platformUrl.empty() && !all.empty()) stored.platformUrl = all.front().url;
   for (CloudConnector& connector : all) {
     const auto place = state_.lists.placeOf(connector.key());

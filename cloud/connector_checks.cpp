@@ -6,6 +6,7 @@
 
 #include "cloud/connector_attributes.h"
 #include "cloud/connector_log.h"
+#include "cloud/connector_trust.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/ldap/ad_names.h"
@@ -106,6 +107,7 @@ ZonePlatform readZonePlatform(const ADObject& zone) {
   if (platform.hierarchical) {
     platform.url = trim(zoneNote(zone, kCloudUrlPrefix));
     platform.tenantId = trim(zoneNote(zone, kTenantIdPrefix));
+    platform.connectorPlace = trim(zoneNote(zone, kCloudConnectorsPrefix));
     platform.mfaEnabled = !platform.url.empty() || !platform.tenantId.empty();
     return platform;
   }
@@ -161,6 +163,7 @@ void logUnavailableConnector(const CloudConnector& connector, bool needsIwa) {
 FoundConnectors processList(std::vector<ADObject>& connectors, const std::vector<ADObject>& hosts,
                             const ZonePlatform& platform, TextSet& reported) {
   FoundConnectors found;
+  const std::vector<std::string> places = trustedPlaces(platform);
   for (std::size_t i = 0; i < connectors.size(); ++i) {
     ADObject& object = connectors[i];
     if (!loadAttributes(object, hosts[i])) continue;
@@ -170,6 +173,11 @@ FoundConnectors processList(std::vector<ADObject>& connectors, const std::vector
       continue;
     }
     CloudConnector connector = readConnector(object);
+    if (!isTrusted(connector.dn, places)) {
+      reportUntrusted(connector, reported);
+      found.invalid.push_back(std::move(connector));
+      continue;
+    }
     if (!connector.url.empty()) found.urls.insert(connector.url);
     if (!connector.tenantId.empty()) found.tenantIds.insert(connector.tenantId);
     const bool sane = connectorSanityCheck(connector, platform);

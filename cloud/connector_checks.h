@@ -36,7 +36,8 @@ bool connectorSanityCheck(const CloudConnector& connector, const ZonePlatform& p
 void logUnavailableConnector(const CloudConnector& connector, bool needsIwa);
 
 /// Sorts connector objects, given with the objects of their hosts in the same order, into valid and
-/// invalid connectors. `reported` holds the texts of earlier reports: each is made once.
+/// invalid connectors; one that is not trusted (connector_trust.h) is invalid, whatever it says.
+/// `reported` holds the texts of earlier reports: each is made once.
 [[nodiscard]] FoundConnectors processList(std::vector<ADObject>& connectors,
                                           const std::vector<ADObject>& hosts,
                                           const ZonePlatform& platform, TextSet& reported);

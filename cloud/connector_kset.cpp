@@ -14,7 +14,7 @@
 namespace tolk {
 namespace {
 
-constexpr std::size_t kFields = 12;
+constexpr std::size_t kFields = 13;
 // As much as a join setting is read back.
 constexpr std::size_t kMaxTextBytes = (std::size_t{1} << 20U) - 1;
 
@@ -58,7 +58,8 @@ Fields fieldsOf(const StoredConnectors& stored, const StoredConnector& item) {
           connector.iwaHttpPort,
           connector.iwaHttpsPort,
           std::to_string(connector.services),
-          connector.dn};
+          connector.dn,
+          stored.connectorPlace};
 }
 
 bool canHold(const Fields& fields) {
@@ -72,6 +73,7 @@ bool parseLine(const std::string& line, StoredConnectors& stored) {
   if (fields.size() != kFields || fields[0].empty()) return false;
   stored.platformUrl = fields[0];
   stored.tenantId = fields[1];
+  stored.connectorPlace = fields[12];
   const auto* const list =
       std::find_if(kListNames.begin(), kListNames.end(),
                    [&fields](const ListName& row) { return fields[5] == row.name; });

@@ -20,6 +20,7 @@ struct StoredConnector {
 struct StoredConnectors {
   std::string platformUrl;
   std::string tenantId;
+  std::string connectorPlace;  ///< of ZonePlatform
   std::vector<StoredConnector> connectors;
 };
 

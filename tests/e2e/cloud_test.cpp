@@ -379,7 +379,8 @@ TEST_F(CloudTest, ConnectorIsTheProxyAndADeadOneIsLeft) {
   const std::string settings =
       "velkd.legacyzone.mfa.enabled: true\nvelkd.legacyzone.mfa.cloudurl: https://cloud.lab.test\n"
       "velkd.legacyzone.mfa.tenantid: LAB0001\nvelkd.cloud.cert.store: /etc/ssl/lab/ca.pem\n"
-      "cloud.curl.timeout: 2\nroot.logger.name: DEBUG\n";
+      "cloud.connector.trusted: OU=Connectors,DC=lab,DC=test\ncloud.curl.timeout: "
+      "2\nroot.logger.name: DEBUG\n";
   configure(settings + "cloud.rest.version: 1.0\n");
   restartDaemon();
   lab.member.must(kRefreshed);
@@ -410,6 +411,47 @@ TEST_F(CloudTest, ConnectorIsTheProxyAndADeadOneIsLeft) {
   EXPECT_EQ(two.status, 0) << two;
   EXPECT_THAT(two.out, HasSubstr("An email has been sent to your registered email address.\n"));
   EXPECT_EQ(cloud.must("grep -vc '\"faults\":\\[\\]' /tmp/record; true"), "0\n");
+}
+
+// A computer that has been taken over publishes itself as a connector, to a platform of its own.
+TEST_F(CloudTest, ConnectorThatAComputerPublishesItselfIsNotUsed) {
+  const std::string asComputer = "kinit -k 'HOST1$' -c /tmp/host1.cc && KRB5CCNAME=/tmp/host1.cc ";
+  const std::string object = "CN=proxy,CN=HOST1,CN=Computers,DC=lab,DC=test";
+  const HostChange published(
+      lab.member,
+      asComputer + "ldapadd -Q -Y GSSAPI -H ldap://dc1.lab.test <<'END'\ndn: " + object +
+          "\nobjectClass: serviceConnectionPoint\n"
+          "keywords: pellion.core.cloudurl:https://cloud1.lab.test:8443/\n"
+          "keywords: pellion.mobile.proxySysId:LAB0001\n"
+          "keywords: pellion.core.webproxy:proxy1.lab.test:3130\n"
+          "keywords: pellion.core.webproxyenabled:true\n"
+          "keywords: pellion.core.iwa.enabled:true\n"
+          "keywords: pellion.core.iwa.hostname:web1.lab.test\n"
+          "keywords: pellion.core.iwa.httpsPort:8443\nEND",
+      asComputer + "ldapdelete -Q -Y GSSAPI -H ldap://dc1.lab.test '" + object + "'");
+  RunningCommand server = platform(
+      R"({"client":"v1s","answers":{"security/sso":[{"headers":{"Set-Cookie":".ASPXAUTH=m; path=/"},)"
+      R"("json":{"success":true}}],"security/startimpersonate":[{"headers":{"Set-Cookie":)"
+      R"(".ASPXAUTH=u; path=/"},"json":{"success":true}}],"tqsintegration/mfalogin":[)"
+      R"({"json":{"success":true}}]}})");
+  ASSERT_TRUE(server.waitForError("ready"));
+  const std::string settings =
+      "velkd.legacyzone.mfa.enabled: true\nvelkd.legacyzone.mfa.tenantid: LAB0001\n"
+      "velkd.cloud.cert.store: /etc/ssl/lab/ca.pem\nadsec.cert.dir: /etc/ssl/lab\n";
+  configure(settings);
+  restartDaemon();
+  lab.member.must(kRefreshed);
+  const CommandResult refused = mfa("root", "");
+  EXPECT_EQ(refused.status, 6) << refused;
+  EXPECT_THAT(refused.out, Not(HasSubstr("authenticated")));
+  EXPECT_THAT(lab.member.must("cat /var/log/orvald.log"),
+              HasSubstr("Cloud connector 'host1.lab.test' is not used: any computer may publish '" +
+                        object + "'."));
+  // The attack is a real one: with an administrator's word for that computer it succeeds.
+  configure(settings + "cloud.connector.trusted: CN=HOST1,CN=Computers,DC=lab,DC=test\n");
+  restartDaemon();
+  lab.member.must(kRefreshed);
+  EXPECT_EQ(mfa("root", "").out, "The platform has authenticated root.\n");
 }
 
 }  // namespace

@@ -17,7 +17,8 @@ using testing::Not;
 constexpr const char* kConfigure =
     "cp /etc/orvald/orvald.conf /root/conf.connectors; printf '%s\\n' 'root.logger.name: DEBUG' "
     "'velkd.legacyzone.mfa.enabled: true' 'velkd.legacyzone.mfa.cloudurl: https://cloud.lab.test' "
-    "'velkd.legacyzone.mfa.tenantid: LAB0001' >> /etc/orvald/orvald.conf";
+    "'velkd.legacyzone.mfa.tenantid: LAB0001' 'cloud.connector.trusted: "
+    "OU=Connectors,DC=lab,DC=test' >> /etc/orvald/orvald.conf";
 constexpr const char* kRestore =
     "cp /root/conf.connectors /etc/orvald/orvald.conf; "
     "rm -f /root/conf.connectors /var/orvald/kset.cloudconnectors "
@@ -149,7 +150,7 @@ TEST_F(ConnectorsTest, ConfiguredConnectorIsTheOnlyOne) {
        }) {
     SCOPED_TRACE(row.configured);
     lab.member.must(
-        "sed -i '/^cloud.connector/d' /etc/orvald/orvald.conf; echo "
+        "sed -i '/^cloud.connector.override/d' /etc/orvald/orvald.conf; echo "
         "'cloud.connector.override: " +
         std::string(row.configured) + "' >> /etc/orvald/orvald.conf");
     EXPECT_THAT(refreshUpTo(row.last), AllOf(HasSubstr(row.text), HasSubstr(row.last)));
@@ -196,7 +197,7 @@ TEST_F(ConnectorsTest, StoredTextIsWholeWheneverTheDaemonIsKilled) {
       "cd /var/orvald; for i in $(seq 12); do pgrep -x velkd >/dev/null || " + daemonBinary() +
       " >/dev/null 2>&1 & sleep 0.3; kill -HUP $(pgrep -x velkd); "
       "sleep 0.$((15 + i * 2)); kill -KILL $(pgrep -x velkd); "
-      "awk -F'|' 'NF != 12 { bad = 1 } END { print (bad ? \"torn\" : NR) }' kset.cloudconnectors; "
+      "awk -F'|' 'NF != 13 { bad = 1 } END { print (bad ? \"torn\" : NR) }' kset.cloudconnectors; "
       "done | sort | uniq -c");
   EXPECT_THAT(ends, testing::MatchesRegex(" *12 306\n"));
 }

@@ -133,6 +133,10 @@ inline constexpr Property CLOUD_IWA_URL_OVERRIDE{
 inline constexpr Property CLOUD_CONNECTOR_OVERRIDE{
     "CLOUD_CONNECTOR_OVERRIDE", "cloud.connector.override", "", "text",
     "HOST:PORT of the one cloud connector to use, in place of a search."};
+inline constexpr Property CLOUD_CONNECTOR_TRUSTED{
+    "CLOUD_CONNECTOR_TRUSTED", "cloud.connector.trusted", "", "text",
+    "Distinguished names, separated by ';', of the cloud connectors' computers or of containers "
+    "above them, in place of the zone's; no connector outside of them is used."};
 inline constexpr Property CLOUD_CONNECTOR_LOCAL{
     "CLOUD_CONNECTOR_LOCAL", "cloud.connector.local", "false", "boolean",
     "Whether only cloud connectors of this host's own site are searched for."};
@@ -222,6 +226,7 @@ inline constexpr std::array kProperties{
     &PN::CLOUD_REST_VERSION,
     &PN::CLOUD_IWA_URL_OVERRIDE,
     &PN::CLOUD_CONNECTOR_OVERRIDE,
+    &PN::CLOUD_CONNECTOR_TRUSTED,
     &PN::CLOUD_CONNECTOR_LOCAL,
     &PN::CLOUD_CONNECTOR_REFRESH_INTERVAL,
     &PN::DEFAULT_CLOUD_CONNECTOR_SUBNET_PREFERENCE,

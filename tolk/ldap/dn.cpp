@@ -42,6 +42,22 @@ std::string domainLabel(LDAPRDN component) {
   return isDc ? text(component[0]->la_value) : std::string();
 }
 
+std::size_t componentsOf(const ParsedDn& dn) {
+  std::size_t count = 0;
+  while (dn != nullptr && dn.get()[count] != nullptr) ++count;
+  return count;
+}
+
+// Active Directory has no component of several values: one that has is like no other.
+bool sameComponent(LDAPRDN left, LDAPRDN right) {
+  const auto single = [](LDAPRDN component) {
+    return component[0] != nullptr && component[1] == nullptr;
+  };
+  return single(left) && single(right) &&
+         equalsIgnoringCase(text(left[0]->la_attr), text(right[0]->la_attr)) &&
+         equalsIgnoringCase(text(left[0]->la_value), text(right[0]->la_value));
+}
+
 // One component's values without types; "\\" and "/" are what separates or escapes in the canonical
 // form.
 std::string canonicalComponent(LDAPRDN component) {
@@ -75,8 +91,7 @@ std::string DN::domainFromDN(const std::string& dn) {
 std::string DN::canonicalFromDN(const std::string& dn) {
   const ParsedDn parsed = parseDn(dn);
   if (parsed == nullptr) return {};
-  std::size_t count = 0;
-  while (parsed.get()[count] != nullptr) ++count;
+  std::size_t count = componentsOf(parsed);
   std::string domain;
   std::string path;
   bool inDomain = true;  // from the root down, until the first component that is no DC
@@ -91,6 +106,18 @@ std::string DN::canonicalFromDN(const std::string& dn) {
     }
   }
   return domain + (path.empty() ? "/" : path);
+}
+
+bool DN::isWithin(const std::string& dn, const std::string& container) {
+  const ParsedDn name = parseDn(dn);
+  const ParsedDn above = parseDn(container);
+  std::size_t i = componentsOf(name);
+  std::size_t j = componentsOf(above);
+  if (j == 0 || j > i) return false;
+  while (j > 0) {
+    if (!sameComponent(name.get()[--i], above.get()[--j])) return false;
+  }
+  return true;
 }
 
 // A backslash takes the next character's meaning (RFC 4514).

@@ -22,6 +22,11 @@ class DN {
   /// The name above `dn`, as it stands there; "" at the top.
   [[nodiscard]] static std::string parentOf(const std::string& dn);
 
+  /// Whether `dn` is `container`, or lies below it, compared component by component without the
+  /// case of ASCII letters; never for an empty container. Throws SystemException for text that is
+  /// not a distinguished name.
+  [[nodiscard]] static bool isWithin(const std::string& dn, const std::string& container);
+
   /// `value` as it may stand in a filter: NUL, "*", "(", ")", "\" and every byte outside printable
   /// ASCII become \hh (RFC 4515, section 3).
   [[nodiscard]] static std::string escapeLDAPFilter(std::string_view value);

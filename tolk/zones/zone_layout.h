@@ -22,10 +22,11 @@ inline constexpr std::string_view ZONE_VERSION9 = "$OrvaldZone9";
 
 /// Values of a zone object's `description`, each with a text behind it: the layout (a name of
 /// kset.schema from orv_v1_0 on; orv_v1_0 without one), and where a zone of version 6 and later has
-/// its cloud platform.
+/// its cloud platform, and the connectors to it.
 inline constexpr std::string_view kLayoutPrefix = "OrvaldLayout:";
 inline constexpr std::string_view kCloudUrlPrefix = "OrvaldCloudUrl:";
 inline constexpr std::string_view kTenantIdPrefix = "OrvaldTenantId:";
+inline constexpr std::string_view kCloudConnectorsPrefix = "OrvaldCloudConnectors:";
 
 /// A computer's entry in a zone: a serviceConnectionPoint with this value among its `keywords`, in
 /// the container CN=Computers of the zone. Its `managedBy` names the computer object; the directory

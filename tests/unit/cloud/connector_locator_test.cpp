@@ -97,6 +97,7 @@ class LocatorTest : public testing::Test {
     set(PN::VELKD_LEGACYZONE_MFA_ENABLED, "true");
     set(PN::VELKD_LEGACYZONE_MFA_CLOUDURL, "https://p.test");
     set(PN::CLOUD_REST_VERSION, "1.0");
+    set(PN::CLOUD_CONNECTOR_TRUSTED, "DC=lab,DC=test");
     for (const char* host : {"10.1.1.1", "10.2.2.2"}) directory_.add(host, valid("Here"));
     directory_.add("far.test", valid("Far"));
     directory_.place.address = {.name = "eth0",
@@ -210,6 +211,46 @@ TEST_F(LocatorTest, InvalidOnesAreReportedOnce) {
   texts = log.take();
   EXPECT_THAT(texts, Contains(none));
   EXPECT_THAT(texts, Not(Contains(StartsWith(report))));
+}
+
+TEST_F(LocatorTest, OnlyWhatLiesWhereAnAdministratorSaidIsUsed) {
+  struct Row {
+    const char* trusted;
+    const char* zone;
+    std::vector<std::string> used;
+  };
+  directory_.zone = ADObject("CN=z");
+  directory_.zone[AD_DISPLAY_NAME] = std::string("$OrvaldZone7");
+  const std::string far = "CN=far.test,DC=lab,DC=test";
+  const Row rows[] = {
+      {"", "", {}},
+      {"", "cn=FAR.test, DC=lab,DC=test", {"far.test:8080"}},
+      {" ", "DC=evil,DC=test", {}},
+      {"CN=10.1.1.1,DC=lab,DC=test ; no name;", far.c_str(), {"10.1.1.1:8080"}},
+      {"no name", far.c_str(), {}},
+  };
+  for (const Row& row : rows) {
+    SCOPED_TRACE(std::string(row.trusted) + "|" + row.zone);
+    // Without an address of its own the zone would have the connector's for the platform.
+    directory_.zone[AD_DESCRIPTION] = std::vector<std::string>{
+        "OrvaldTenantId:T1", "OrvaldCloudConnectors:" + std::string(row.zone)};
+    set(PN::CLOUD_CONNECTOR_TRUSTED, row.trusted);
+    CloudConnectorLocator locator(kset_.path("new"));
+    LogTexts log;
+    locator.UpdateCloudConnectors();
+    EXPECT_THAT(log.take(), Contains(StartsWith("Cloud connector '10.2.2.2' is not used: any "
+                                                "computer may publish 'CN=proxy,CN=10.2.2.2,DC=")));
+    EXPECT_EQ(locator.platformUrl(), row.used.empty() ? "" : "https://p.test/");
+    EXPECT_EQ(drain(locator), row.used);
+    EXPECT_THAT(locator.dump(),
+                testing::ContainsRegex("invalid:\n(.*\n)* *Pellion Connector: 10.2.2.2\n"));
+    // What was stored is trusted no longer than what is found.
+    locator.UpdateCloudConnectors();
+    EXPECT_EQ(CloudConnectorLocator(kset_.path("new")).getCloudConnector(),
+              row.used.empty() ? "" : row.used[0]);
+    set(PN::CLOUD_CONNECTOR_TRUSTED, "DC=other");
+    EXPECT_EQ(CloudConnectorLocator(kset_.path("new")).getCloudConnector(), "");
+  }
 }
 
 TEST_F(LocatorTest, ConfiguredConnectorIsTheOnlyOne) {

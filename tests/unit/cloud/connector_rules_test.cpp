@@ -201,7 +201,10 @@ CloudConnector stored(const std::string& host) {
 
 TEST(ConnectorKset, ReadsBackWhatItHolds) {
   LogTexts log;
-  StoredConnectors connectors{.platformUrl = "https://p.test", .tenantId = "T1", .connectors = {}};
+  StoredConnectors connectors{.platformUrl = "https://p.test",
+                              .tenantId = "T1",
+                              .connectorPlace = "OU=X",
+                              .connectors = {}};
   connectors.connectors.push_back(
       {.connector = stored("b.test"), .list = ConnectorList::otherSubnet});
   connectors.connectors.push_back({.connector = stored("a.test"), .list = ConnectorList::site});
@@ -213,18 +216,19 @@ TEST(ConnectorKset, ReadsBackWhatItHolds) {
   const std::string text = ksetText(connectors, false);
   EXPECT_EQ(text,
             "https://p.test|T1|b.test|Paris|3128|othersubnet|b.test|iwa||8443|3|"
-            "CN=proxy,CN=H1,DC=lab,DC=test\n");
+            "CN=proxy,CN=H1,DC=lab,DC=test|OU=X\n");
   EXPECT_THAT(log.take(),
               ElementsAre("Can't write connector(a.test) of current site into kset file.",
                           "Can't write connector(c.test) of other sites into kset file.",
                           "Can't write connector(d.test) of other sites into kset file."));
-  const StoredConnectors back = parseKset(text + "half|a line\n\n|||||||||||\n");
+  const StoredConnectors back = parseKset(text + "half|a line\n\n||||||||||||\n");
   ASSERT_EQ(back.connectors.size(), 1U);
   EXPECT_EQ(back.connectors.front().list, ConnectorList::otherSubnet);
+  EXPECT_EQ(back.connectorPlace, "OU=X");
   EXPECT_EQ(ksetText(back, false), text);
   connectors.connectors.clear();
   EXPECT_EQ(ksetText(connectors, false), "");
-  EXPECT_EQ(ksetText(connectors, true), "https://p.test|T1||||||||||\n");
+  EXPECT_EQ(ksetText(connectors, true), "https://p.test|T1|||||||||||\n");
 }
 
 TEST(ConnectorDump, WholeText) {

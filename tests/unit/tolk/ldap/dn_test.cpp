@@ -36,6 +36,27 @@ TEST(DN, DomainAndCanonicalForm) {
   }
 }
 
+TEST(DN, NamesBelowAContainer) {
+  const std::string container = "OU=Connectors, dc=LAB,DC=test";
+  struct Row {
+    const char* dn;
+    bool within;
+  };
+  for (const auto& [dn, within] :
+       {Row{"CN=proxy,CN=C1,ou=connectors,DC=lab,DC=test", true},
+        Row{"OU=Connectors,DC=lab,DC=test", true}, Row{"DC=lab,DC=test", false},
+        // A comma in a value is no border, and another type of component another place.
+        Row{"CN=evil\\,OU=Connectors,DC=lab,DC=test", false},
+        Row{"CN=evil\\2COU\\3DConnectors,DC=lab,DC=test", false},
+        Row{"CN=x,CN=Connectors,DC=lab,DC=test", false},
+        Row{"CN=x,OU=Connectors+CN=y,DC=lab,DC=test", false},
+        Row{"CN=x,OU=Connectors,DC=lab,DC=test,DC=evil", false},
+        Row{"CN=x,OU=Connectors,DC=lab,DC=testing", false}, Row{"", false}}) {
+    EXPECT_EQ(DN::isWithin(dn, container), within) << dn;
+  }
+  EXPECT_FALSE(DN::isWithin("CN=x,DC=lab", ""));
+}
+
 TEST(DN, TextThatIsNoNameIsRefused) {
   using namespace std::string_literals;
   for (const std::string& text :
