@@ -66,6 +66,8 @@ struct RunQueue::State {
   explicit State(std::string queueName) : name(std::move(queueName)) {}
 
   bool add(std::shared_ptr<QueueAble> item, std::chrono::milliseconds delay);
+  void addAgain(const std::shared_ptr<QueueAble>& item);
+  std::vector<Waiting>::iterator sameAs(const QueueAble& item);
   void work();
   bool runNext(std::unique_lock<std::mutex>& lock);
 
@@ -77,18 +79,28 @@ struct RunQueue::State {
   bool stopped = false;
 };
 
+std::vector<RunQueue::State::Waiting>::iterator RunQueue::State::sameAs(const QueueAble& item) {
+  return std::find_if(waiting.begin(), waiting.end(), [&item](const Waiting& other) {
+    return other.item->getID() == item.getID();
+  });
+}
+
 bool RunQueue::State::add(std::shared_ptr<QueueAble> item, std::chrono::milliseconds delay) {
   if (stopped) return false;
   if (item->dedupMe()) {
-    const auto same = std::find_if(waiting.begin(), waiting.end(), [&item](const Waiting& other) {
-      return other.item->getID() == item->getID();
-    });
+    const auto same = sameAs(*item);
     if (same != waiting.end() && item->keepQueuedItem()) return false;
     if (same != waiting.end()) waiting.erase(same);
   }
   waiting.push_back({.due = Clock::now() + delay, .item = std::move(item)});
   changed.notify_one();
   return true;
+}
+
+// An item that was asked for while this one ran is due sooner, and comes again by itself.
+void RunQueue::State::addAgain(const std::shared_ptr<QueueAble>& item) {
+  if (item->dedupMe() && sameAs(*item) != waiting.end()) return;
+  add(item, pauseOf(*item));
 }
 
 // Runs the item that is due longest; false when none is.
@@ -105,7 +117,7 @@ bool RunQueue::State::runNext(std::unique_lock<std::mutex>& lock) {
   lock.lock();
   --busy;
   // updateTimeout() may have ended it.
-  if (item->periodic()) add(item, pauseOf(*item));
+  if (item->periodic()) addAgain(item);
   changed.notify_all();
   return true;
 }
