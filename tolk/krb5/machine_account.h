@@ -13,7 +13,8 @@ class MachineTicket;
 struct ADHelper {
   /// The computer account's tickets for all threads of this process: one cache, got with the keytab
   /// at the first call and anew when it is about to end, when the account is another, or with
-  /// `renew`. It lives as long as somebody holds it. Throws as MachineTicket does.
+  /// `renew`. It lives as long as somebody holds it. Throws as MachineTicket does; a failure is the
+  /// answer to all for some seconds.
   static std::shared_ptr<const MachineTicket> GetMachineCredCache(bool renew = false);
 
   /// The computer account's principal from the join settings, "NETBIOSNAME$@REALM"; the caller
