@@ -27,7 +27,7 @@ tolk::CloudConnPool& pool() {
 void poolLoans(benchmark::State& state) {
   tolk::CloudConnPool& transfers = pool();
   for (auto _ : state) {
-    const auto transfer = transfers.getCurl("user", "program");
+    const auto transfer = transfers.getCurl("user", "program", {});
     transfers.releaseCurl(transfer.get());
   }
   state.SetItemsProcessed(state.iterations());

@@ -49,8 +49,8 @@ bool isHostName(const std::string& text) {
 
 }  // namespace
 
-CloudAuth::CloudAuth(std::string url, MfaRequest request)
-    : url_(std::move(url)), request_(std::move(request)) {
+CloudAuth::CloudAuth(PlatformWay way, MfaRequest request)
+    : way_(std::move(way)), url_(way_.platform), request_(std::move(request)) {
   if (url_.empty()) throw CloudException("No address of the cloud platform is known");
 }
 
@@ -68,13 +68,16 @@ std::string CloudAuth::getAnswerPrompt(const MfaMechanism& mechanism) const {
 
 void CloudAuth::getCurl(const std::string& userName, const std::string& programName) {
   if (transfer_) return;
-  transfer_ = CloudConnPool::getInstance().getCurl(userName, programName);
+  transfer_ = CloudConnPool::getInstance().getCurl(userName, programName, way_.proxy);
   checkPlatformCertificate(*transfer_, kLog);
+  transfer_->addCookies(std::exchange(cookies_, {}));
 }
 
-void CloudAuth::setProxy(const HttpProxy& proxy) {
-  proxy_ = proxy;
-  CloudConnPool::getInstance().setProxy(proxy);
+void CloudAuth::releaseCurl() {
+  if (!transfer_) return;
+  cookies_ = transfer_->cookies();
+  CloudConnPool::getInstance().releaseCurl(transfer_.get());
+  transfer_.reset();
 }
 
 CurlObject& CloudAuth::transfer() {
@@ -97,7 +100,7 @@ bool CloudAuth::post(const char* path, Members members) {
   LockedText body;
   json::writePairs(body, members);
   answer_ = json::Document();
-  transfer().makeRequest(url_ + path, body.view(), true);
+  way_.request(transfer(), url_ + path, body.view(), true);
   return processResult();
 }
 

@@ -6,11 +6,12 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "cloud/cloud_object.h"
 #include "cloud/curl_object.h"
-#include "cloud/http_proxy.h"
 #include "cloud/mfa_policy.h"
+#include "cloud/platform_way.h"
 #include "tolk/base/json.h"
 #include "tolk/base/shredder.h"
 
@@ -28,8 +29,8 @@ struct MfaRequest {
 /// no JSON, and CloudException with a text for people.
 class CloudAuth : public CloudBase {
  public:
-  /// `url` is the platform's address and ends with "/".
-  CloudAuth(std::string url, MfaRequest request);
+  /// Throws CloudException for a way to no platform.
+  CloudAuth(PlatformWay way, MfaRequest request);
   /// Gives the transfer back.
   ~CloudAuth() override;
 
@@ -46,11 +47,13 @@ class CloudAuth : public CloudBase {
   [[nodiscard]] virtual std::string getSelectText(const MfaMechanism& mechanism) const;
   [[nodiscard]] virtual std::string getAnswerPrompt(const MfaMechanism& mechanism) const;
 
-  /// Borrows a transfer, with the platform's certificate checked as configured, unless there is
-  /// one.
+  /// Borrows a transfer, with the platform's certificate checked as configured and the cookies of
+  /// this authentication, unless there is one.
   void getCurl(const std::string& userName, const std::string& programName);
-  /// The web proxy of this client and of the pool's transfers.
-  void setProxy(const HttpProxy& proxy);
+  /// Gives the transfer back until the next step: nobody waits for one while a user thinks.
+  void releaseCurl();
+
+  [[nodiscard]] const PlatformWay& way() const noexcept { return way_; }
 
   bool processResult() override;
 
@@ -63,22 +66,24 @@ class CloudAuth : public CloudBase {
   /// that the user's instance is there. Throws CloudException "Failed to startAuthentication".
   void postWhereUserIs(const char* path, Members members);
   [[nodiscard]] CurlObject& transfer();
+  /// A request without a body.
+  void get(const std::string& url) { way_.request(transfer(), url, {}, false); }
   /// The object "Result" of the last answer, or an empty one.
   [[nodiscard]] const json::Value& result() const;
   [[nodiscard]] const std::string& url() const noexcept { return url_; }
   [[nodiscard]] const MfaRequest& request() const noexcept { return request_; }
-  [[nodiscard]] const HttpProxy& proxy() const noexcept { return proxy_; }
 
+  PlatformWay way_;
   MfaPolicy policy_;
   json::Document answer_;  // the last one
 
  private:
   [[nodiscard]] bool moveToPod();
 
-  std::string url_;
+  std::string url_;  // of the platform, or of the host where the user's instance is
   MfaRequest request_;
-  HttpProxy proxy_;
   std::shared_ptr<CurlObject> transfer_;
+  std::vector<std::string> cookies_;  // while there is no transfer
 };
 
 }  // namespace tolk

@@ -85,9 +85,6 @@ void CloudAuthV1S::getMachineAuthToken() {
     sso();
   } catch (const CloudIwaException&) {
     throw;
-  } catch (const CurlUnreachableException& e) {
-    kLog.debug("%s", {e.what()});
-    throw CloudIwaUnreachableException(kNetworkInDoubt);
   } catch (const CurlException& e) {
     kLog.debug("%s", {e.what()});
     throw CloudIwaException(kNetworkInDoubt);
@@ -97,7 +94,7 @@ void CloudAuthV1S::getMachineAuthToken() {
 }
 
 void CloudAuthV1S::siteCheck() {
-  const SiteCheckResult check = checkSite(transfer(), iwa_, proxy(), kLog);
+  const SiteCheckResult check = checkSite(transfer(), way_, kLog);
   if (check.fault != SiteCheckResult::Fault::none) {
     throwSiteCheck(check, transfer().responseCode());
   }
@@ -109,7 +106,7 @@ void CloudAuthV1S::sso() {
   const std::string path =
       url() + CLOUD_RESTAPI_SSO + "?OneTimePass=" + percentEncoded(oneTimeCode_);
   transfer().clearCookies();
-  transfer().makeRequest(path, {}, false);
+  get(path);
   const bool success = processResult();
   machineCookie_ = transfer().getCookie(CLOUD_AUTH_COOKIE);
   kLog.debug("sso: cookieExist = %d", {machineCookie_.empty() ? "0" : "1"});

@@ -5,15 +5,13 @@
 #include <string>
 
 #include "cloud/cloud_auth_v1.h"
-#include "cloud/connector_access.h"
 
 namespace tolk {
 
 class CloudAuthV1S final : public CloudAuthV1 {
  public:
-  /// `iwa` is where the machine's site check is made.
-  CloudAuthV1S(std::string url, MfaRequest request, IwaAddress iwa)
-      : CloudAuthV1(std::move(url), std::move(request)), iwa_(std::move(iwa)) {}
+  /// The way has the site check of the machine.
+  using CloudAuthV1::CloudAuthV1;
 
   /// Signs the machine on, then takes the user's place and calls the endpoint of what the user
   /// wants to do; that says whether, and with which challenge, the user is to be asked. Throws
@@ -44,7 +42,6 @@ class CloudAuthV1S final : public CloudAuthV1 {
   [[noreturn]] void throwMissingProfile() const;
   [[noreturn]] void throwChallengeFailed() const;
 
-  IwaAddress iwa_;
   std::string user_;
   std::string uuid_;  // of this authentication
   std::string machineCookie_;

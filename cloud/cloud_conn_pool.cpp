@@ -7,9 +7,7 @@
 
 #include "cloud/cloud_exceptions.h"
 #include "cloud/cloud_log.h"
-#include "cloud/connector_access.h"
-#include "cloud/iwa_site_check.h"
-#include "cloud/platform_headers.h"
+#include "cloud/platform_way.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
@@ -78,9 +76,9 @@ void CloudConnPool::readLimits() {
 }
 
 std::shared_ptr<CurlObject> CloudConnPool::getCurl(const std::string& userName,
-                                                   const std::string& programName) {
-  HttpProxy proxy;
-  std::shared_ptr<CurlObject> curl = lend(userName, programName, proxy);
+                                                   const std::string& programName,
+                                                   const HttpProxy& proxy) {
+  std::shared_ptr<CurlObject> curl = lend(userName, programName);
   try {
     // Without the lock: a proxy with Kerberos has the directory and the KDC asked.
     applyProxy(*curl, proxy, kLog);
@@ -92,7 +90,7 @@ std::shared_ptr<CurlObject> CloudConnPool::getCurl(const std::string& userName,
 }
 
 std::shared_ptr<CurlObject> CloudConnPool::lend(const std::string& userName,
-                                                const std::string& programName, HttpProxy& proxy) {
+                                                const std::string& programName) {
   const std::lock_guard lock(gCloudConnAccess);
   readLimits();
   kLog.debug("Getting CURL connection for cloud auth.");
@@ -112,7 +110,6 @@ std::shared_ptr<CurlObject> CloudConnPool::lend(const std::string& userName,
   connection.userName = userName;
   connection.programName = programName;
   ++occupiedCount_;
-  proxy = proxy_;
   return connection.curl;
 }
 
@@ -191,22 +188,6 @@ void CloudConnPool::reap(bool destroyWhenDone) {
     if (connection.occupied) --occupiedCount_;
     connections_.erase(current);
   }
-}
-
-void CloudConnPool::setProxy(const HttpProxy& proxy) {
-  const std::lock_guard lock(gCloudConnAccess);
-  proxy_ = proxy;
-  kLog.debug("Set cloud web proxy to: '%s' with auth: '%s'.", {proxy.server, proxy.authType});
-}
-
-void CloudConnPool::resetProxy() {
-  const bool direct = Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false);
-  kLog.debug("Reset cloud web proxy...");
-  if (direct) return;
-  if (ConnectorAccess* connectors = ConnectorAccess::current(); connectors != nullptr) {
-    connectors->resetCurrentCloudConnector();
-  }
-  setProxy(getCloudProxy());
 }
 
 std::string CloudConnPool::dump() {

@@ -25,20 +25,17 @@ class CloudConnPool {
 
   /// Reads the limits from the configuration; the first reading counts.
   void setConnProps();
-  /// Lends a transfer with the web proxy and this host's time zone. It stays the borrower's to use
+  /// Lends a transfer with that web proxy and this host's time zone. It stays the borrower's to use
   /// even when the pool has given it up meanwhile. Throws CloudConnException.
   [[nodiscard]] std::shared_ptr<CurlObject> getCurl(const std::string& userName,
-                                                    const std::string& programName);
+                                                    const std::string& programName,
+                                                    const HttpProxy& proxy);
   /// Takes a transfer back, rid of all that its borrower left. Null, and one that the pool does not
   /// know (any more), is nothing.
   void releaseCurl(const CurlObject* curl);
   /// Gives up idle transfers and those that were held too long; the others are given up at their
   /// release if `destroyWhenDone`, else kept.
   void reapCurls(bool destroyWhenDone);
-  /// The web proxy of the transfers that are lent from now on.
-  void setProxy(const HttpProxy& proxy);
-  /// Moves on to the next cloud connector, unless the platform is reached directly.
-  void resetProxy();
   /// The state as text.
   [[nodiscard]] std::string dump();
   /// Records the header lines of the last answer in which the platform tells about itself.
@@ -56,7 +53,7 @@ class CloudConnPool {
   using Connections = std::map<const CurlObject*, Connection>;
 
   [[nodiscard]] std::shared_ptr<CurlObject> lend(const std::string& userName,
-                                                 const std::string& programName, HttpProxy& proxy);
+                                                 const std::string& programName);
   void readLimits();
   void reap(bool destroyWhenDone);
   Connections::iterator findIdle();
@@ -68,7 +65,6 @@ class CloudConnPool {
   std::uint32_t maxConnections_ = 0;
   std::uint32_t occupiedCount_ = 0;
   std::uint32_t occupiedTimeout_ = 0;  // seconds
-  HttpProxy proxy_;
   Connections connections_;
 };
 

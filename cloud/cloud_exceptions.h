@@ -20,7 +20,7 @@ class CurlException : public Base_Exception {
   using Base_Exception::Base_Exception;
 };
 
-/// No connection could be made: the web proxy or the server itself is not there.
+/// The web proxy, or the server itself where there is none, is not there, or said nothing at all.
 class CurlUnreachableException : public CurlException {
   using CurlException::CurlException;
 };
@@ -43,11 +43,6 @@ class ForeignConnectorException : public CloudConnectorException {
 /// The site check with integrated Windows authentication failed.
 class CloudIwaException : public Base_Exception {
   using Base_Exception::Base_Exception;
-};
-
-/// The same, because nobody was there.
-class CloudIwaUnreachableException : public CloudIwaException {
-  using CloudIwaException::CloudIwaException;
 };
 
 }  // namespace tolk

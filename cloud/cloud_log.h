@@ -10,7 +10,8 @@
 namespace tolk {
 
 /// Writes records by the logger of that name; `pattern` is printf-like, with one text for each
-/// directive. A record below the configured level costs one comparison.
+/// directive. Below the configured level nothing is formatted or written; the texts are made all
+/// the same.
 class CloudLog {
  public:
   explicit constexpr CloudLog(const char* name) noexcept : name_(name) {}

@@ -1,6 +1,7 @@
 // The cloud connectors of this host's zone: handing them out.
 #include "cloud/cloudconnectorlocator.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "cloud/cloud_exceptions.h"
@@ -45,6 +46,11 @@ void CloudConnectorLocator::State::add(CloudConnector connector) {
 const CloudConnector* CloudConnectorLocator::State::find(const std::string& key) const {
   const auto position = positions.find(key);
   return position == positions.end() ? nullptr : &connectors[position->second];
+}
+
+const CloudConnector* CloudConnectorLocator::State::findAddress(const std::string& address) const {
+  const auto found = std::ranges::find(connectors, address, &CloudConnector::address);
+  return found == connectors.end() ? nullptr : &*found;
 }
 
 std::vector<CloudConnector> CloudConnectorLocator::State::listed(
@@ -105,9 +111,12 @@ std::string CloudConnectorLocator::getCloudConnector() {
   return address;
 }
 
-void CloudConnectorLocator::resetCurrentCloudConnector() {
+void CloudConnectorLocator::connectorFailed(const std::string& address) {
   const std::lock_guard lock(gAccess);
-  state_.lists.resetCurrentCloudConnector();
+  const CloudConnector* const failed = state_.findAddress(address);
+  if (failed == nullptr) return;
+  if (failed->key() == state_.lists.current()) return state_.lists.resetCurrentCloudConnector();
+  state_.lists.discard(failed->key());
 }
 
 std::string CloudConnectorLocator::platformUrl() {
@@ -140,7 +149,7 @@ IwaAddress CloudConnectorLocator::getIwaUrl() {
     logUnavailableConnector(connector, true);
     return {};
   }
-  IwaAddress iwa;
+  IwaAddress iwa{.url = {}, .principal = {}, .connector = connector.address};
   iwa.url = "https://" + connector.iwaHost + ":" + connector.iwaHttpsPort + "/";
   try {
     iwa.principal = iwaPrincipal(connector.iwaHost, connector.dn);
@@ -156,7 +165,11 @@ IwaAddress CloudConnectorLocator::getIwaUrl() {
 }
 
 std::string CloudConnectorLocator::GetSPNFromIwaURL(const std::string& url) {
-  return findIwaPrincipal(m_adagent.get(), url);
+  std::string principal;
+  if (principals_.find(url, principal)) return principal;
+  principal = findIwaPrincipal(m_adagent.get(), url);
+  principals_.remember(url, principal);
+  return principal;
 }
 
 CloudConnectorLocator::State CloudConnectorLocator::copyState() const {

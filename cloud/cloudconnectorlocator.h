@@ -15,6 +15,7 @@
 #include "cloud/connector_access.h"
 #include "cloud/connector_kset.h"
 #include "cloud/connector_try_lists.h"
+#include "cloud/known_names.h"
 #include "tolk/ldap/ad_agent.h"
 
 namespace tolk {
@@ -40,7 +41,7 @@ class CloudConnectorLocator final : public ConnectorAccess {
   ~CloudConnectorLocator() override = default;
 
   [[nodiscard]] std::string getCloudConnector() override;
-  void resetCurrentCloudConnector() override;
+  void connectorFailed(const std::string& address) override;
   [[nodiscard]] std::string platformUrl() override;
   [[nodiscard]] IwaAddress getIwaUrl() override;
   [[nodiscard]] std::string GetSPNFromIwaURL(const std::string& url) override;
@@ -85,6 +86,7 @@ class CloudConnectorLocator final : public ConnectorAccess {
 
     void add(CloudConnector connector);
     [[nodiscard]] const CloudConnector* find(const std::string& key) const;
+    [[nodiscard]] const CloudConnector* findAddress(const std::string& address) const;
     [[nodiscard]] std::vector<CloudConnector> listed(
         std::initializer_list<ConnectorList> which) const;
     void splitBySubnet();  // looks host names up
@@ -105,13 +107,13 @@ class CloudConnectorLocator final : public ConnectorAccess {
   void readKset();
   [[nodiscard]] StoredConnectors toStore() const;
   void updateKsetFile();
-  static void UpdateConnector2ComputerObject();
 
   const std::string ksetDirectory_;
   std::atomic<bool> needsRefresh_ = true;
   State state_;             // guarded by gAccess
   bool searching_ = false;  // guarded by gAccess: one search at a time
   TextSet reported_;        // of whoever searches
+  KnownNames principals_;   // by address of a site check
   std::mutex ksetWriting_;  // taken before gAccess; held for the file, never for the network
 };
 

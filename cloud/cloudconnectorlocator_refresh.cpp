@@ -96,7 +96,15 @@ bool CloudConnectorLocator::refreshWhenDue() {
   if (!search.entered()) return true;
   needsRefresh_ = true;
   const std::unique_ptr<ADSession> session = openSession();
-  if (session == nullptr) return true;
+  if (session == nullptr) {
+    // It is made up for once the agent is connected, or in a minute.
+    if (!m_adagent->isConnected()) {
+      logConnector(LogLevel::info,
+                   "velkd Disconnected, delaying UpdateConnector2ComputerObject...");
+    }
+    return true;
+  }
+  principals_.forget();
   const ZonePlatform platform = readZonePlatform(session->zone());
   if (platform.mfaEnabled) {
     RefreshCloudConnectorsInfo(*session, platform);
@@ -104,7 +112,6 @@ bool CloudConnectorLocator::refreshWhenDue() {
     logConnector(LogLevel::debug, kOff);
     needsRefresh_ = false;
   }
-  UpdateConnector2ComputerObject();
   return true;
 }
 
@@ -256,13 +263,6 @@ void CloudConnectorLocator::updateKsetFile() {
     logConnector(LogLevel::error, "%s", {e.what()});
     std::for_each(stored.connectors.begin(), stored.connectors.end(), logUnwritable);
   }
-}
-
-// Nothing about connectors is kept in this host's object in the directory, so a host that is
-// connected has nothing to write.
-void CloudConnectorLocator::UpdateConnector2ComputerObject() {
-  if (m_adagent->isConnected()) return;
-  logConnector(LogLevel::info, "velkd Disconnected, delaying UpdateConnector2ComputerObject...");
 }
 
 }  // namespace tolk

@@ -28,6 +28,19 @@ std::string CurlObject::getCookie(const std::string& name) const {
   return {};
 }
 
+std::vector<std::string> CurlObject::cookies() const {
+  std::vector<std::string> lines;
+  const List list = cookieList();
+  for (const curl_slist* line = list.get(); line != nullptr; line = line->next) {
+    lines.emplace_back(line->data);
+  }
+  return lines;
+}
+
+void CurlObject::addCookies(const std::vector<std::string>& cookies) {
+  for (const std::string& line : cookies) apply(CURLOPT_COOKIELIST, line.c_str());
+}
+
 void CurlObject::setCookie(const std::string& text) {
   const List cookies = cookieList();
   for (const curl_slist* line = cookies.get(); line != nullptr; line = line->next) {

@@ -1,12 +1,13 @@
 // What readies a thread for SPNEGO, and the directory's name of a web service.
 #include <gssapi/gssapi_krb5.h>
 
-#include <ctime>
-#include <map>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 #include "cloud/cloud_log.h"
 #include "cloud/curl_gsssetup.h"
+#include "cloud/known_names.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/fips.h"
 #include "tolk/base/join_settings.h"
@@ -21,36 +22,6 @@ namespace tolk {
 namespace {
 
 constexpr CloudLog kLog{"cloud.proxy.gss"};
-
-/// Canonical names that were found lately, and names that were not.
-class KnownNames {
- public:
-  /// False when the name was not looked up lately.
-  bool find(const std::string& spn, std::string& canonical) {
-    const std::lock_guard guard(lock_);
-    const auto known = names_.find(spn);
-    if (known == names_.end() || known->second.until < std::time(nullptr)) return false;
-    canonical = known->second.canonical;
-    return true;
-  }
-  void remember(const std::string& spn, const std::string& canonical) {
-    constexpr std::time_t kFoundSeconds = 3600;
-    constexpr std::time_t kMissingSeconds = 60;
-    constexpr std::size_t kMostNames = 64;
-    const std::lock_guard guard(lock_);
-    if (names_.size() >= kMostNames) names_.clear();
-    names_[spn] = {canonical,
-                   std::time(nullptr) + (canonical.empty() ? kMissingSeconds : kFoundSeconds)};
-  }
-
- private:
-  struct Name {
-    std::string canonical;
-    std::time_t until = 0;
-  };
-  Lock lock_;
-  std::map<std::string, Name> names_;
-};
 
 KnownNames knownNames;
 
@@ -149,16 +120,26 @@ std::string CurlProxyNegotiateHelper::canonicalPrincipal(const std::string& spn)
 
 void CurlProxyNegotiateHelper::setAllowableEtypes(const std::string& realm) {
   kLog.debug("CurlProxyNegotiateHelper::setAllowableEtypes for realm '%s'", {realm});
-  // What the controllers of a domain speak (MS-KILE 3.1.5.2), without DES; RC4 is not approved.
-  const bool fips = FIPSHelper::isStarted();
+  // krb5.conf decides (permitted_enctypes and its kin); in FIPS mode no more than AES of it.
+  if (!FIPSHelper::isStarted()) return;
+  krb5_enctype* permitted = nullptr;
+  throwIfKrb5(context(), krb5_get_permitted_enctypes(context(), &permitted),
+              "reading the encryption types");
+  std::vector<krb5_enctype> approved;
+  std::string names;
+  for (const krb5_enctype* type = permitted; *type != ENCTYPE_NULL; ++type) {
+    constexpr std::size_t kMostNameBytes = 64;
+    char name[kMostNameBytes] = "";
+    if (krb5_enctype_to_name(*type, 0, name, sizeof name) != 0) continue;
+    if (!std::string_view(name).starts_with("aes")) continue;
+    approved.push_back(*type);
+    names.append(name).append(" ");
+  }
+  krb5_free_enctypes(context(), permitted);
+  approved.push_back(ENCTYPE_NULL);
   // For the first exchange, of the password, the library goes by the profile.
-  KerberosContext::overlayOf(context())->set(
-      "libdefaults/default_tkt_enctypes",
-      std::string("aes256-cts aes128-cts") + (fips ? "" : " arcfour-hmac"));
-  krb5_enctype types[] = {ENCTYPE_AES256_CTS_HMAC_SHA1_96, ENCTYPE_AES128_CTS_HMAC_SHA1_96,
-                          ENCTYPE_ARCFOUR_HMAC, ENCTYPE_NULL};
-  if (fips) types[2] = ENCTYPE_NULL;
-  throwIfKrb5(context(), krb5_set_default_tgs_enctypes(context(), types),
+  KerberosContext::overlayOf(context())->set("libdefaults/default_tkt_enctypes", names);
+  throwIfKrb5(context(), krb5_set_default_tgs_enctypes(context(), approved.data()),
               "limiting the encryption types");
 }
 

@@ -39,7 +39,8 @@ struct Refused {
   int code = 0;
 };
 constexpr std::time_t kRefusedSeconds = 60;
-Refused refused;  // guarded by fetching
+Lock refusing;
+Refused refused;  // guarded by refusing
 
 bool offersNegotiate(std::string_view line) {
   constexpr std::string_view kName = "Proxy-Authenticate:";
@@ -82,6 +83,7 @@ struct CurlProxyNegotiateHelper::SharedCCache {
 };
 
 Lock CurlProxyNegotiateHelper::gProxyCredMutex;
+unsigned CurlProxyNegotiateHelper::gForgotten = 0;
 std::unique_ptr<CurlProxyNegotiateHelper::SharedCCache> CurlProxyNegotiateHelper::gProxyCcache;
 std::string CurlProxyNegotiateHelper::gProxy;
 std::string CurlProxyNegotiateHelper::gProxyUser;
@@ -141,6 +143,24 @@ void CurlProxyNegotiateHelper::share(krb5_ccache from) {
   gProxyPwd = password_;
 }
 
+unsigned CurlProxyNegotiateHelper::forgotten() {
+  const std::lock_guard lock(gProxyCredMutex);
+  return gForgotten;
+}
+
+void CurlProxyNegotiateHelper::forgetShared() {
+  {
+    const std::lock_guard lock(gProxyCredMutex);
+    ++gForgotten;
+    destroyShared();
+    gProxy.clear();
+    gProxyUser.clear();
+    gProxyPwd.wipe();
+  }
+  const std::lock_guard lock(refusing);
+  refused = {};
+}
+
 bool CurlProxyNegotiateHelper::copyShared(MemoryCCache& to) {
   const long checkSeconds =
       Props().getTime(PN::CLOUD_PROXY_CRED_EXP_CHK_TIME, 's', kDefaultCheckSeconds);
@@ -170,23 +190,31 @@ void CurlProxyNegotiateHelper::fill(MemoryCCache& cache, krb5_principal principa
   const std::lock_guard single(fetching);
   if (copyShared(cache)) return;
   throwIfRefused();
+  const unsigned before = forgotten();
   try {
     fetchCredentials(cache, principal);
   } catch (const KerberosException& e) {
-    refused = {.proxy = proxy_,
-               .user = user_,
-               .password = password_,
-               .until = std::time(nullptr) + kRefusedSeconds,
-               .reason = e.what(),
-               .code = e.code()};
+    rememberRefusal(before, e);
     throw;
   }
   const std::lock_guard lock(gProxyCredMutex);
-  share(cache.handle());
+  if (gForgotten == before) share(cache.handle());
 }
 
-// The caller holds the lock for fetching.
+// With what was forgotten meanwhile nobody tries again.
+void CurlProxyNegotiateHelper::rememberRefusal(unsigned before, const KerberosException& e) const {
+  if (forgotten() != before) return;
+  const std::lock_guard lock(refusing);
+  refused = {.proxy = proxy_,
+             .user = user_,
+             .password = password_,
+             .until = std::time(nullptr) + kRefusedSeconds,
+             .reason = e.what(),
+             .code = e.code()};
+}
+
 void CurlProxyNegotiateHelper::throwIfRefused() const {
+  const std::lock_guard lock(refusing);
   if (refused.until > std::time(nullptr) && refused.proxy == proxy_ && refused.user == user_ &&
       refused.password.view() == password_.view()) {
     throw KerberosException(refused.reason, refused.code);

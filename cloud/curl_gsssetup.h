@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tolk/base/exceptions.h"
 #include "tolk/base/lock.h"
 #include "tolk/base/shredder.h"
 #include "tolk/krb5/kdc_locator.h"
@@ -69,7 +70,7 @@ class CurlProxyNegotiateHelper {
   /// "HTTP/host" as the directory knows it; "" when it does not, or cannot be asked.
   [[nodiscard]] std::string canonicalPrincipal(const std::string& spn);
 
-  /// Limits the encryption types that are asked for and accepted.
+  /// Leaves the encryption types to krb5.conf; in FIPS mode limits them to the approved ones of it.
   void setAllowableEtypes(const std::string& realm);
 
   /// Makes sure that a credential cache has been chosen; false when none can be had.
@@ -95,6 +96,9 @@ class CurlProxyNegotiateHelper {
   /// credentials away, the shared ones too, and gets new ones. Whether it has got new ones.
   bool handleKrb5CCache(const std::vector<std::string>& responseHeaders);
 
+  /// Forgets what all share: the stored user's credentials and password may have been taken away.
+  static void forgetShared();
+
   /// The chosen cache; "" without one.
   [[nodiscard]] const std::string& ccacheName() const noexcept { return ccacheName_; }
   /// The data for CurlGsssetupCallback; ready after initGSSCredential(). `principal` is the
@@ -113,11 +117,14 @@ class CurlProxyNegotiateHelper {
   void fetchCredentials(MemoryCCache& to, krb5_principal principal);
   void fill(MemoryCCache& cache, krb5_principal principal);
   void throwIfRefused() const;
+  void rememberRefusal(unsigned before, const KerberosException& e) const;
+  [[nodiscard]] static unsigned forgotten();
   void share(krb5_ccache from);
   void discardCredentials();
   static void destroyShared();
 
-  static Lock gProxyCredMutex;  // guards the four; never held while a server is asked
+  static Lock gProxyCredMutex;  // guards the five; never held while a server is asked
+  static unsigned gForgotten;   // how often
   static std::unique_ptr<SharedCCache> gProxyCcache;
   static std::string gProxy, gProxyUser;
   static Shredder gProxyPwd;

@@ -63,12 +63,7 @@ CurlObject::CurlObject() : allowsHttp_(Props().getBool(PN::CLOUD_ALLOW_HTTP, fal
   setOption(CURLOPT_NOSIGNAL, 1L);
   setOption(CURLOPT_SSL_VERIFYPEER, 1L);
   setOption(CURLOPT_SSL_VERIFYHOST, 2L);
-  constexpr long kMostSeconds = 24L * 60 * 60;
-  long timeout = Props().getTime(PN::CLOUD_CURL_TIMEOUT, 's', kDefaultTimeoutSeconds);
-  // To libcurl 0 is no limit at all.
-  timeout = timeout > 0 ? std::min(timeout, kMostSeconds) : kDefaultTimeoutSeconds;
-  setOption(CURLOPT_TIMEOUT, timeout);
-  kLog.debug("Setup CURL timeout as:%ds", {std::to_string(timeout)});
+  setLimits();
   const std::string protocols = allowsHttp_ ? "http,https" : "https";
   setOption(CURLOPT_PROTOCOLS_STR, protocols);
   setOption(CURLOPT_REDIR_PROTOCOLS_STR, protocols);
@@ -81,6 +76,17 @@ CurlObject::CurlObject() : allowsHttp_(Props().getBool(PN::CLOUD_ALLOW_HTTP, fal
 }
 
 CurlObject::~CurlObject() = default;
+
+void CurlObject::setLimits() {
+  constexpr long kMostSeconds = 24L * 60 * 60;
+  long timeout = Props().getTime(PN::CLOUD_CURL_TIMEOUT, 's', kDefaultTimeoutSeconds);
+  // To libcurl 0 is no limit at all.
+  timeout = timeout > 0 ? std::min(timeout, kMostSeconds) : kDefaultTimeoutSeconds;
+  setOption(CURLOPT_TIMEOUT, timeout);
+  kLog.debug("Setup CURL timeout as:%ds", {std::to_string(timeout)});
+  setOption(CURLOPT_CONNECTTIMEOUT_MS,
+            static_cast<long>(Props().getLimitMs(PN::CLOUD_CONNECT_TIMEOUT)));
+}
 
 void CurlObject::apply(CURLoption option, const char* value) {
   if (isRecordedOnly(option)) return;
@@ -317,33 +323,46 @@ CURLcode CurlObject::perform() {
 
 void CurlObject::finish(CURLcode result) {
   if (callbackFailure_) std::rethrow_exception(std::exchange(callbackFailure_, nullptr));
-  long tunnelCode = 0;
-  if (result == CURLE_RECV_ERROR) {
-    (void)curl_easy_getinfo(handle_.get(), CURLINFO_HTTP_CONNECTCODE, &tunnelCode);
-  }
-  // A tunnel that the proxy refuses is a failed transfer to the library, an answer to us.
-  if (tunnelCode == kProxyAuthRequired && isSet(CURLOPT_PROXYAUTH)) {
-    responseCode_ = tunnelCode;
+  // A tunnel that the proxy refuses is a failed transfer to the library, by one code or another,
+  // and an answer to us.
+  if (result != CURLE_OK && result != CURLE_OPERATION_TIMEDOUT &&
+      tunnelCode() == kProxyAuthRequired && isSet(CURLOPT_PROXYAUTH)) {
+    responseCode_ = kProxyAuthRequired;
     return;
   }
-  throwIfUnreached(result);
+  if (isUnreached(result)) {
+    throw CurlUnreachableException(failureText(result, "curl_easy_perform"), result);
+  }
   throwIfCurl(result, "curl_easy_perform");
   throwIfCurl(curl_easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &responseCode_),
               "curl_easy_getinfo");
 }
 
-// A failure before there was any connection: a proxy that is there answers for the server behind
-// it.
-void CurlObject::throwIfUnreached(CURLcode result) const {
-  curl_off_t connected = 0;
-  if (result == CURLE_OK ||
-      curl_easy_getinfo(handle_.get(), CURLINFO_CONNECT_TIME_T, &connected) != CURLE_OK ||
-      connected != 0) {
-    return;
-  }
-  if (result == CURLE_COULDNT_RESOLVE_PROXY || result == CURLE_COULDNT_RESOLVE_HOST ||
-      result == CURLE_COULDNT_CONNECT || result == CURLE_OPERATION_TIMEDOUT) {
-    throw CurlUnreachableException(failureText(result, "curl_easy_perform"), result);
+/// What the proxy said to CONNECT; 0 when it said nothing, or was not asked.
+long CurlObject::tunnelCode() const {
+  long code = 0;
+  (void)curl_easy_getinfo(handle_.get(), CURLINFO_HTTP_CONNECTCODE, &code);
+  return code;
+}
+
+// A failure before the connection was made, with no word from the proxy: one that speaks answers
+// for the server behind it. A connection that is used again counts as made from the start.
+bool CurlObject::isUnreached(CURLcode result) const {
+  curl_off_t made = 0;
+  (void)curl_easy_getinfo(handle_.get(), CURLINFO_PRETRANSFER_TIME_T, &made);
+  if (made != 0 || tunnelCode() != 0) return false;
+  switch (result) {
+    case CURLE_COULDNT_RESOLVE_PROXY:
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_OPERATION_TIMEDOUT:
+      return true;
+    case CURLE_GOT_NOTHING:
+    case CURLE_SEND_ERROR:
+    case CURLE_RECV_ERROR:
+      return !server_.empty();
+    default:
+      return false;
   }
 }
 

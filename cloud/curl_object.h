@@ -29,9 +29,10 @@ struct CurlGssOption {
 };
 
 /// For one thread at a time; reused for many requests. A transfer ends after
-/// PN::CLOUD_CURL_TIMEOUT; a response body may have 1 MiB. Every failure of libcurl is a
-/// CurlException with its CURLcode, a CurlUnreachableException where no connection could be made.
-/// Nothing but https is spoken, unless PN::CLOUD_ALLOW_HTTP said so when the object was made.
+/// PN::CLOUD_CURL_TIMEOUT, its connection is made within PN::CLOUD_CONNECT_TIMEOUT; a response body
+/// may have 1 MiB. Every failure of libcurl is a CurlException with its CURLcode, a
+/// CurlUnreachableException where the proxy, or the server without one, never said a word. Nothing
+/// but https is spoken, unless PN::CLOUD_ALLOW_HTTP said so when the object was made.
 class CurlObject {
  public:
   static constexpr std::size_t kMaxHeaderLine = 102400;
@@ -57,6 +58,10 @@ class CurlObject {
   /// Has "name=value;" sent with the requests that follow. Where the handle holds a cookie
   /// ".ASPXAUTH" of its own, that one gets the value instead, so that it is sent once.
   void setCookie(const std::string& text);
+
+  /// The cookies that the handle holds, for addCookies() of another one. They are secrets.
+  [[nodiscard]] std::vector<std::string> cookies() const;
+  void addCookies(const std::vector<std::string>& cookies);
 
   /// Takes this web proxy from now on; an empty server takes none. `authType` is a word of
   /// proxyAuthMask(), any other means all ways but the weakest; "" a proxy that asks for no user.
@@ -109,6 +114,7 @@ class CurlObject {
   using List = std::unique_ptr<curl_slist, ListEnd>;
   using OptionValue = std::variant<std::string, long, void*>;
 
+  void setLimits();
   /// Sets an option and records nothing.
   void apply(CURLoption option, const char* value);
   [[nodiscard]] List cookieList() const;
@@ -124,7 +130,8 @@ class CurlObject {
   void setReuse();
   CURLcode perform();
   void finish(CURLcode result);
-  void throwIfUnreached(CURLcode result) const;
+  [[nodiscard]] bool isUnreached(CURLcode result) const;
+  [[nodiscard]] long tunnelCode() const;
   [[nodiscard]] bool prepareRepeat();
   [[nodiscard]] bool checkUserName(long offered) const;
 

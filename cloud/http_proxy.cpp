@@ -95,6 +95,11 @@ std::optional<long> proxyAuthMask(std::string_view type) noexcept {
   return std::nullopt;
 }
 
+bool sameProxy(const HttpProxy& one, const HttpProxy& other) {
+  return one.server == other.server && one.authType == other.authType && one.user == other.user &&
+         one.password.view() == other.password.view();
+}
+
 void UpdateCloudHttpProxy() {
   const std::lock_guard lock(gAccess);
   HttpProxy proxy;

@@ -17,6 +17,9 @@ struct HttpProxy {
   bool usable = true;  ///< false when the settings cannot work
 };
 
+/// Whether both are the same server, logged on to in the same way by the same credential.
+[[nodiscard]] bool sameProxy(const HttpProxy& one, const HttpProxy& other);
+
 /// The user name that stands for the computer account: the security identifier of Local System
 /// (MS-DTYP 2.4.2.4).
 inline constexpr const char* kMachineUser = "S-1-5-18";

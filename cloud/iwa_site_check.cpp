@@ -17,6 +17,7 @@ namespace {
 using Fault = SiteCheckResult::Fault;
 constexpr long kOk = 200;
 constexpr long kUnauthorized = 401;
+constexpr long kServerErrors = 500;
 
 /// "host:port" or "host" of a URL.
 std::string serverOf(const std::string& url) {
@@ -25,34 +26,41 @@ std::string serverOf(const std::string& url) {
   return url.substr(start, url.find_first_of("/?#", start) - start);
 }
 
-/// Makes a transfer ready for the platform again at the end of its life.
-class PlatformTransfer {
+/// Takes what the site check needs off a transfer at the end of its life. No network.
+class SiteTransfer {
  public:
-  PlatformTransfer(CurlObject& transfer, const HttpProxy& proxy, const CloudLog& log)
-      : transfer_(transfer), proxy_(proxy), log_(log) {}
-  PlatformTransfer(const PlatformTransfer&) = delete;
-  PlatformTransfer& operator=(const PlatformTransfer&) = delete;
-  ~PlatformTransfer() {
+  SiteTransfer(CurlObject& transfer, const CloudLog& log) : transfer_(transfer), log_(log) {}
+  SiteTransfer(const SiteTransfer&) = delete;
+  SiteTransfer& operator=(const SiteTransfer&) = delete;
+  ~SiteTransfer() {
     try {
-      restore();
+      transfer_.reset(true);
+      transfer_.clearOption(CURLOPT_CAPATH);
+      checkPlatformCertificate(transfer_, log_);
     } catch (const Base_Exception& e) {
       log_.error("%s", {e.what()});
     }
   }
 
  private:
-  void restore() {
-    transfer_.reset(true);
-    transfer_.setOption(CURLOPT_HTTPAUTH, ProxyAuthMask::basic);
-    transfer_.clearOption(CURLOPT_CAPATH);
-    checkPlatformCertificate(transfer_, log_);
-    applyProxy(transfer_, proxy_, log_);
-  }
-
   CurlObject& transfer_;
-  const HttpProxy& proxy_;
   const CloudLog& log_;
 };
+
+void askSite(CurlObject& transfer, const IwaAddress& site, const CloudLog& log) {
+  const SiteTransfer restored(transfer, log);
+  const std::string url = site.url + CLOUD_RESTAPI_IWA_SITECHECK;
+  for (const bool again : {false, true}) {
+    transfer.setServerNegotiate(site.principal, serverOf(site.url), kMachineUser);
+    checkSiteCertificate(transfer);
+    transfer.makeRequest(url, {}, false);
+    log.debug("siteCheck: URL = %s, SPN = %s, httpCode = %ld",
+              {url, site.principal, std::to_string(transfer.responseCode())});
+    if (transfer.responseCode() != kUnauthorized || again) return;
+    // The web server may have got another key since its ticket was issued.
+    (void)ADHelper::GetMachineCredCache(true);
+  }
+}
 
 SiteCheckResult judge(const CurlObject& transfer) {
   SiteCheckResult check;
@@ -78,35 +86,24 @@ SiteCheckResult judge(const CurlObject& transfer) {
 
 }  // namespace
 
-IwaAddress configuredIwaAddress() {
-  ConnectorAccess* connectors = ConnectorAccess::current();
-  const std::string url = Props().getProperty(PN::CLOUD_IWA_URL_OVERRIDE);
-  if (url.empty()) return connectors == nullptr ? IwaAddress() : connectors->getIwaUrl();
-  return {.url = url.ends_with('/') ? url : url + "/",
-          .principal = connectors == nullptr ? "" : connectors->GetSPNFromIwaURL(url)};
-}
-
-void applyProxy(CurlObject& transfer, const HttpProxy& proxy, const CloudLog& log) {
-  log.debug("Set CURL web proxy to: '%s' with auth: '%s'.", {proxy.server, proxy.authType});
-  transfer.setProxy(proxy.server, proxy.authType, proxy.user, proxy.password);
-}
-
-SiteCheckResult checkSite(CurlObject& transfer, const IwaAddress& address, const HttpProxy& proxy,
-                          const CloudLog& log) {
-  if (address.url.empty()) throw CloudIwaException("No cloud connector offers the site check");
-  const PlatformTransfer restored(transfer, proxy, log);
-  const std::string url = address.url + CLOUD_RESTAPI_IWA_SITECHECK;
-  for (const bool again : {false, true}) {
-    transfer.setServerNegotiate(address.principal, serverOf(address.url), kMachineUser);
-    checkSiteCertificate(transfer);
-    transfer.makeRequest(url, {}, false);
-    log.debug("siteCheck: URL = %s, SPN = %s, httpCode = %ld",
-              {url, address.principal, std::to_string(transfer.responseCode())});
-    if (transfer.responseCode() != kUnauthorized || again) break;
-    // The web server may have got another key since its ticket was issued.
-    (void)ADHelper::GetMachineCredCache(true);
+SiteCheckResult checkSite(CurlObject& transfer, PlatformWay& way, const CloudLog& log) {
+  if (way.siteCheck.url.empty()) {
+    throw CloudIwaException("No cloud connector offers the site check");
   }
-  return judge(transfer);
+  try {
+    askSite(transfer, way.siteCheck, log);
+  } catch (const CurlException&) {
+    way.siteCheckFailed();
+    throw;
+  }
+  // What is refused to this host is refused by the other connectors as well.
+  if (transfer.responseCode() >= kServerErrors) way.siteCheckFailed();
+  SiteCheckResult check = judge(transfer);
+  if (check.fault == Fault::none) {
+    applyProxy(transfer, way.proxy, log);
+    transfer.setOption(CURLOPT_HTTPAUTH, ProxyAuthMask::basic);
+  }
+  return check;
 }
 
 }  // namespace tolk

@@ -4,16 +4,10 @@
 
 #include <string>
 
-#include "cloud/cloud_log.h"
-#include "cloud/connector_access.h"
-#include "cloud/curl_object.h"
-#include "cloud/http_proxy.h"
+#include "cloud/platform_way.h"
 #include "tolk/base/json.h"
 
 namespace tolk {
-
-/// The address of the configuration, else that of the current connector.
-[[nodiscard]] IwaAddress configuredIwaAddress();
 
 /// What came of a site check.
 struct SiteCheckResult {
@@ -23,14 +17,12 @@ struct SiteCheckResult {
   json::Document answer;  ///< parsed when there were both braces
 };
 
-/// Makes the site check with `transfer`, past its web proxy, and records it. Afterwards the
-/// transfer is as for the platform again, with `proxy`. Throws CurlException; BadDataException for
-/// an answer that is no JSON; CloudException for one without a result; CloudIwaException without an
-/// address.
-[[nodiscard]] SiteCheckResult checkSite(CurlObject& transfer, const IwaAddress& address,
-                                        const HttpProxy& proxy, const CloudLog& log);
-
-/// Gives the transfer that web proxy, with a record; for a proxy without a server, none.
-void applyProxy(CurlObject& transfer, const HttpProxy& proxy, const CloudLog& log);
+/// Makes the way's site check with `transfer`, past the web proxy, and records it. After a success
+/// the transfer is as for the platform again; after a failure it has neither proxy nor credentials.
+/// A connector that is silent, has no good certificate or a fault of its own is left. Throws
+/// CurlException; BadDataException for an answer that is no JSON; CloudException for one without a
+/// result; CloudIwaException without an address.
+[[nodiscard]] SiteCheckResult checkSite(CurlObject& transfer, PlatformWay& way,
+                                        const CloudLog& log);
 
 }  // namespace tolk

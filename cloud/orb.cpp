@@ -6,9 +6,7 @@
 #include "cloud/cloud_exceptions.h"
 #include "cloud/cloud_json.h"
 #include "cloud/cloud_log.h"
-#include "cloud/connector_access.h"
 #include "cloud/iwa_site_check.h"
-#include "cloud/platform_headers.h"
 #include "cloud/url_text.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
@@ -100,11 +98,6 @@ void ORBProcessor::recordFailures(const Work& work) {
     kLog.debug("Got IWA exception: %s", {e.what()});
   } catch (const CurlException& e) {
     kLog.debug("Got CURL exception: %s", {e.what()});
-    const bool unreachable = dynamic_cast<const CurlUnreachableException*>(&e) != nullptr;
-    // The next pass goes by another connector.
-    if (unreachable && usesCloudConnector()) {
-      ConnectorAccess::current()->resetCurrentCloudConnector();
-    }
   } catch (const std::exception& e) {
     kLog.debug("Got exception: %s", {e.what()});
   }
@@ -117,42 +110,52 @@ void ORBProcessor::initProc(const std::string& url) {
   }
   url_ = url;
   recordFailures([this] {
-    cloudSetup();
-    cloudIWA();
-    cloudSSO();
+    signOn();
     kLog.debug("ORBProcessor: initProc completes");
   });
 }
 
+void ORBProcessor::signOn() {
+  cloudSetup();
+  cloudIWA();
+  cloudSSO();
+}
+
+PlatformWay ORBProcessor::chooseWay() const {
+  PlatformWay way = PlatformWay::choose(true);
+  if (!url_.empty()) way.platform = url_;
+  return way;
+}
+
 void ORBProcessor::cloudSetup() {
-  transfer_ = std::make_unique<CurlObject>();
-  addPlatformHeaders(*transfer_);
-  ConnectorAccess* connectors = ConnectorAccess::current();
-  if (url_.empty() && connectors != nullptr) url_ = connectors->platformUrl();
-  if (url_.empty()) throw CloudException("No address of the cloud platform is known");
-  const bool direct = Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false);
-  proxy_ = getCloudProxy();
-  if (direct) {
-    proxy_ = {};
+  transfer_.reset();
+  way_ = chooseWay();
+  if (way_.platform.empty()) throw CloudException("No address of the cloud platform is known");
+  transfer_ = newTransfer(way_);
+}
+
+std::unique_ptr<CurlObject> ORBProcessor::newTransfer(const PlatformWay& way) const {
+  auto transfer = std::make_unique<CurlObject>();
+  if (way.direct) {
     kLog.debug("Velkd is connecting to cloud server directly.");
-  } else if (proxy_.server.empty()) {
+  } else if (way.proxy.server.empty()) {
     kLog.debug("Cloud web proxy is not configured correctly.");
-  } else {
-    applyProxy(*transfer_, proxy_, kLog);
   }
+  way.prepare(*transfer, kLog);
+  return transfer;
 }
 
 void ORBProcessor::cloudIWA() {
   siteCheck_ = json::Document();
-  SiteCheckResult check = checkSite(*transfer_, configuredIwaAddress(), proxy_, kLog);
+  SiteCheckResult check = checkSite(*transfer_, way_, kLog);
   recordFault(check, transfer_->responseCode());
-  siteCheck_ = std::move(check.answer);
+  if (check.fault == SiteCheckResult::Fault::none) siteCheck_ = std::move(check.answer);
 }
 
 void ORBProcessor::cloudSSO() {
-  const std::string url = url_ + CLOUD_RESTAPI_SSO + "?OneTimePass=" +
+  const std::string url = way_.platform + CLOUD_RESTAPI_SSO + "?OneTimePass=" +
                           percentEncoded(getJsonString(siteCheck_, JSON_MEMBER_OTC));
-  transfer_->makeRequest(url, {}, false);
+  way_.request(*transfer_, url, {}, false);
   const bool result = processResult();
   kLog.debug("sso: result = %d, httpCode = %ld",
              {std::to_string(result), std::to_string(transfer_->responseCode())});
@@ -170,10 +173,11 @@ void ORBProcessor::postLogPrivEvent() {
     if (machineCookie_.empty()) {
       kLog.debug("Machine cookie not ready, will fetch");
       initProc(url_);
+    } else {
+      followWay();
     }
-    if (!transfer_) return;  // recorded by initProc()
-    followProxy();
-    cloudLogPrivEvent(posted);
+    // Without a sign-on, which initProc() has recorded, the platform would refuse every event.
+    if (!machineCookie_.empty()) cloudLogPrivEvent(posted);
   });
   // Those that came meanwhile have a handler of their own waiting.
   const std::lock_guard lock(gAccess);
@@ -182,15 +186,28 @@ void ORBProcessor::postLogPrivEvent() {
                      gEvtPayloads.begin() + static_cast<std::ptrdiff_t>(posted));
 }
 
-// The configuration may have changed since the machine signed on.
-void ORBProcessor::followProxy() {
-  HttpProxy proxy = getCloudProxy();
-  if (proxy.server == proxy_.server && proxy.authType == proxy_.authType &&
-      proxy.user == proxy_.user && proxy.password.view() == proxy_.password.view()) {
-    return;
+void ORBProcessor::reload() {
+  recordFailures([this] {
+    if (transfer_) followWay();
+  });
+}
+
+// Connectors fail and configurations change after the machine has signed on. At another platform it
+// has not.
+void ORBProcessor::followWay() {
+  PlatformWay way = chooseWay();
+  if (!way.platform.empty() && way.platform != way_.platform) {
+    machineCookie_.clear();
+    return signOn();
   }
-  proxy_ = std::move(proxy);
-  applyProxy(*transfer_, proxy_, kLog);
+  way.platform = way_.platform;
+  if (!sameProxy(way.proxy, way_.proxy)) {
+    // A new one: connections that the old one keeps have the old credential.
+    std::unique_ptr<CurlObject> transfer = newTransfer(way);
+    transfer->addCookies(transfer_->cookies());
+    transfer_ = std::move(transfer);
+  }
+  way_ = std::move(way);
 }
 
 void ORBProcessor::cloudLogPrivEvent(std::size_t& taken) {
@@ -203,7 +220,7 @@ void ORBProcessor::cloudLogPrivEvent(std::size_t& taken) {
   }
   taken = payloads.size();
   for (const EventPayload& payload : payloads) {
-    transfer_->makeRequest(url_ + CLOUD_RESTAPI_LOG_PRIVEVENT, eventJson(payload), true);
+    way_.request(*transfer_, way_.platform + CLOUD_RESTAPI_LOG_PRIVEVENT, eventJson(payload), true);
     const bool result = processResult();
     kLog.debug("LogPrivEvent: result = %d, httpCode = %ld",
                {std::to_string(result), std::to_string(transfer_->responseCode())});

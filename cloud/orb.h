@@ -9,7 +9,7 @@
 
 #include "cloud/cloud_object.h"
 #include "cloud/curl_object.h"
-#include "cloud/http_proxy.h"
+#include "cloud/platform_way.h"
 #include "tolk/base/json.h"
 #include "tolk/base/lock.h"
 #include "tolk/base/run_queue.h"
@@ -38,19 +38,25 @@ class ORBProcessor : public CloudBase {
   static void handleLogPrivEvent(EventPayload payload);
 
   /// Discards all queued events and signs on at the platform `url`, which ends with "/"; "" takes
-  /// the connectors' one. Failures are recorded.
+  /// the one that the connectors tell, now and at each later pass. Failures are recorded.
   void initProc(const std::string& url);
   /// Posts the queued events in their order and takes them from the queue, whatever came of it.
   /// Failures are recorded.
   void postLogPrivEvent();
+  /// Takes the proxy of a changed configuration, and keeps nothing of the one before. Failures are
+  /// recorded.
+  void reload();
 
   bool processResult() override;
 
  private:
+  void signOn();
   void cloudSetup();
   void cloudIWA();
   void cloudSSO();
-  void followProxy();
+  [[nodiscard]] PlatformWay chooseWay() const;
+  [[nodiscard]] std::unique_ptr<CurlObject> newTransfer(const PlatformWay& way) const;
+  void followWay();
   void cloudLogPrivEvent(std::size_t& taken);
   template <typename Work>
   void recordFailures(const Work& work);
@@ -61,8 +67,8 @@ class ORBProcessor : public CloudBase {
 
   std::unique_ptr<CurlObject> transfer_;
   std::string machineCookie_;
-  std::string url_;
-  HttpProxy proxy_;
+  std::string url_;           // as initProc() was given it
+  PlatformWay way_;           // of the present pass
   json::Document siteCheck_;  // holds the one-time code
   json::Document answer_;     // the last one
 };

@@ -5,16 +5,13 @@
 #include <memory>
 #include <utility>
 
-#include "cloud/certificate_check.h"
 #include "cloud/cloud_conn_pool.h"
 #include "cloud/cloud_exceptions.h"
 #include "cloud/cloud_object.h"
-#include "cloud/connector_access.h"
+#include "cloud/curl_gsssetup.h"
 #include "cloud/curl_object.h"
-#include "cloud/http_proxy.h"
-#include "cloud/iwa_site_check.h"
 #include "cloud/orb.h"
-#include "cloud/platform_headers.h"
+#include "cloud/platform_way.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
@@ -64,8 +61,8 @@ class SignOn final : public tolk::QueueAble {
     setTimeout(kSecondsBetween);
   }
   void run() override {
-    const tolk::ConnectorAccess* connectors = tolk::ConnectorAccess::current();
-    if (connectors == nullptr || tolk::ConnectorAccess::current()->platformUrl().empty()) return;
+    tolk::ConnectorAccess* const connectors = tolk::ConnectorAccess::current();
+    if (connectors == nullptr || connectors->platformUrl().empty()) return;
     done_ = true;
     tolk::ORBProcessor::getProcessor()->initProc("");
   }
@@ -92,27 +89,18 @@ long remainingMs(std::chrono::steady_clock::time_point start) {
          static_cast<long>(past.count());
 }
 
-/// Who answers a request to the platform.
-enum class Answerer { platform, somethingOnTheWay, nobody };
-
-Answerer askPlatform(const std::string& url, const tolk::HttpProxy& proxy,
-                     std::chrono::steady_clock::time_point start) {
+/// Whether the platform answers by that way.
+bool answers(tolk::PlatformWay& way, std::chrono::steady_clock::time_point start) {
   try {
     tolk::CurlObject transfer;
-    tolk::addPlatformHeaders(transfer);
-    tolk::checkPlatformCertificate(transfer, kLog);
-    tolk::applyProxy(transfer, proxy, kLog);
+    way.prepare(transfer, kLog);
     constexpr long kLeastMs = 500;
     transfer.setOption(CURLOPT_TIMEOUT_MS, std::max(kLeastMs, remainingMs(start)));
-    transfer.makeRequest(url + tolk::CLOUD_RESTAPI_SYSINFO_VERSION, {}, false);
-    return isPlatformStatus(transfer.responseCode()) ? Answerer::platform
-                                                     : Answerer::somethingOnTheWay;
-  } catch (const tolk::CurlUnreachableException& e) {
-    kLog.debug("%s cannot be reached: %s", {url, e.what()});
-    return Answerer::nobody;
+    way.request(transfer, way.platform + tolk::CLOUD_RESTAPI_SYSINFO_VERSION, {}, false);
+    return isPlatformStatus(transfer.responseCode());
   } catch (const tolk::Base_Exception& e) {
-    kLog.debug("%s does not answer: %s", {url, e.what()});
-    return Answerer::somethingOnTheWay;
+    kLog.debug("%s does not answer: %s", {way.platform, e.what()});
+    return false;
   }
 }
 
@@ -120,27 +108,22 @@ Answerer askPlatform(const std::string& url, const tolk::HttpProxy& proxy,
 
 CloudInstance checkCloudInstance() {
   using Code = CloudInstance::Code;
-  tolk::ConnectorAccess* connectors = tolk::ConnectorAccess::current();
-  const std::string url = connectors == nullptr ? "" : connectors->platformUrl();
-  if (url.empty()) return {};
-  const bool direct = tolk::Props().getBool(tolk::PN::CLOUD_DIRECT_CONNECTION, false);
   const auto start = std::chrono::steady_clock::now();
   for (;;) {
-    const tolk::HttpProxy proxy = tolk::getCloudProxy();
-    CloudInstance instance{.code = Code::notConnected, .text = url + "," + proxy.server};
-    if (proxy.server.empty() && !direct) return instance;
-    const Answerer answerer = askPlatform(url, proxy, start);
-    if (answerer == Answerer::platform) instance.code = direct ? Code::direct : Code::throughProxy;
+    tolk::PlatformWay way = tolk::PlatformWay::choose(false);
+    if (way.platform.empty()) return {};
+    CloudInstance instance{.code = Code::notConnected,
+                           .text = way.platform + "," + way.proxy.server};
+    if (!way.exists()) return instance;
+    if (answers(way, start)) instance.code = way.direct ? Code::direct : Code::throughProxy;
     // A connector that is there is kept: it can do nothing for a platform that is not.
-    if (answerer != Answerer::nobody || !tolk::usesCloudConnector() || remainingMs(start) <= 0) {
-      return instance;
-    }
-    connectors->resetCurrentCloudConnector();
+    if (!way.connectorFailed || remainingMs(start) <= 0) return instance;
   }
 }
 
-CloudService::CloudService(const StatusBoard& board) : connectors_(board) {
-  tolk::ORBProcessor::setProcessor(std::make_shared<tolk::ORBProcessor>());
+CloudService::CloudService(const StatusBoard& board)
+    : connectors_(board), events_(std::make_shared<tolk::ORBProcessor>()) {
+  tolk::ORBProcessor::setProcessor(events_);
   (void)tolk::RunQueue::getRunQueue(kQueueName, true, 1);
   tolk::UpdateCloudHttpProxy();
   startEvents();
@@ -149,13 +132,24 @@ CloudService::CloudService(const StatusBoard& board) : connectors_(board) {
 }
 
 void CloudService::reload() {
-  tolk::UpdateCloudHttpProxy();
-  tolk::CloudConnPool::getInstance().reapCurls(true);
+  dropCredentials();
   connectors_.reload();
   startEvents();
   const std::lock_guard lock(mutex_);
   instanceUntil_ = {};
   ++reloads_;
+}
+
+// The one for the web proxy may have been taken away: whoever holds it lets it go.
+void CloudService::dropCredentials() {
+  tolk::UpdateCloudHttpProxy();
+  mfa_.dropForeignCredentials();
+  tolk::CloudConnPool::getInstance().reapCurls(true);
+  tolk::CurlProxyNegotiateHelper::forgetShared();
+  if (const auto events = tolk::RunQueue::getRunQueue(tolk::ORB_QUEUE_NAME, false, 0)) {
+    (void)events->queue(std::make_shared<QueuedWork>(
+        "ReloadEvents", [processor = events_] { processor->reload(); }));
+  }
 }
 
 void CloudService::connected() {

@@ -5,9 +5,11 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <vector>
 
+#include "cloud/orb.h"
 #include "velkd/cloud_desk.h"
 #include "velkd/connector_service.h"
 #include "velkd/mfa_sessions.h"
@@ -36,11 +38,13 @@ class CloudService final : public CloudDesk {
   bool logEvent(PrivilegeEvent event) override;
 
  private:
+  void dropCredentials();
   void startEvents();
   void answerInstance();
 
   ConnectorService connectors_;
   MfaSessions mfa_;
+  std::shared_ptr<tolk::ORBProcessor> events_;
   std::atomic<std::size_t> mfaWaiting_ = 0;
   std::mutex mutex_;
   bool eventsStarted_ = false;  // guarded by mutex_, as the following

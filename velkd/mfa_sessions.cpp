@@ -7,7 +7,6 @@
 #include <array>
 #include <vector>
 
-#include "cloud/cloud_conn_pool.h"
 #include "cloud/cloud_exceptions.h"
 #include "cloud/get_handler.h"
 #include "tolk/base/exceptions.h"
@@ -20,10 +19,10 @@ constexpr std::chrono::minutes kIdleLimit(5);
 constexpr std::size_t kMostSessions = 256;
 constexpr int kMostConnectors = 3;
 
-/// Whether the connector is not there, so that another one may do.
-bool isUnreachable(const tolk::Base_Exception& failure) {
-  return dynamic_cast<const tolk::CurlUnreachableException*>(&failure) != nullptr ||
-         dynamic_cast<const tolk::CloudIwaUnreachableException*>(&failure) != nullptr;
+/// Whether it was a connector that failed, and another one is left.
+bool mayGoAnotherWay(const tolk::CloudAuth* client) {
+  return client != nullptr && client->way().connectorFailed &&
+         !tolk::ConnectorAccess::current()->getCloudConnector().empty();
 }
 
 /// Not to be guessed.
@@ -47,12 +46,12 @@ tolk::MfaStep MfaSessions::start(const tolk::MfaRequest& request) {
       session->client = tolk::getHandler(request);
       session->policy = session->client->startAuthentication(request.user);
       break;
-    } catch (const tolk::Base_Exception& e) {
+    } catch (const tolk::Base_Exception&) {
+      if (tries == kMostConnectors || !mayGoAnotherWay(session->client.get())) throw;
       session->client.reset();
-      if (!isUnreachable(e) || tries == kMostConnectors || !tolk::usesCloudConnector()) throw;
-      tolk::CloudConnPool::getInstance().resetProxy();
     }
   }
+  session->client->releaseCurl();
   if (session->policy.challenges.empty()) {
     return step(*session, {}, tolk::MfaSummary::authenticated);
   }
@@ -75,10 +74,13 @@ tolk::MfaStep MfaSessions::advance(const std::string& name, const std::string& c
   int summary = tolk::MfaSummary::failed;
   try {
     summary = session->client->advanceAuthentication(action, *mechanism, answer);
+  } catch (const tolk::CloudConnException&) {
+    throw;
   } catch (...) {
     end(name);
     throw;
   }
+  session->client->releaseCurl();
   if (summary == tolk::MfaSummary::newPolicy) {
     session->policy = session->client->policy();
     session->challenge = 0;
@@ -123,14 +125,27 @@ void MfaSessions::end(const std::string& session) {
   sessions_.erase(found);
 }
 
-void MfaSessions::dropOld() {
-  const auto oldest = std::chrono::steady_clock::now() - kIdleLimit;
+template <typename Predicate>
+void MfaSessions::dropWhere(const Predicate& predicate) {
   std::vector<std::shared_ptr<Session>> dropped;  // released without the lock
   const std::lock_guard lock(mutex_);
   std::erase_if(sessions_, [&](auto& entry) {
-    if (entry.second->used >= oldest) return false;
+    if (!predicate(*entry.second)) return false;
     dropped.push_back(std::move(entry.second));
     return true;
+  });
+}
+
+void MfaSessions::dropOld() {
+  const auto oldest = std::chrono::steady_clock::now() - kIdleLimit;
+  dropWhere([oldest](const Session& session) { return session.used < oldest; });
+}
+
+void MfaSessions::dropForeignCredentials() {
+  const tolk::HttpProxy stored = tolk::getProxySettings();
+  dropWhere([&stored](const Session& session) {
+    const tolk::HttpProxy& proxy = session.client->way().proxy;
+    return !proxy.user.empty() && !tolk::sameProxy(proxy, stored);
   });
 }
 

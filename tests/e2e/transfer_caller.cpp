@@ -106,7 +106,8 @@ class Session {
 
   void site(const tolk::IwaAddress& address) {
     try {
-      const tolk::SiteCheckResult check = tolk::checkSite(*current_, address, {}, kLog);
+      tolk::PlatformWay way{.platform = {}, .siteCheck = address};
+      const tolk::SiteCheckResult check = tolk::checkSite(*current_, way, kLog);
       std::cout << "site " << static_cast<int>(check.fault) << ' ' << check.result << std::endl;
     } catch (const tolk::Base_Exception& e) {
       std::cout << "failed " << e.code() << ": " << e.what() << std::endl;

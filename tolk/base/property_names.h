@@ -120,6 +120,9 @@ inline constexpr Property CLOUD_DIRECT_CONNECTION{
 inline constexpr Property CLOUD_CURL_TIMEOUT{"CLOUD_CURL_TIMEOUT", "cloud.curl.timeout", "30",
                                              "seconds",
                                              "Limit of one HTTP transfer of the cloud client."};
+inline constexpr Property CLOUD_CONNECT_TIMEOUT{
+    "CLOUD_CONNECT_TIMEOUT", "cloud.connect.timeout", "5", "seconds",
+    "Limit of making one connection of the cloud client, its proxy and certificate included."};
 inline constexpr Property CLOUD_ALLOW_HTTP{
     "CLOUD_ALLOW_HTTP", "cloud.allow.http", "false", "boolean",
     "Accept addresses of the cloud platform and the site check that begin with http://; passwords "
@@ -222,6 +225,7 @@ inline constexpr std::array kProperties{
     &PN::CLOUD_PROXY_CRED_EXP_CHK_TIME,
     &PN::CLOUD_DIRECT_CONNECTION,
     &PN::CLOUD_CURL_TIMEOUT,
+    &PN::CLOUD_CONNECT_TIMEOUT,
     &PN::CLOUD_ALLOW_HTTP,
     &PN::CLOUD_REST_VERSION,
     &PN::CLOUD_IWA_URL_OVERRIDE,

@@ -37,13 +37,15 @@ std::string summary(const std::string& word) {
 class Platform : public PlatformServer {
  public:
   Platform(const std::string& client, const std::string& answers)
-      : PlatformServer({}, R"({"client":")" + client + R"(","answers":{)" + answers + "}}") {
-    CloudConnPool::getInstance().setProxy({});
-  }
+      : PlatformServer({}, R"({"client":")" + client + R"(","answers":{)" + answers + "}}") {}
   ~Platform() { CloudConnPool::getInstance().reapCurls(true); }
 
   [[nodiscard]] std::string url() const {
     return "http://127.0.0.1:" + std::to_string(port()) + "/";
+  }
+  /// Directly, with the site check there.
+  [[nodiscard]] PlatformWay way(const std::string& site = {}) const {
+    return {.platform = url(), .siteCheck = {.url = site, .principal = "HTTP/x@X.TEST"}};
   }
 };
 
@@ -73,7 +75,7 @@ TEST(CloudAuthV1, TwoChallengesOnAnotherHost) {
       R"("security/StartAuthentication":[{"json":{"success":true,"Result":{"PodFqdn":"127.0.0.1:)" +
           std::to_string(pod.port()) + R"("}}}])");
   const std::string user = "j\"o\\\xc3\xbc@lab.test" + std::string(65536, 'x');
-  CloudAuthV1 client(first.url(), login(user));
+  CloudAuthV1 client(first.way(), login(user));
   const MfaPolicy policy = client.startAuthentication(user);
   ASSERT_EQ(policy.challenges.size(), 2U);
   EXPECT_EQ(policy.challenges[1].name, "Challenge_1");
@@ -103,12 +105,10 @@ TEST(CloudAuthV1, UserMovesThreeTimesAtMost) {
     HttpProxy all;
     all.server = proxy.address();
     all.authType = "basic";  // or it would be asked for a tunnel
-    CloudAuthV1 client("http://p.test/", login("ann"));
-    client.setProxy(all);
+    CloudAuthV1 client({.platform = "http://p.test/", .proxy = all}, login("ann"));
     EXPECT_EQ(failure([&] { (void)client.startAuthentication("ann"); }),
               moves == 3 ? "" : "Failed to startAuthentication");
   }
-  CloudConnPool::getInstance().setProxy({});
 }
 
 TEST(CloudAuthV1, MalformedPoliciesAreRefused) {
@@ -134,13 +134,13 @@ TEST(CloudAuthV1, MalformedPoliciesAreRefused) {
     std::string answer = kGoodV1;
     answer.replace(answer.find(row.from), std::string(row.from).size(), row.to);
     const Platform server("v1", R"("security/StartAuthentication":[{"json":)" + answer + "}]");
-    CloudAuthV1 client(server.url(), login("ann"));
+    CloudAuthV1 client(server.way(), login("ann"));
     EXPECT_THAT(failure([&] { (void)client.startAuthentication("ann"); }), HasSubstr(row.text));
   }
   for (const char* body : {"", "[", "{}x", "null"}) {
     const Platform server(
         "v1", R"("security/StartAuthentication":[{"text":")" + std::string(body) + R"("}])");
-    CloudAuthV1 client(server.url(), login("ann"));
+    CloudAuthV1 client(server.way(), login("ann"));
     EXPECT_NE(failure([&] { (void)client.startAuthentication("ann"); }), "") << body;
   }
 }
@@ -156,7 +156,7 @@ TEST(CloudAuthV0, PasswordThenASecondMechanism) {
           R"("security/MoveToNextLoginPage":[{"json":{"success":true}},)"
           R"({"json":{"success":true,"Result":{"status":"Wait"}}},)"
           R"({"json":{"success":true,"Result":{"status":"Move"}}},{"json":{"success":false}}])");
-  CloudAuthV0 client(server.url(), login("ann"));
+  CloudAuthV0 client(server.way(), login("ann"));
   const MfaPolicy got = client.startAuthentication("ann");
   ASSERT_EQ(got.challenges.size(), 2U);
   EXPECT_EQ(got.challenges[0].name, "Challenge1 required");
@@ -189,7 +189,7 @@ TEST(CloudAuthV0, PoliciesWithoutExactlyOneRequiredMechanism) {
         "v0",
         R"("security/GetAuthPolicy":[{"json":{"success":true,"Result":{"recId":"r","mechs":)" +
             std::string(row.mechanisms) + "}}}]");
-    CloudAuthV0 client(server.url(), login("ann"));
+    CloudAuthV0 client(server.way(), login("ann"));
     EXPECT_THAT(failure([&] { (void)client.startAuthentication("ann"); }), HasSubstr(row.text));
   }
 }
@@ -208,8 +208,8 @@ RawHttpServer goodSite() {
 std::string startV1s(const std::string& answers, const std::string& command = {}) {
   const Platform server("v1s", kSso + answers);
   const RawHttpServer site = goodSite();
-  CloudAuthV1S client(server.url(), {.user = "ann", .program = "sudo", .command = command},
-                      {.url = site.url(), .principal = "HTTP/x@X.TEST"});
+  CloudAuthV1S client(server.way(site.url()),
+                      {.user = "ann", .program = "sudo", .command = command});
   const std::string text = failure([&] { (void)client.startAuthentication("ann"); });
   EXPECT_THAT(server.faults(), IsEmpty());
   return text;
@@ -225,8 +225,7 @@ TEST(CloudAuthV1S, MachineThenUserThenChallengeThenEndpoint) {
                  R"(,"repeat":true}],"security/AdvanceAuthentication":[)" + summary("Success") +
                  "," + summary("Success") + "]");
   const RawHttpServer site = goodSite();
-  CloudAuthV1S client(server.url(), login("ann"),
-                      {.url = site.url(), .principal = "HTTP/x@X.TEST"});
+  CloudAuthV1S client(server.way(site.url()), login("ann"));
   const MfaPolicy policy = client.startAuthentication("ann");
   ASSERT_EQ(policy.challenges.size(), 2U);
   const MfaMechanism& password = policy.challenges[0].mechanisms[0];
@@ -273,8 +272,7 @@ TEST(CloudAuthV1S, MachineThatCannotSignOn) {
         Row{{.bytes = "", .close = true}, "Please verify network connectivity"}}) {
     const Platform server("v1s", R"("x":[])");
     const RawHttpServer site({row.site});
-    CloudAuthV1S client(server.url(), login("ann"),
-                        {.url = site.url(), .principal = "HTTP/x@X.TEST"});
+    CloudAuthV1S client(server.way(site.url()), login("ann"));
     try {
       (void)client.startAuthentication("ann");
       FAIL() << row.text;

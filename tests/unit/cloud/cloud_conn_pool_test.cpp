@@ -8,7 +8,6 @@
 
 #include "cloud/cloud_conn_pool.h"
 #include "cloud/cloud_exceptions.h"
-#include "tests/unit/cloud/fixed_connectors.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tests/unit/cloud/raw_http_server.h"
 
@@ -22,7 +21,7 @@ using testing::Not;
 class CloudConnPoolTest : public testing::Test {
  protected:
   static void expectExceeded(CloudConnPool& pool) {
-    EXPECT_THAT([&] { (void)pool.getCurl("u", "p"); },
+    EXPECT_THAT([&] { (void)pool.getCurl("u", "p", {}); },
                 testing::ThrowsMessage<CloudConnException>(
                     "Failed to get CURL handle for connection: connections exceeded."));
   }
@@ -62,12 +61,12 @@ TEST_F(CloudConnPoolTest, LimitsComeFromTheConfigurationOnce) {
 TEST_F(CloudConnPoolTest, LoansAreReusedAndBounded) {
   Props().set(PN::VELKD_CLOUD_AUTH_CONN_MAX, "2");
   CloudConnPool pool;
-  const auto first = pool.getCurl("ann", "login");
-  const auto second = pool.getCurl("bob", "sudo");
+  const auto first = pool.getCurl("ann", "login", {});
+  const auto second = pool.getCurl("bob", "sudo", {});
   EXPECT_NE(first, second);
   expectExceeded(pool);
   pool.releaseCurl(second.get());
-  EXPECT_EQ(pool.getCurl("cid", "login"), second);
+  EXPECT_EQ(pool.getCurl("cid", "login", {}), second);
   EXPECT_THAT(pool.dump(), HasSubstr("       User name: cid\n       Program name: login\n"
                                      "       Occupied: Yes\n       Expired: No\n"));
 }
@@ -76,11 +75,11 @@ TEST_F(CloudConnPoolTest, LoansHeldTooLongAreTakenBack) {
   Props().set(PN::VELKD_CLOUD_AUTH_CONN_MAX, "2");
   Props().set(PN::TOLKD_CLIENT_IDLE_TIMEOUT, "1");
   CloudConnPool pool;
-  const auto first = pool.getCurl("ann", "login");
-  const auto second = pool.getCurl("bob", "sudo");
+  const auto first = pool.getCurl("ann", "login", {});
+  const auto second = pool.getCurl("bob", "sudo", {});
   // Both are given up; their borrowers may still use them, and give them back.
   std::this_thread::sleep_for(std::chrono::milliseconds(2100));
-  const auto third = pool.getCurl("dee", "login");
+  const auto third = pool.getCurl("dee", "login", {});
   EXPECT_THAT(pool.dump(), HasSubstr("Current count: 1\nCurrent occupied count: 1\n"));
   pool.releaseCurl(first.get());
   pool.releaseCurl(second.get());
@@ -95,12 +94,12 @@ TEST_F(CloudConnPoolTest, NothingOfOneUserReachesTheNext) {
   const RawHttpServer server(
       {RawHttpServer::ok("", "Set-Cookie: .ASPXAUTH=ann; path=/\r\n"), RawHttpServer::ok("")});
   CloudConnPool pool;
-  const auto ann = pool.getCurl("ann", "login");
+  const auto ann = pool.getCurl("ann", "login", {});
   ann->makeRequest(server.url(), {}, false);
   EXPECT_EQ(ann->getCookie(".ASPXAUTH"), "ann");
   ann->setOption(CURLOPT_USERPWD, std::string("ann:secret"));
   pool.releaseCurl(ann.get());
-  const auto bob = pool.getCurl("bob", "login");
+  const auto bob = pool.getCurl("bob", "login", {});
   ASSERT_EQ(ann, bob);
   bob->makeRequest(server.url(), {}, false);
   EXPECT_THAT(server.requests()[1], Not(HasSubstr("Cookie:")));
@@ -114,7 +113,7 @@ TEST_F(CloudConnPoolTest, NothingOfOneUserReachesTheNext) {
 void borrow(CloudConnPool& pool, int loans, std::atomic<int>& lent, std::atomic<int>& most) {
   while (loans > 0) {
     try {
-      const auto curl = pool.getCurl("u", "p");
+      const auto curl = pool.getCurl("u", "p", {});
       const int now = ++lent;
       for (int seen = most; now > seen && !most.compare_exchange_weak(seen, now);) {
       }
@@ -136,20 +135,6 @@ TEST_F(CloudConnPoolTest, ManyThreadsShareFewTransfers) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_LE(most, 10);
   EXPECT_THAT(pool.dump(), HasSubstr("Current occupied count: 0\n"));
-}
-
-TEST_F(CloudConnPoolTest, ResetMovesOnToTheNextConnector) {
-  FixedConnectors connectors("http://p.test/", "");
-  connectors.connector = "c.test:8080";
-  LogTexts log;
-  CloudConnPool pool;
-  pool.resetProxy();
-  EXPECT_EQ(connectors.resets, 1);
-  EXPECT_THAT(log.take("cloud.object"),
-              Contains("Set cloud web proxy to: 'c.test:8080' with auth: ''."));
-  Props().set(PN::CLOUD_DIRECT_CONNECTION, "true");
-  pool.resetProxy();
-  EXPECT_EQ(connectors.resets, 1);
 }
 
 TEST(TimeZoneOffset, CountsFromThisHost) {

@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
+#include <future>
 #include <thread>
 
 #include "cloud/cloud_connectors_refresh.h"
@@ -35,6 +37,7 @@ struct Directory {
   std::vector<ADObject> connectors;
   std::vector<ADObject> computers;
   std::vector<std::string> filters;  // asked for
+  std::function<void()> onOpen = [] {};
 
   void add(const std::string& host, const std::vector<std::string>& keywords) {
     const std::string computer = "CN=" + host + ",DC=lab,DC=test";
@@ -82,7 +85,10 @@ class Session final : public ADSession {
 class Agent final : public ADAgent {
  public:
   explicit Agent(Directory& directory) : directory_(directory) {}
-  std::unique_ptr<ADSession> open() override { return std::make_unique<Session>(directory_); }
+  std::unique_ptr<ADSession> open() override {
+    directory_.onOpen();
+    return std::make_unique<Session>(directory_);
+  }
   bool inZone() const override { return static_cast<bool>(directory_.zone); }
   bool isConnected() const override { return directory_.connected; }
 
@@ -116,7 +122,7 @@ class LocatorTest : public testing::Test {
     std::vector<std::string> all;
     for (std::string next; !(next = locator.getCloudConnector()).empty();) {
       all.push_back(next);
-      locator.resetCurrentCloudConnector();
+      locator.connectorFailed(next);
     }
     return all;
   }
@@ -140,9 +146,11 @@ TEST_F(LocatorTest, RefreshOrdersDiscardsAndStores) {
               Contains("getCloudConnector: Can't get a valid cloud connector for this time"));
   EXPECT_THAT(locator.dump(), HasSubstr("   Pellion Connectors discarded:\n"
                                         "      Pellion Connector: 10.2.2.2\n"));
-  // The next refresh begins anew, and what it chose is there after a restart.
+  // The next refresh begins anew, and what it chose is there after a restart. One that many say has
+  // failed costs no other one; nor does what is no connector.
   EXPECT_TRUE(locator.UpdateCloudConnectors());
-  locator.resetCurrentCloudConnector();
+  for (int i = 0; i < 8; ++i) locator.connectorFailed("10.2.2.2:8080");
+  locator.connectorFailed("web.test:443");
   EXPECT_EQ(locator.getCloudConnector(), "10.1.1.1:8080");
   log.take();
   CloudConnectorLocator restarted(kset_.path());
@@ -172,7 +180,9 @@ TEST_F(LocatorTest, FailuresOfTheDirectoryLeaveTheListsAlone) {
                                      "search Pellion Connectors in AD"}));
   directory_.healthy = directory_.connected = false;
   EXPECT_TRUE(locator.UpdateCloudConnectors());
-  EXPECT_THAT(log.take(), ElementsAre("Connection healthy check failed."));
+  EXPECT_THAT(log.take(),
+              ElementsAre("Connection healthy check failed.",
+                          "velkd Disconnected, delaying UpdateConnector2ComputerObject..."));
   EXPECT_TRUE(locator.needsRefresh());
   EXPECT_EQ(locator.getCloudConnector(), "10.2.2.2:8080");
   CloudConnectorsRefresh task(locator);
@@ -353,6 +363,7 @@ TEST_F(LocatorTest, IwaAddressAndItsPrincipal) {
                           "GetSPNFromIwaURL: more than 1 computer objects(4) are found. Will use "
                           "the first one"));
   directory_.computers.clear();
+  EXPECT_EQ(locator.GetSPNFromIwaURL("https://w*b.test/"), "HTTP/w*b.test@LAB.TEST") << "is known";
   EXPECT_EQ(locator.GetSPNFromIwaURL("https://web.test/"), "");
   EXPECT_EQ(locator.GetSPNFromIwaURL("https://"), "");
   EXPECT_THAT(
@@ -383,7 +394,7 @@ TEST_F(LocatorTest, TaskEndsWithIntervalZeroAndStaysWithoutMfa) {
 TEST_F(LocatorTest, AnotherSiteChangesTheOrderWithoutASearch) {
   CloudConnectorLocator locator(kset_.path());
   locator.UpdateCloudConnectors();
-  locator.resetCurrentCloudConnector();
+  locator.connectorFailed(locator.getCloudConnector());
   directory_.filters.clear();
   locator.checkSite();
   EXPECT_EQ(locator.getCloudConnector(), "10.1.1.1:8080");
@@ -394,6 +405,20 @@ TEST_F(LocatorTest, AnotherSiteChangesTheOrderWithoutASearch) {
   EXPECT_THAT(directory_.filters, ElementsAre());
 }
 
+TEST_F(LocatorTest, RefreshAskedForDuringARefreshIsMade) {
+  CloudConnectorLocator locator(kset_.path());
+  const auto queue = RunQueue::getRunQueue("refreshes", true, 1);
+  std::promise<void> second;
+  int opens = 0;
+  directory_.onOpen = [&] {
+    if (++opens == 1) queue->queue(std::make_shared<CloudConnectorsRefresh>(locator));
+    if (opens == 2) second.set_value();
+  };
+  queue->queue(std::make_shared<CloudConnectorsRefresh>(locator));
+  EXPECT_EQ(second.get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  EXPECT_TRUE(RunQueue::shutdown(std::chrono::seconds(10)));
+}
+
 // For the thread sanitizer: nothing but a data race makes this fail.
 TEST_F(LocatorTest, CallersGoOnWhileItRefreshes) {
   CloudConnectorLocator locator(kset_.path());
@@ -402,8 +427,7 @@ TEST_F(LocatorTest, CallersGoOnWhileItRefreshes) {
   for (int i = 0; i < 4; ++i) {
     callers.emplace_back([&locator, &ended] {
       while (!ended) {
-        (void)locator.getCloudConnector();
-        locator.resetCurrentCloudConnector();
+        locator.connectorFailed(locator.getCloudConnector());
         (void)locator.platformUrl();
         (void)locator.dump();
       }

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 
 #include "cloud/cloud_exceptions.h"
@@ -104,16 +105,16 @@ TEST(CurlObject, NobodyThereIsNotTheSameAsNoAnswer) {
   }
   CurlObject transfer;
   EXPECT_THROW((void)transfer.makeRequest(closed, {}, false), CurlUnreachableException);
-  // A proxy that is there speaks for a server that is not.
+  // A proxy that speaks does so for the server behind it; one that hangs up at once is as none.
   const Server proxy({{.bytes = "HTTP/1.1 502 Bad Gateway\r\nContent-Length: 0\r\n\r\n"},
                       {.bytes = "", .close = true}});
   transfer.setProxy(proxy.address(), "", "", Shredder());
-  for (int i = 0; i < 2; ++i) {
+  for (const bool unreachable : {false, true}) {
     try {
       (void)transfer.makeRequest("http://nowhere.test/", {}, false);
       FAIL();
     } catch (const CurlException& e) {
-      EXPECT_EQ(dynamic_cast<const CurlUnreachableException*>(&e), nullptr) << e.what();
+      EXPECT_EQ(dynamic_cast<const CurlUnreachableException*>(&e) != nullptr, unreachable);
     }
   }
 }
@@ -136,10 +137,27 @@ TEST(CurlObject, NothingIsSentInClear) {
 }
 
 TEST(CurlObject, SilenceHasItsLimit) {
-  const Server server({{.bytes = {}, .silent = true}});
   Props().set(PN::CLOUD_CURL_TIMEOUT, "1");
+  Props().set(PN::CLOUD_CONNECT_TIMEOUT, "0.2");
+  const auto start = std::chrono::steady_clock::now();
+  const Server proxy({{.bytes = {}, .silent = true}});
   CurlObject transfer;
-  EXPECT_EQ(failureOf(transfer, server.url()), CURLE_OPERATION_TIMEDOUT);
+  transfer.setProxy(proxy.address(), "", "", Shredder());
+  EXPECT_THROW((void)transfer.makeRequest("http://nowhere.test/", {}, false),
+               CurlUnreachableException);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
+  // A connection that is there already has been answered on before.
+  const Server server({Server::ok("a"), {.bytes = {}, .silent = true}});
+  transfer.reset(true);
+  transfer.makeRequest(server.url(), {}, false);
+  try {
+    (void)transfer.makeRequest(server.url(), {}, false);
+    FAIL();
+  } catch (const CurlException& e) {
+    EXPECT_EQ(e.code(), CURLE_OPERATION_TIMEDOUT);
+    EXPECT_EQ(dynamic_cast<const CurlUnreachableException*>(&e), nullptr);
+  }
+  Props().set(PN::CLOUD_CONNECT_TIMEOUT, "5");
 }
 
 TEST(CurlObject, HeaderCallbackKeepsLinesUpToItsLimit) {

@@ -17,15 +17,15 @@ class FixedConnectors : public ConnectorAccess {
   }
   ~FixedConnectors() override { install(nullptr); }
   std::string getCloudConnector() override { return connector; }
-  void resetCurrentCloudConnector() override {
-    if (++resets == kMost) connector.clear();
+  void connectorFailed(const std::string& address) override {
+    if (address == connector && ++failures == kMost) connector.clear();
   }
   std::string platformUrl() override { return platform_; }
   IwaAddress getIwaUrl() override { return {.url = site_, .principal = "HTTP/x@X.TEST"}; }
   std::string GetSPNFromIwaURL(const std::string& /*url*/) override { return {}; }
 
   std::string connector;
-  int resets = 0;
+  int failures = 0;
 
  private:
   static constexpr int kMost = 9;

@@ -95,6 +95,7 @@ class RawHttpServer {
       const ssize_t got = ::recv(fd, buffer, sizeof buffer, 0);
       if (got <= 0) return false;
       request.append(buffer, static_cast<std::size_t>(got));
+      if (request[0] == '\x16') break;  // a TLS handshake has no end that is known here
       const std::size_t end = request.find("\r\n\r\n");
       if (end == std::string::npos) continue;
       const std::size_t length = request.find("Content-Length: ");

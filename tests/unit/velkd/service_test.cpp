@@ -123,7 +123,7 @@ TEST_F(ServiceTest, AuthenticationTriesThreeConnectorsAndEndsWithTheLastChalleng
   connectors.connector = "127.0.0.1:1";
   tolk::Props().set(tolk::PN::CLOUD_REST_VERSION, "1.0");
   EXPECT_THAT(call("StartMfa", kAnn), testing::HasSubstr("CloudFailed"));
-  EXPECT_EQ(connectors.resets, 2);
+  EXPECT_EQ(connectors.failures, 3);
   tolk::Props().set(tolk::PN::CLOUD_DIRECT_CONNECTION, "true");
   const tolk::MfaStep first = stepOf(call("StartMfa", kAnn));
   ASSERT_EQ(first.choices.size(), 1U);
