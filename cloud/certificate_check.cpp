@@ -18,6 +18,12 @@ void verify(CurlObject& transfer, bool on) {
   transfer.setOption(CURLOPT_SSL_VERIFYHOST, on ? kHostName : 0L);
 }
 
+/// Leaves one of the two places of authorities out: the library trusts what it finds in either, and
+/// has the system's own in both unless it is told otherwise.
+void trustNothing(CurlObject& transfer, CURLoption place) {
+  transfer.setOption(place, static_cast<void*>(nullptr));
+}
+
 }  // namespace
 
 std::string findCertificateBundle() {
@@ -50,13 +56,16 @@ void checkPlatformCertificate(CurlObject& transfer, const CloudLog& log) {
     return;
   }
   transfer.setOption(CURLOPT_CAINFO, store);
+  trustNothing(transfer, CURLOPT_CAPATH);
   log.debug("Will use cert store : '%s' for cloud cert verification.", {store});
 }
 
 void checkSiteCertificate(CurlObject& transfer) {
   const bool skip = Props().getBool(PN::VELKD_IWA_SKIP_CERT_VERIFICATION, false);
   verify(transfer, !skip);
-  if (!skip) transfer.setOption(CURLOPT_CAPATH, Props().getProperty(PN::ADSEC_CERT_DIR));
+  if (skip) return;
+  transfer.setOption(CURLOPT_CAPATH, Props().getProperty(PN::ADSEC_CERT_DIR));
+  trustNothing(transfer, CURLOPT_CAINFO);
 }
 
 }  // namespace tolk

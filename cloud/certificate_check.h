@@ -12,10 +12,11 @@ namespace tolk {
 /// not empty; "" when there is none.
 [[nodiscard]] std::string findCertificateBundle();
 
-/// Checks the platform's certificate, or not, as the configuration says.
+/// Checks the platform's certificate, or not, as the configuration says: against the authorities of
+/// one file and no others.
 void checkPlatformCertificate(CurlObject& transfer, const CloudLog& log);
 
-/// The same for the web server of the site check.
+/// The same for the web server of the site check, against those of one directory.
 void checkSiteCertificate(CurlObject& transfer);
 
 }  // namespace tolk

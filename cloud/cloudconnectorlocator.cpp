@@ -10,6 +10,7 @@
 #include "cloud/connector_dump.h"
 #include "cloud/connector_log.h"
 #include "cloud/connector_subnets.h"
+#include "cloud/http_proxy.h"
 #include "cloud/iwa_principal.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/properties.h"
@@ -181,7 +182,7 @@ std::string CloudConnectorLocator::dump() {
   try {
     const State state = copyState();
     const CloudConnector* const current = state.find(state.lists.current());
-    const Properties& properties = Props();
+    const HttpProxy proxy = getProxySettings();
     using List = ConnectorList;
     return connectorDump(
         {.connectedUrl = current == nullptr ? std::string() : current->url,
@@ -189,8 +190,9 @@ std::string CloudConnectorLocator::dump() {
          .zoneTenantId = state.platform.tenantId,
          .urls = state.urls,
          .tenantIds = state.tenantIds,
-         .proxyServer = properties.getProperty(PN::CLOUD_PROXY_SERVER),
-         .proxyAuthType = properties.getProperty(PN::CLOUD_PROXY_AUTH_TYPE),
+         // Somebody may have put a user and a password before the host.
+         .proxyServer = proxy.server.substr(proxy.server.rfind('@') + 1),
+         .proxyAuthType = proxy.authType,
          .current = current == nullptr ? std::string() : current->fqdn,
          .currentSite = state.listed({List::sameSubnet, List::otherSubnet, List::site}),
          .otherSites = state.listed({List::otherSites}),

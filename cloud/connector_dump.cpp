@@ -45,9 +45,9 @@ std::string connectorDump(const ConnectorDumpFacts& facts) {
   line(out, "   Pellion Identity Platform Instances URLs: ", joined(facts.urls));
   line(out, "   Pellion Identity Platform Instances IDs: ", joined(facts.tenantIds));
   out << "Proxy to Pellion Identity Platform:\n";
-  const bool proxy = !facts.proxyServer.empty();
-  line(out, "   Proxy server: ", proxy ? facts.proxyServer : "None");
-  line(out, "   Proxy authentication method: ", proxy ? facts.proxyAuthType : "None");
+  const auto orNone = [](const std::string& text) { return text.empty() ? "None" : text; };
+  line(out, "   Proxy server: ", orNone(facts.proxyServer));
+  line(out, "   Proxy authentication method: ", orNone(facts.proxyAuthType));
   out << "Pellion Connectors:\n";
   line(out, "   Current used connector: ", facts.current);
   writeSection(out, "   Pellion Connectors in current site:\n", facts.currentSite);

@@ -62,7 +62,9 @@ void loadCredential(HttpProxy& proxy) {
 }
 
 void setAuthentication(HttpProxy& proxy, const std::string& host) {
-  proxy.authType = toLower(Props().getProperty(PN::CLOUD_PROXY_AUTH_TYPE));
+  proxy.authType = toLower(trim(Props().getProperty(PN::CLOUD_PROXY_AUTH_TYPE)));
+  // To a transfer none at all means a proxy that asks for no user.
+  if (proxy.authType.empty()) proxy.authType = toLower(PN::CLOUD_PROXY_AUTH_TYPE.value);
   if (!proxyAuthMask(proxy.authType)) {
     kLog.error("Invalid proxy auth type: '%s'", {proxy.authType});
   }

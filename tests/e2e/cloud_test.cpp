@@ -131,6 +131,13 @@ TEST_F(CloudTest, CertificatesAreChecked) {
                           "8445/plain.txt\n" + get + "8446/plain.txt\n";
   configure(kPlatform);
   EXPECT_EQ(transfers(all), "200 6\n" + refused + refused + refused);
+  // The one place that is configured counts, and not the other that the library looks into.
+  const std::string good = get + "8443/plain.txt\n";
+  configure("adsec.cert.dir: /etc/ssl/lab\nvelkd.cloud.cert.store: /etc/ssl/lab/cloud1.crt\n");
+  EXPECT_EQ(transfers("checks\n" + good + "pin\n" + good), "200 6\n" + refused);
+  configure("adsec.cert.dir: /etc\n");
+  EXPECT_EQ(transfers("trust /etc/ssl/lab/ca.pem\n" + good + "checks\n" + good),
+            "200 6\n" + refused);
   configure(std::string(kPlatform) + "velkd.iwa.skip.cert.verification: true\n");
   EXPECT_EQ(transfers(all), "200 6\n200 6\n200 6\n200 6\n");
 }

@@ -4,6 +4,7 @@
 //   mention proxy SERVER TYPE USER PASSWORD       takes a web proxy; "-" stands for an empty text
 //   server PRINCIPAL HOST:PORT USER       logs on to the web server itself
 //   checks                                checks certificates as for the site check
+//   pin                                   checks them as for the platform
 //   trust FILE                            trusts these authorities
 //   header NAME VALUE                     sends that header from now on
 //   say WORD                              says it on standard error
@@ -52,6 +53,8 @@ class Session {
       current_->setServerNegotiate(a, b, c);
     } else if (verb == "checks") {
       tolk::checkSiteCertificate(*current_);
+    } else if (verb == "pin") {
+      tolk::checkPlatformCertificate(*current_, kLog);
     } else if (verb == "trust") {
       current_->setOption(CURLOPT_CAINFO, a);
     } else if (verb == "header") {

@@ -12,6 +12,7 @@
 #include "cloud/cloud_connectors_refresh.h"
 #include "cloud/cloud_exceptions.h"
 #include "cloud/cloudconnectorlocator.h"
+#include "cloud/http_proxy.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"
@@ -144,6 +145,13 @@ TEST_F(LocatorTest, RefreshOrdersDiscardsAndStores) {
               ElementsAre("10.2.2.2:8080", "10.1.1.1:8080", "near.test:8080", "far.test:8080"));
   EXPECT_THAT(log.take(),
               Contains("getCloudConnector: Can't get a valid cloud connector for this time"));
+  set(PN::CLOUD_PROXY_SERVER, "ann:pw@proxy.test:81");
+  set(PN::CLOUD_PROXY_AUTH_TYPE, "Basic");
+  UpdateCloudHttpProxy();
+  EXPECT_THAT(locator.dump(), HasSubstr("   Proxy server: proxy.test:81\n"
+                                        "   Proxy authentication method: None\n"));
+  set(PN::CLOUD_PROXY_SERVER, "");
+  UpdateCloudHttpProxy();
   EXPECT_THAT(locator.dump(), HasSubstr("   Pellion Connectors discarded:\n"
                                         "      Pellion Connector: 10.2.2.2\n"));
   // The next refresh begins anew, and what it chose is there after a restart. One that many say has

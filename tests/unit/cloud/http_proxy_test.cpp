@@ -53,6 +53,10 @@ TEST_F(HttpProxyTest, AuthenticationIsCheckedWhereItIsRequired) {
   Props().set(PN::CLOUD_PROXY_AUTH_REQUIRED, "yes");
   LogTexts log;
   EXPECT_EQ(update("10.0.0.1:3128").authType, "anyauth");
+  Props().set(PN::CLOUD_PROXY_AUTH_TYPE, " ");
+  EXPECT_EQ(update("proxy.test").authType, "anyauth") << "and not no login at all";
+  Props().set(PN::CLOUD_PROXY_AUTH_TYPE, "AnyAuth");
+  EXPECT_EQ(update("10.0.0.1:3128").authType, "anyauth");
   EXPECT_THAT(log.take("cloud.orb.processor"),
               Contains(HasSubstr("FQDN hostname should be specified")));
   Props().set(PN::CLOUD_PROXY_AUTH_TYPE, "Bearer");
@@ -80,7 +84,10 @@ TEST_F(HttpProxyTest, CredentialAndFipsModeDecideWhetherItCanBeUsed) {
   EXPECT_EQ(getCloudProxy().password.view(), "secret");
   ASSERT_EQ(::mount("tmpfs", "/proc/sys", "tmpfs", 0, nullptr), 0);
   write("/proc/sys/crypto/fips_enabled", "1\n");
-  EXPECT_FALSE(update("proxy.test").usable) << "NTLM is not approved";
+  for (const char* type : {"NTLM", "Digest"}) {
+    Props().set(PN::CLOUD_PROXY_AUTH_TYPE, type);
+    EXPECT_FALSE(update("proxy.test").usable) << type << " is not approved";
+  }
   Props().set(PN::CLOUD_PROXY_AUTH_TYPE, "Basic");
   EXPECT_TRUE(update("proxy.test").usable);
   EXPECT_EQ(::umount("/proc/sys"), 0);
