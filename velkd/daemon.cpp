@@ -16,7 +16,7 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/run_queue.h"
-#include "tolk/krb5/gss_config_overlay.h"
+#include "tolk/krb5/profile_overlay.h"
 #include "tolk/rpc/daemon_protocol.h"
 #include "velkd/cloud_service.h"
 #include "velkd/exit_status.h"

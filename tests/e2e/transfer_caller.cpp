@@ -31,7 +31,7 @@
 #include "tolk/base/logger.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
-#include "tolk/krb5/gss_config_overlay.h"
+#include "tolk/krb5/profile_overlay.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
-#include "tolk/krb5/initial_exchange.h"
+#include "tolk/krb5/initial_credentials.h"
 #include "tolk/krb5/kerberos_paths.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/krb5_handles.h"

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "tolk/base/text.h"
-#include "tolk/krb5/gss_config_overlay.h"
 #include "tolk/krb5/krb5_error.h"
+#include "tolk/krb5/profile_overlay.h"
 #include "tolk/ldap/ldap_error.h"
 
 namespace tolk {

@@ -1,18 +1,81 @@
+// The three messages of one logon (MS-NLMP 2.2.1) and the keys that come of it.
 #include "tolk/ntlm/ntlm_ssp.h"
 
 #include <algorithm>
 #include <cassert>
 #include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/stack_scrub.h"
 #include "tolk/net/smb_messages.h"
 #include "tolk/ntlm/ntlm_crypto.h"
-#include "tolk/ntlm/ntlm_messages.h"
 #include "tolk/ntlm/ntlm_text.h"
 
 namespace tolk {
 namespace {
+
+/// What a type 3 message holds; names in UTF-16LE.
+struct NtlmAuthenticate {
+  std::uint32_t flags = 0;
+  std::string domain{};
+  std::string user{};
+  std::string workstation{};
+  std::string lmResponse{};
+  std::string ntResponse{};
+  std::string encryptedKey{};
+};
+
+/// Where the 16 bytes of the integrity code lie in a type 3 message.
+constexpr std::size_t kNtlmIntegrityOffset = 72;
+
+constexpr std::string_view kSignature("NTLMSSP\0", 8);
+
+// A head whose fields point into the payload behind it.
+class Message {
+ public:
+  Message(unsigned type, std::size_t headSize) : headSize_(headSize) {
+    head_.append(kSignature).put(type, 4);
+  }
+  Message& field(std::string_view bytes) {
+    if (bytes.size() > 0xffff) throw TOLKException("A name or response is too long for NTLM");
+    head_.put(bytes.size(), 2).put(bytes.size(), 2).put(headSize_ + payload_.size(), 4);
+    payload_ += bytes;
+    return *this;
+  }
+  Message& number(std::uint64_t value, unsigned bytes) {
+    head_.put(value, bytes);
+    return *this;
+  }
+  [[nodiscard]] std::string bytes() const { return head_.bytes() + payload_; }
+
+ private:
+  LittleEndian head_;
+  std::size_t headSize_;
+  std::string payload_;
+};
+
+// Type 1. Domain and workstation go out as they are, in the client's eight-bit character set;
+// usually both are empty. Throws TOLKException when one is longer than 65535 bytes.
+std::string encodeNtlmNegotiate(std::uint32_t flags, std::string_view domain,
+                                std::string_view workstation) {
+  return Message(1, 32).number(flags, 4).field(domain).field(workstation).bytes();
+}
+
+// Type 3, its integrity code all zero. Throws TOLKException when a field is longer than 65535
+// bytes.
+std::string encodeNtlmAuthenticate(const NtlmAuthenticate& content) {
+  constexpr unsigned kVersion = 8;
+  constexpr unsigned kIntegrityCode = 16;
+  Message message(3, kNtlmIntegrityOffset + kIntegrityCode);
+  message.field(content.lmResponse).field(content.ntResponse);
+  message.field(content.domain).field(content.user).field(content.workstation);
+  message.field(content.encryptedKey).number(content.flags, 4);
+  return message.number(0, kVersion).number(0, kIntegrityCode).bytes();
+}
 
 // Now, as FILETIME.
 NtlmOctets currentTime() {

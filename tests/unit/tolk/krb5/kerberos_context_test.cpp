@@ -9,7 +9,6 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
-#include "tolk/krb5/gss_config_overlay.h"
 #include "tolk/krb5/krb5_library.h"
 #include "tolk/krb5/profile_overlay.h"
 #include "tolk/krb5/scoped_variable.h"
