@@ -1,3 +1,5 @@
+// One table, its first row that fits wins: kind of exception, code, path, and with them message
+// and status.
 #include "cli/account/binding_failure.h"
 
 #include <algorithm>

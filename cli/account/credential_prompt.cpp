@@ -1,3 +1,5 @@
+// C functions for the Kerberos library's side of a bind: no exception leaves them but Kerberos
+// ones.
 #include "cli/account/credential_prompt.h"
 
 #include <cerrno>

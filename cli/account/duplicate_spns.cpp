@@ -1,3 +1,5 @@
+// One search in a global catalog, or where there is none in the domain; more than one object
+// found is the finding.
 #include "cli/account/duplicate_spns.h"
 
 #include <exception>

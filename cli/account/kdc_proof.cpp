@@ -1,3 +1,5 @@
+// A KDC that knows this host's own key is the domain's: nobody else can make a ticket that the
+// keytab opens.
 #include "cli/account/kdc_proof.h"
 
 #include <unistd.h>

@@ -1,3 +1,5 @@
+// By Kerberos the bind is the check; by NTLM a controller is handed the client's messages over
+// SMB.
 #include "cli/account/password_check.h"
 
 #include <iostream>

@@ -1,3 +1,4 @@
+// The lists stay in the context: a report that shows them twice reads them once.
 #include "cli/diag/zone_report.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// The daemon names the domains, tolk::JoinStats counts them, the rest is layout.
 #include "cli/joins/join_counts.h"
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// Rewritten in place with a carriage return.
 #include "cli/joins/progress_line.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// The daemon gathers them in its own time, so it is asked again until it has, or time is up.
 #include "cli/status/domain_rids.h"
 
 #include <chrono>

@@ -1,3 +1,5 @@
+// Values come from the settings; a zone's name for people may take the directory, the controller
+// takes the daemon.
 #include "cli/status/join_setting.h"
 
 #include <exception>

@@ -1,3 +1,4 @@
+// What this host knows by itself is written before anybody is waited for.
 #include "cli/status/join_status.h"
 
 #include <array>

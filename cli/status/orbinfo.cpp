@@ -1,3 +1,4 @@
+// The daemon knows better than the settings, which are read only while it is down.
 #include "cli/status/orbinfo.h"
 
 #include <unistd.h>

@@ -1,3 +1,4 @@
+// Installed or not is told by files and units; the state by the modules' own programs.
 #include "cli/status/security_modules.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,4 @@
+// Each is a join setting or one question to the daemon, and a status that scripts can test.
 #include "cli/status/single_values.h"
 
 #include <iostream>

@@ -1,3 +1,4 @@
+// The text is the daemon's own and is passed on as it comes.
 #include "cli/status/sysinfo.h"
 
 #include <exception>

@@ -1,3 +1,4 @@
+// The kernel says so in /proc/sys/crypto/fips_enabled.
 #include "tolk/base/fips.h"
 
 #include "tolk/base/exceptions.h"

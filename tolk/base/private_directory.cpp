@@ -1,3 +1,5 @@
+// Opened without following a link and judged by its descriptor, so that nobody can change it
+// between the look and the use.
 #include "tolk/base/private_directory.h"
 
 #include <fcntl.h>

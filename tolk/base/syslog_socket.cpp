@@ -1,3 +1,4 @@
+// Datagrams on a socket that never blocks: a log daemon that hangs costs its line, not a wait.
 #include "tolk/base/syslog_socket.h"
 
 #include <sys/socket.h>

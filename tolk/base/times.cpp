@@ -1,3 +1,4 @@
+// localtime_r(3) and strftime(3) with forms that the compiler can check.
 #include "tolk/base/times.h"
 
 #include <array>

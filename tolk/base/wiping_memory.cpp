@@ -1,3 +1,4 @@
+// The block's usable size, not the asked one, is what has to be wiped (malloc_usable_size(3)).
 #include "tolk/base/wiping_memory.h"
 
 #include <malloc.h>

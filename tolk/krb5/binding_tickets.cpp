@@ -1,3 +1,5 @@
+// The tickets are copies in a memory cache of their own, so that nobody else's cache grows by
+// what a bind fetches; only with `inPlace` are they not.
 #include "tolk/krb5/binding_tickets.h"
 
 #include <string_view>

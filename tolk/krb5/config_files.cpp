@@ -1,3 +1,5 @@
+// The library says that some file is malformed, not which: each file's own lines, without what it
+// includes, are parsed alone from memory.
 #include "tolk/krb5/config_files.h"
 
 #include <algorithm>

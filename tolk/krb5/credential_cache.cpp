@@ -1,3 +1,5 @@
+// KRB5CCNAME's collection first, then the configured one; of each the first cache that is the
+// user's own and holds a ticket granting ticket.
 #include "tolk/krb5/credential_cache.h"
 
 #include <sys/stat.h>

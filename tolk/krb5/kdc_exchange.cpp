@@ -1,3 +1,5 @@
+// All servers are tried in turn with a head start each, over TCP alone; the first that settles
+// the question ends it for all.
 #include "tolk/krb5/kdc_exchange.h"
 
 #include <arpa/inet.h>

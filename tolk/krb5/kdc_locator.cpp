@@ -1,3 +1,5 @@
+// The library hands every request to a hook that does the whole exchange and hands back the
+// reply; it opens no socket itself.
 #include "tolk/krb5/kdc_locator.h"
 
 #include <cerrno>

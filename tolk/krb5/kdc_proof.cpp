@@ -1,3 +1,5 @@
+// krb5_verify_init_creds(3) gets a ticket for the keytab's principal and opens it with the key
+// from the file.
 #include "tolk/krb5/kdc_proof.h"
 
 #include "tolk/krb5/kerberos_paths.h"

@@ -1,3 +1,5 @@
+// A context is made on an overlay of the host's profile; the overlay is found again by the bare
+// krb5_context that the library hands to callbacks.
 #include "tolk/krb5/kerberos_context.h"
 
 #include <unistd.h>

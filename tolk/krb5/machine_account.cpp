@@ -1,3 +1,4 @@
+// The exchange is the same as a user's; the key comes from the keytab.
 #include "tolk/krb5/machine_account.h"
 
 #include "tolk/base/join_settings.h"

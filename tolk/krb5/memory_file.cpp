@@ -1,3 +1,4 @@
+// A memfd, named to readers by its descriptor below /proc/self/fd.
 #include "tolk/krb5/memory_file.h"
 
 #include <sys/mman.h>

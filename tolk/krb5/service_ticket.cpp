@@ -1,3 +1,5 @@
+// A ticket is stored once more under the name that GSS-API will ask for, so that it asks no KDC
+// and no DNS.
 #include "tolk/krb5/service_ticket.h"
 
 #include "tolk/base/text.h"

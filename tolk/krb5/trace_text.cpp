@@ -1,3 +1,5 @@
+// An allow list: a line is passed on if its beginning is known, up to where its secret part
+// begins.
 #include "tolk/krb5/trace_text.h"
 
 #include <algorithm>

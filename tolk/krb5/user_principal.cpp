@@ -1,3 +1,4 @@
+// The forms are told apart by their separators: PREFIX\name, name@SUFFIX, name.
 #include "tolk/krb5/user_principal.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// A bind finds a server, gets tickets for it, connects, binds with them; when the server is at
+// fault, it is passed over and the next one tried. Lost connections go the same way.
 #include "tolk/ldap/ad_binding.h"
 
 #include <arpa/inet.h>

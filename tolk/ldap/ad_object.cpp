@@ -1,3 +1,4 @@
+// Attributes in a map without regard to case, behind a shared pointer.
 #include "tolk/ldap/ad_object.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Names are parsed by the LDAP library; only what it has no call for is written here.
 #include "tolk/ldap/dn.h"
 
 #include <ldap.h>

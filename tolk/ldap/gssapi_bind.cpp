@@ -1,3 +1,5 @@
+// The library makes SASL's steps, asked for one at a time, so that all answers together have one
+// limit; its local errors are Kerberos' when their text says so.
 #include "tolk/ldap/gssapi_bind.h"
 
 #include <gssapi/gssapi_krb5.h>

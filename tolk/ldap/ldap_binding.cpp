@@ -1,3 +1,5 @@
+// One synchronous search is a request sent and an answer received on the connection; fetch() and
+// search() are forms of it.
 #include "tolk/ldap/ldap_binding.h"
 
 #include <boost/make_shared.hpp>

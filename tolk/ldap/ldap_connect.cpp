@@ -1,3 +1,5 @@
+// Host lookup, then a connection to the first address that answers, as two waits on the caller's
+// loop.
 #include "tolk/ldap/ldap_connect.h"
 
 #include <netinet/in.h>

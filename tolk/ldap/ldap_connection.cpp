@@ -1,3 +1,6 @@
+// The library runs on a connected socket of ours with calls of ours below it: nothing blocks,
+// nothing is read beyond a search's allowance, and requests are matched to answers by their
+// number.
 #include "tolk/ldap/ldap_connection.h"
 
 #include <lber.h>

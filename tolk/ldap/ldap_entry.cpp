@@ -1,3 +1,4 @@
+// Attributes and values are copied out of the library's message as byte strings.
 #include "tolk/ldap/ldap_entry.h"
 
 #include <lber.h>

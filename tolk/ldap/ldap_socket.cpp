@@ -1,3 +1,4 @@
+// The allowance of bytes is counted where they are read, before anything is made of them.
 #include "tolk/ldap/ldap_socket.h"
 
 #include <sys/socket.h>

@@ -1,3 +1,4 @@
+// Each page is a search with the cookie of the one before; all of them share one budget.
 #include "tolk/ldap/paged_object_list.h"
 
 #include <algorithm>

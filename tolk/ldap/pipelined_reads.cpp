@@ -1,3 +1,5 @@
+// A queue of searches on the wire and a queue of those that wait for room. After one silence
+// nothing later is waited for.
 #include "tolk/ldap/pipelined_reads.h"
 
 #include <cassert>

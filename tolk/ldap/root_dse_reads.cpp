@@ -1,3 +1,4 @@
+// One task a server: connect, send the search, take its answer.
 #include "tolk/ldap/root_dse_reads.h"
 
 #include <algorithm>

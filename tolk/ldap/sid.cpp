@@ -1,3 +1,4 @@
+// The binary form is a header, six bytes of authority and 32-bit numbers (MS-DTYP 2.4.2).
 #include "tolk/ldap/sid.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Filters are parsed by the LDAP library's own encoder, as far as connectionless LDAP takes them.
 #include "tolk/ldap/udp_binding.h"
 
 #include <lber.h>

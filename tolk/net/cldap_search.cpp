@@ -1,3 +1,5 @@
+// The same messages over two transports. Silence is remembered by address, so that a second
+// search does not wait for it again.
 #include <sys/random.h>
 
 #include <atomic>

@@ -1,3 +1,5 @@
+// A small machine: address, then a ping by UDP, later or instead the same question by TCP, beside
+// it a connection to the port that matters.
 #include "tolk/net/controller_candidate.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Site and domain are asked together. When DNS names no controller, the configuration may, and
+// then the join settings.
 #include "tolk/net/controller_records.h"
 
 #include <algorithm>

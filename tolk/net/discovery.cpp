@@ -1,3 +1,6 @@
+// Candidates come in as DNS names them, start in waves (by site, priority and number), and are
+// ranked whenever one changes; the search ends with the best possible one, or when nothing better
+// can come, or a grace after the first that will do.
 #include "tolk/net/discovery.h"
 
 #include <algorithm>

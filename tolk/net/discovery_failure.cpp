@@ -1,3 +1,4 @@
+// The sentence says how far the search came: no record, no address, no answer, or the wrong role.
 #include "tolk/net/discovery_failure.h"
 
 #include <algorithm>

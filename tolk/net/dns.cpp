@@ -1,3 +1,4 @@
+// Records are queries of their own without search domains; hosts are in host_query.cpp.
 #include "tolk/net/dns.h"
 
 #include <arpa/inet.h>

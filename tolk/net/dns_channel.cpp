@@ -1,3 +1,5 @@
+// One channel a server and question: the library sees no file and no other server, so that who
+// did what is known.
 #include "tolk/net/dns_channel.h"
 
 #include <arpa/nameser.h>

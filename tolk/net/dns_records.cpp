@@ -1,3 +1,4 @@
+// libresolv's parser (ns_initparse(3)) does the reading.
 #include "tolk/net/dns_records.h"
 
 #include <arpa/nameser.h>

@@ -1,3 +1,5 @@
+// Each server gets an equal share of what is left of the limit; a short question without
+// recursion tells one that is slow from one that is dead.
 #include "tolk/net/dns_walk.h"
 
 #include <algorithm>

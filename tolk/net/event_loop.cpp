@@ -1,3 +1,5 @@
+// poll(2) over the descriptors of all operations that are not done, then a step for each that is
+// ready, woken or late.
 #include "tolk/net/event_loop.h"
 
 #include <cerrno>

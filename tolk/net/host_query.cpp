@@ -1,3 +1,5 @@
+// /etc/hosts first, by a channel of its own; then the memory; then the name servers, for IPv4
+// and, where there is none, for IPv6.
 #include "tolk/net/host_query.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,4 @@
+// getifaddrs(3) and gethostname(2).
 #include "tolk/net/interfaces.h"
 
 #include <arpa/inet.h>

@@ -1,3 +1,5 @@
+// Searches by what was asked, servers by name, failures by name and service; a result older than
+// a failure of its controller is none.
 #include "tolk/net/known_controllers.h"
 
 #include <algorithm>

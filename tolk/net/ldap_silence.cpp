@@ -1,3 +1,5 @@
+// Times are kept in tenths of a second: rounding up what is left and down what was waited, no
+// limit is ever exceeded.
 #include "tolk/net/ldap_silence.h"
 
 #include <algorithm>

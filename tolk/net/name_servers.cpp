@@ -1,3 +1,4 @@
+// Counts and faults by address; a change of resolv.conf forgets them all.
 #include "tolk/net/name_servers.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The answer is a row of names compressed as in DNS, read with every step bounded.
 #include "tolk/net/netlogon.h"
 
 #include <algorithm>

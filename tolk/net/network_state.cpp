@@ -1,3 +1,5 @@
+// Memory in front of discovery: what is fresh answers at once, a search fills it, the join
+// settings are the last resort.
 #include "tolk/net/network_state.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Errors are sorted by side: silence, the peer, or this host.
 #include "tolk/net/sockets.h"
 
 #include <arpa/inet.h>

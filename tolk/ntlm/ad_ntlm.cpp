@@ -1,3 +1,5 @@
+// init() brings the client's first message to a controller and the challenge back; authenticate()
+// brings the second, and requireProof() tests the server's signature.
 #include "tolk/ntlm/ad_ntlm.h"
 
 #include <vector>

@@ -1,3 +1,5 @@
+// Offsets and lengths are checked against the message before anything is read; nothing behind its
+// end is.
 #include "tolk/ntlm/ntlm_challenge.h"
 
 #include <algorithm>

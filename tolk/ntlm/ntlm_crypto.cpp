@@ -1,3 +1,4 @@
+// Nettle's MD4, HMAC-MD5 and RC4; every context lies in memory that wipes itself.
 #include "tolk/ntlm/ntlm_crypto.h"
 
 #include <nettle/arcfour.h>

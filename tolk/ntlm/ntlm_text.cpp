@@ -1,3 +1,4 @@
+// Upper case follows Windows' table, which the C library's is cut down to.
 #include "tolk/ntlm/ntlm_text.h"
 
 #include <locale.h>

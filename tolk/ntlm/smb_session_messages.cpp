@@ -1,3 +1,4 @@
+// Fields are put together and read in the order of their tables in MS-SMB2 2.2.5 and 2.2.6.
 #include "tolk/ntlm/smb_session_messages.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// HMAC-SHA256 for SMB 2, AES-CMAC with derived keys for SMB 3; 3.1.1 hashes the conversation into
+// its key.
 #include "tolk/ntlm/smb_signing.h"
 
 #include <nettle/cmac.h>

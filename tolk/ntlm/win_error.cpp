@@ -1,3 +1,4 @@
+// One table for both kinds of number: NT status and Windows error.
 #include "tolk/ntlm/win_error.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Four passes over pages: zones, entries, disabled computers, computers. Kept are counts and the
+// zones' names.
 #include "tolk/zones/domain_count.h"
 
 #include <utility>

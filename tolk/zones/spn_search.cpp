@@ -1,3 +1,4 @@
+// One search for all names at once.
 #include "tolk/zones/spn_search.h"
 
 #include <boost/shared_ptr.hpp>

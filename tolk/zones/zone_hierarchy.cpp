@@ -1,3 +1,5 @@
+// A computer's zone is found by the entry that is managed by it: the entry stands in a container
+// of the zone.
 #include "tolk/zones/zone_hierarchy.h"
 
 #include <boost/make_shared.hpp>

@@ -1,3 +1,4 @@
+// The layout is a filter: its note in the description, or for the oldest its absence.
 #include "tolk/zones/zone_readers.h"
 
 #include <boost/make_shared.hpp>

@@ -1,3 +1,5 @@
+// Zones and entries are known by class, marker and place; notes are values of the description
+// with a prefix.
 #include "tolk/zones/zone_schema.h"
 
 #include <algorithm>
