@@ -17,6 +17,7 @@
 #include <string_view>
 #include <utility>
 
+#include "tolk/base/log_limit.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/syslog_socket.h"
@@ -26,6 +27,7 @@ namespace tolk {
 namespace {
 
 constexpr int kLevelUnknown = -1;
+constexpr std::size_t kLongestText = std::size_t{16} << 10U;
 std::atomic<int> rootLevel{kLevelUnknown};
 
 struct LevelName {
@@ -92,6 +94,13 @@ class SyslogSink : public spdlog::sinks::base_sink<spdlog::details::null_mutex> 
   SyslogSocket socket_;
 };
 
+// An administrator who asks for details gets more of them, but no full disk either.
+LogRate rateOf(LogLevel level) {
+  constexpr LogRate kDetails{.atOnce = 1000, .interval = std::chrono::milliseconds(100)};
+  constexpr LogRate kEvents{.atOnce = 30, .interval = std::chrono::seconds(10)};
+  return level < LogLevel::info ? kDetails : kEvents;
+}
+
 // The sink that was chosen, and the spdlog logger over it once a record was written.
 class Output {
  public:
@@ -108,10 +117,22 @@ class Output {
     target_ = std::move(target);
   }
 
+  // Whether there is to be a record from that place now. The system's log has limits of its own.
+  [[nodiscard]] bool admits(LogLevel level, const LogSource& where) {
+    const std::scoped_lock guard(mutex_);
+    return !target_.empty() &&
+           (sink_ != LogSink::file ||
+            limit_.admit({where.file, where.line}, rateOf(level), LogLimit::Clock::now()));
+  }
+
   void write(LogLevel level, const std::string& record) {
     const std::scoped_lock guard(mutex_);
     if (target_.empty()) return;
     if (!logger_) logger_ = open();
+    for (const auto& [place, lines] : limit_.takeLeftOut(LogLimit::Clock::now())) {
+      logger_->log(spdlog::level::warn, "base.logger: {} lines were left out ({}:{})", lines,
+                   place.first, place.second);
+    }
     logger_->log(severity(level), spdlog::string_view_t(record));
   }
 
@@ -141,6 +162,7 @@ class Output {
   LogSink sink_ = LogSink::syslog;
   std::string target_;
   std::unique_ptr<spdlog::logger> logger_;
+  LogLimit limit_;
 };
 
 }  // namespace
@@ -181,8 +203,10 @@ void Logger::log(LogLevel level, const std::string& text, SourceLocation where) 
 void Logger::log(LogLevel level, const std::string& text, const LogSource& where) const noexcept {
   if (!enabled(level)) return;
   try {
-    Output::instance().write(level, fmt::format("{}: {} ({}:{} {})", name_, printable(text),
-                                                where.file, where.line, where.function));
+    if (!Output::instance().admits(level, where)) return;
+    Output::instance().write(
+        level, fmt::format("{}: {} ({}:{} {})", name_, printable(text.substr(0, kLongestText)),
+                           where.file, where.line, where.function));
   } catch (...) {
     // The sink cannot be opened, or memory is short. There is no other place to say so.
     return;

@@ -37,7 +37,9 @@ class Logger {
   [[nodiscard]] static bool enabled(LogLevel level) noexcept;
 
   /// Writes one record, "NAME: TEXT (FILE:LINE FUNCTION)", on one line: control characters of
-  /// `text` are escaped. Never throws; a record that cannot be written is lost.
+  /// `text` are escaped, and it is cut at 16 KiB. Never throws; a record that cannot be written is
+  /// lost. In a file, so are those that come from one place too often (log_limit.h); how many is
+  /// told by a line of its own, before a later record.
   void log(LogLevel level, const std::string& text,
            SourceLocation where = SourceLocation::current()) const noexcept;
   void log(LogLevel level, const std::string& text, const LogSource& where) const noexcept;

@@ -5,11 +5,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "tests/unit/tolk/base/scratch_directory.h"
+#include "tolk/base/log_limit.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 
@@ -63,6 +65,38 @@ TEST_F(LoggerTest, RootLevelDropsWhatIsBelow) {
   setRootLevel("WARN");
   logger_.log(LogLevel::info, "dropped");
   EXPECT_FALSE(std::filesystem::exists(path_));  // not even opened
+}
+
+TEST_F(LoggerTest, OneKindOfRecordDoesNotFillTheDisk) {
+  for (int i = 0; i < 1000; ++i) logger_.log(LogLevel::warning, std::string(1U << 17U, 'x'));
+  logger_.log(LogLevel::warning, "of another kind");
+  std::ifstream log(path_);
+  const std::string records{std::istreambuf_iterator<char>(log), {}};
+  EXPECT_EQ(std::ranges::count(records, '\n'), 31);
+  EXPECT_LT(records.size(), 31U * 17 * 1024);
+  EXPECT_THAT(records, testing::HasSubstr("of another kind"));
+}
+
+TEST(LogLimit, LetsLinesInAgainAndTellsHowManyWereLeftOut) {
+  using namespace std::chrono_literals;
+  const LogRate rate{.atOnce = 3, .interval = 10s};
+  const LogLimit::Place place{"server.cpp", 7};
+  const LogLimit::Clock::time_point start{};
+  LogLimit limit;
+  const auto admitted = [&](LogLimit::Clock::duration at) {
+    int lines = 0;
+    for (int i = 0; i < 5; ++i) lines += limit.admit(place, rate, start + at) ? 1 : 0;
+    return lines;
+  };
+  EXPECT_EQ(admitted(0s), 3);
+  EXPECT_TRUE(limit.takeLeftOut(start + 9s).empty()) << "more of them may be left out";
+  const auto told = limit.takeLeftOut(start + 10s);
+  ASSERT_EQ(told.size(), 1U);
+  EXPECT_EQ(told[0].lines, 2U);
+  EXPECT_EQ(told[0].place, place);
+  EXPECT_TRUE(limit.takeLeftOut(start + 10s).empty());
+  EXPECT_EQ(admitted(20s), 2);
+  EXPECT_EQ(admitted(1h), 3);
 }
 
 TEST_F(LoggerTest, SinksThatFailStaySilent) {
