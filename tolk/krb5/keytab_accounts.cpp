@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <optional>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 
 #include "tolk/krb5/kerberos_context.h"
 #include "tolk/krb5/krb5_error.h"
@@ -44,17 +46,26 @@ std::optional<KeytabAccount> accountOf(krb5_context context, const krb5_keytab_e
       .principal = principalText(context, principal)};
 }
 
-void add(std::vector<KeytabAccount>& accounts, KeytabAccount account) {
-  const auto same = std::find_if(accounts.begin(), accounts.end(), [&](const auto& other) {
-    return other.principal == account.principal;
-  });
-  if (same == accounts.end()) {
-    accounts.push_back(std::move(account));
-    return;
+/// Accounts in the order of their coming. A keytab may have many: whoever manages hosts may have
+/// collected theirs.
+class Collection {
+ public:
+  void add(KeytabAccount account) {
+    const auto [place, isNew] = places_.try_emplace(account.principal, accounts_.size());
+    if (isNew) {
+      accounts_.push_back(std::move(account));
+      return;
+    }
+    KeytabAccount& same = accounts_[place->second];
+    same.keyVersion = std::max(same.keyVersion, account.keyVersion);
+    same.newest = std::max(same.newest, account.newest);
   }
-  same->keyVersion = std::max(same->keyVersion, account.keyVersion);
-  same->newest = std::max(same->newest, account.newest);
-}
+  [[nodiscard]] std::vector<KeytabAccount> take() { return std::move(accounts_); }
+
+ private:
+  std::vector<KeytabAccount> accounts_;
+  std::unordered_map<std::string, std::size_t> places_;  // by principal
+};
 
 }  // namespace
 
@@ -66,17 +77,17 @@ std::vector<KeytabAccount> machineAccountsInKeytab(KerberosContext& kerberos,
   throwIfKrb5(context, krb5_kt_resolve(context, ("FILE:" + path).c_str(), keytab.out()), what);
   krb5_kt_cursor cursor = nullptr;
   throwIfKrb5(context, krb5_kt_start_seq_get(context, keytab.get(), &cursor), what);
-  std::vector<KeytabAccount> accounts;
+  Collection accounts;
   krb5_error_code code = 0;
   while (code == 0) {
     Entry entry(context);
     code = krb5_kt_next_entry(context, keytab.get(), entry.get(), &cursor);
     if (code != 0) break;
-    if (auto account = accountOf(context, *entry.get())) add(accounts, std::move(*account));
+    if (auto account = accountOf(context, *entry.get())) accounts.add(std::move(*account));
   }
   (void)krb5_kt_end_seq_get(context, keytab.get(), &cursor);
   if (code != KRB5_KT_END) throwIfKrb5(context, code, what);
-  return accounts;
+  return accounts.take();
 }
 
 }  // namespace tolk

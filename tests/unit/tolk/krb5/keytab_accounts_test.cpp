@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 
 #include "tests/unit/tolk/base/scratch_directory.h"
 #include "tolk/base/exceptions.h"
@@ -51,6 +52,26 @@ TEST(KeytabAccounts, AreThePrincipalsThatEndInADollarEachOnce) {
   EXPECT_EQ(accounts[0].keyVersion, 3U);
   EXPECT_GT(accounts[0].newest, 0);  // the library stamps keys itself
   EXPECT_EQ(accounts[1].principal, "HOST1$@B.TEST");
+}
+
+TEST(KeytabAccounts, ManyAreReadInLinearTime) {
+  constexpr int kAccounts = 20000;
+  const auto field = [](const std::string& text) {  // up to 255 bytes, with their number
+    return std::string{'\0', static_cast<char>(text.size())} + text;
+  };
+  std::string bytes = "\5\2";  // the file format's version, then each entry with its size
+  for (int i = 0; i < kAccounts; ++i) {
+    std::string entry = {'\0', '\1'};  // components
+    entry += field("B.TEST") + field("H" + std::to_string(i) + "$");
+    entry += std::string(8, '\0') + "\1" + field("").substr(1);  // name type, time, key version
+    entry += std::string("\21") + field(std::string(16, 'k'));   // AES-128
+    bytes += std::string(3, '\0') + static_cast<char>(entry.size()) + entry;
+  }
+  const ScratchDirectory scratch;
+  KerberosContext kerberos;
+  const auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(machineAccountsInKeytab(kerberos, scratch.write("many", bytes)).size(), kAccounts);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
 TEST(KeytabAccounts, WhatIsNoKeytabIsSaid) {
