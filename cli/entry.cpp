@@ -1,7 +1,6 @@
 // The run from command line to exit status.
 #include "cli/entry.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -22,18 +21,10 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/shredder.h"
+#include "tolk/base/standard_streams.h"
 
 namespace joinscope {
 namespace {
-
-// In the wrong direction, so that reading or writing it is an error (EBADF) and not silence.
-void openWhenClosed(int fd, int direction) {
-  if (::fcntl(fd, F_GETFD) != -1) return;
-  const int opened = ::open("/dev/null", direction);
-  if (opened == -1 || opened == fd) return;
-  ::dup2(opened, fd);
-  ::close(opened);
-}
 
 bool readerHasGone() {
   pollfd entry{.fd = STDOUT_FILENO, .events = POLLOUT, .revents = 0};
@@ -83,9 +74,7 @@ UserCredentials& processCredentials() {
 
 void prepareProcess() {
   tolk::forbidCoreDumps();
-  openWhenClosed(STDIN_FILENO, O_WRONLY);
-  openWhenClosed(STDOUT_FILENO, O_RDONLY);
-  openWhenClosed(STDERR_FILENO, O_RDONLY);
+  tolk::holdStandardStreams();
   // A handler, unlike SIG_IGN, is not inherited by the programs that reports start (signal(7)).
   struct sigaction action {};
   action.sa_handler = [](int) {};

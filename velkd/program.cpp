@@ -8,12 +8,14 @@
 #include <cstdlib>
 #include <iostream>
 
+#include "tolk/base/standard_streams.h"
 #include "velkd/adopt.h"
 #include "velkd/daemon.h"
 #include "velkd/exit_status.h"
 #include "velkd/mfa_client.h"
 #include "velkd/options.h"
 #include "velkd/proxy_credential.h"
+#include "velkd/reload.h"
 
 namespace velkd {
 namespace {
@@ -43,6 +45,10 @@ int runAction(const Options& options) {
       return clearProxyCredential();
     case Action::mfa:
       return authenticateUser(options.user, options.command);
+    case Action::reload:
+      if (reloadDaemon()) return exit_status::kSuccess;
+      std::cerr << "velkd: the daemon does not run\n";
+      return exit_status::kMiscError;
     case Action::help:
       std::cout << kUsage;
       return exit_status::kSuccess;
@@ -69,12 +75,20 @@ int run(const Options& options) {
   return runAction(options);
 }
 
+int finishOutput(int status) {
+  std::cout.flush();
+  if (std::cout.good()) return status;
+  std::cerr << "velkd: Cannot write to standard output\n";
+  return status == exit_status::kSuccess ? exit_status::kMiscError : status;
+}
+
 }  // namespace
 
 int runProgram(int argc, char** argv) noexcept {
+  tolk::holdStandardStreams();
   protectMemory();
   try {
-    return run(parseOptions(argc, argv));
+    return finishOutput(run(parseOptions(argc, argv)));
   } catch (const AdoptRefusal& e) {
     std::cout.flush();
     std::cerr << "velkd: " << e.what() << '\n';

@@ -1,20 +1,18 @@
 // The user for the web proxy.
 #include "velkd/proxy_credential.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
 #include <iostream>
 
 #include "cloud/http_proxy.h"
 #include "tolk/base/join_settings.h"
-#include "tolk/base/lock_file.h"
+#include "tolk/base/open_directory.h"
 #include "tolk/base/protected_credential.h"
 #include "tolk/base/terminal.h"
 #include "tolk/base/text.h"
-#include "velkd/daemon.h"
 #include "velkd/exit_status.h"
+#include "velkd/reload.h"
 
 namespace velkd {
 namespace {
@@ -24,16 +22,14 @@ tolk::Shredder askPassword(const std::string& user) {
   return tolk::promptPassword(("Password of " + tolk::printable(user) + ": ").c_str());
 }
 
-void makeDirectory() {
-  constexpr mode_t kMode = 0755;
-  (void)::mkdir(tolk::kStateDirectory, kMode);
-}
-
-void tellDaemon() {
-  pid_t holder = 0;
-  const int lock = OrvLock(kDaemonLockFile, &holder);
-  if (holder > 0) (void)::kill(holder, SIGHUP);
-  OrvUnlock(lock);
+// What is stored is good without a daemon, or with one that does not answer.
+void tellDaemon() noexcept {
+  try {
+    (void)reloadDaemon();
+  } catch (const std::exception& e) {
+    std::cerr << "velkd: the daemon was told, but has not answered: " << tolk::printable(e.what())
+              << '\n';
+  }
 }
 
 }  // namespace
@@ -47,7 +43,7 @@ int setProxyCredential(const std::string& user) {
       return exit_status::kUsageError;
     }
   }
-  makeDirectory();
+  (void)tolk::makeOpenDirectory(tolk::kStateDirectory);  // what fails shows when the file is made
   tolk::ProtectedCredential credential(tolk::kProxyCredentialName);
   credential.saveToFile(user, password.view());
   tellDaemon();

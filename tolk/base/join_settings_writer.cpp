@@ -16,6 +16,7 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/join_settings.h"
+#include "tolk/base/open_directory.h"
 
 namespace tolk {
 namespace {
@@ -25,7 +26,6 @@ namespace fs = std::filesystem;
 constexpr std::string_view kPrefix = "kset.";
 constexpr std::string_view kTemporaryPrefix = ".kset.";
 constexpr mode_t kFileMode = 0644;
-constexpr mode_t kDirectoryMode = 0755;
 
 [[noreturn]] void fail(const std::string& what, const std::string& path, int error) {
   throw IOException("Cannot " + what + " " + path + ": " + std::generic_category().message(error),
@@ -33,7 +33,7 @@ constexpr mode_t kDirectoryMode = 0755;
 }
 
 void makeDirectory(const std::string& path) {
-  if (::mkdir(path.c_str(), kDirectoryMode) != 0 && errno != EEXIST) fail("make", path, errno);
+  if (const int error = makeOpenDirectory(path.c_str()); error != 0) fail("make", path, error);
 }
 
 // So that the renames survive a crash of the machine.

@@ -11,6 +11,7 @@
 
 #include "tolk/base/handle.h"
 #include "tolk/base/join_settings.h"
+#include "tolk/base/open_directory.h"
 
 namespace tolk {
 namespace {
@@ -41,14 +42,13 @@ int makePrivateDirectory(const char* path) noexcept {
 }
 
 int GetPellionTempDirForCurrentUser(char* buffer, std::size_t size) noexcept {
-  constexpr mode_t kEverybodyMayEnter = 0755;
   const uid_t user = ::geteuid();
   const int length = user == 0 ? std::snprintf(buffer, size, "%s/tmp", kStateDirectory)
                                : std::snprintf(buffer, size, "/tmp/orvald-%u", user);
   if (length < 0 || static_cast<std::size_t>(length) >= size) return fail(ERANGE);
   // The agent's own directory is there unless nothing was ever joined.
-  if (user == 0 && ::mkdir(kStateDirectory, kEverybodyMayEnter) != 0 && errno != EEXIST) {
-    return fail(errno);
+  if (user == 0) {
+    if (const int error = makeOpenDirectory(kStateDirectory); error != 0) return fail(error);
   }
   return makePrivateDirectory(buffer);
 }

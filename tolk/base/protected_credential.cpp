@@ -69,14 +69,28 @@ class LockedStream {
   std::size_t length_ = 0;
 };
 
-void writeWhole(int fd, const LockedStream& text, const std::string& path) {
+bool writeWhole(int fd, const LockedStream& text) {
   std::size_t done = 0;
   while (done < text.size()) {
     const ssize_t written = ::write(fd, text.data() + done, text.size() - done);
     if (written < 0 && errno == EINTR) continue;
-    if (written < 0) throw IOException("Cannot write " + path, errno);
+    if (written < 0) return false;
     done += static_cast<std::size_t>(written);
   }
+  return ::fsync(fd) == 0;
+}
+
+// Puts the text in the place of `path`; what has not become the whole of it is removed.
+void replaceFile(const std::string& path, const LockedStream& text) {
+  const std::string fresh = path + ".new";
+  (void)::unlink(fresh.c_str());
+  const UniqueFd fd(
+      ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (!fd) throw IOException("Cannot make " + fresh + ": " + std::strerror(errno), errno);
+  if (writeWhole(fd.get(), text) && std::rename(fresh.c_str(), path.c_str()) == 0) return;
+  const int error = errno;
+  (void)::unlink(fresh.c_str());
+  throw IOException("Cannot write " + path + ": " + std::strerror(error), error);
 }
 
 }  // namespace
@@ -114,15 +128,7 @@ bool ProtectedCredential::loadFromFile(bool mustExist) {
 void ProtectedCredential::saveToFile(const std::string& user, std::string_view secret) {
   LockedStream text(kMaxFileBytes);
   json::writePairs(text, {{"user", user}, {"secret", secret}});
-  const std::string fresh = path_ + ".new";
-  (void)::unlink(fresh.c_str());
-  const UniqueFd fd(
-      ::open(fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR));
-  if (!fd) throw IOException("Cannot make " + fresh + ": " + std::strerror(errno), errno);
-  writeWhole(fd.get(), text, fresh);
-  if (::fsync(fd.get()) != 0 || std::rename(fresh.c_str(), path_.c_str()) != 0) {
-    throw IOException("Cannot write " + path_ + ": " + std::strerror(errno), errno);
-  }
+  replaceFile(path_, text);
   user_ = user;
   secret_ = Shredder(secret);
   scrubStack();
