@@ -25,13 +25,14 @@ Connection::Connection(tolk::UniqueFd socket, Caller caller, const ConnectionLim
 
 short Connection::events() const noexcept {
   if (writing()) return POLLOUT;
-  if (waiting_ || ended_) return 0;  // poll reports a caller that is gone even so
+  if (waiting_ || ended_ || unread_) return 0;  // poll reports a caller that is gone even so
   return POLLIN;
 }
 
 std::optional<Clock::time_point> Connection::deadline() const noexcept {
   if (writing()) return since_ + limits_.transfer;
-  if (waiting_) return std::nullopt;
+  if (waiting_ && patience_.end == Clock::time_point::max()) return std::nullopt;
+  if (waiting_) return patience_.end;
   return since_ + (input_.empty() ? limits_.idle : limits_.transfer);
 }
 
@@ -44,6 +45,7 @@ bool Connection::readSome() {
     return true;
   }
   if (input_.empty()) since_ = Clock::now();
+  unread_ = true;
   input_.append({chunk.data(), static_cast<std::size_t>(count)});
   ::explicit_bzero(chunk.data(), static_cast<std::size_t>(count));  // may be a password
   return true;
@@ -52,7 +54,11 @@ bool Connection::readSome() {
 std::optional<std::string> Connection::nextCall() {
   if (waiting_ || writing()) return std::nullopt;
   std::optional<std::string> call = input_.next();
-  if (call) waiting_ = true;
+  unread_ = call && !input_.empty();
+  if (!call) return std::nullopt;
+  waiting_ = true;
+  patience_ = {};
+  ++call_;
   return call;
 }
 
@@ -63,6 +69,10 @@ bool Connection::answer(const std::string& text) {
   output_ = text;
   output_ += '\0';
   return writeSome();
+}
+
+bool Connection::giveUp() {
+  return waiting_ && answer(patience_.answer());
 }
 
 bool Connection::writeSome() {
@@ -79,7 +89,7 @@ bool Connection::writeSome() {
 }
 
 bool Connection::finished() const noexcept {
-  return ended_ && !waiting_ && !writing();
+  return ended_ && !waiting_ && !writing() && !unread_;
 }
 
 }  // namespace velkd

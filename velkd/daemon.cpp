@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <list>
 #include <string>
 
@@ -20,15 +21,19 @@
 #include "tolk/rpc/daemon_protocol.h"
 #include "velkd/cloud_service.h"
 #include "velkd/exit_status.h"
+#include "velkd/instance_lock.h"
 #include "velkd/listener.h"
 #include "velkd/notify.h"
 #include "velkd/service.h"
+#include "velkd/watchdog.h"
 
 namespace velkd {
 namespace {
 
 constexpr const char* kLogFile = "/var/log/orvald.log";
-constexpr std::size_t kMaxQueuedJobs = 2048;
+// More than connections: a call that was given up waits on.
+constexpr std::size_t kMostJobs = 2048;
+constexpr std::size_t kJobsKeptForRoot = 128;
 
 const tolk::Logger& logger() {
   return tolk::Logger::GetThreadPrivateLogger("velkd");
@@ -75,13 +80,26 @@ ServerLimits configuredLimits() {
   return limits;
 }
 
+// The manager takes a reload for finished with the next READY=1 (sd_notify(3)).
+void tellReloading() {
+  constexpr long long kMicrosecondsPerSecond = 1000000;
+  constexpr long long kNanosecondsPerMicrosecond = 1000;
+  timespec now{};
+  (void)::clock_gettime(CLOCK_MONOTONIC, &now);
+  notifyServiceManager("RELOADING=1\nMONOTONIC_USEC=" +
+                       std::to_string(now.tv_sec * kMicrosecondsPerSecond +
+                                      now.tv_nsec / kNanosecondsPerMicrosecond));
+}
+
 void reload(Server& server, Worker& worker, CloudService& cloud) {
+  tellReloading();
   tolk::openLog(tolk::LogSink::file, kLogFile);
   tolk::Logger::ReconfigureLevels(tolk::Props(true));
   server.setLimits(configuredLimits());
   worker.wake();
   cloud.reload();
   logger().log(tolk::LogLevel::info, "Reread the configuration");
+  notifyServiceManager("READY=1");
 }
 
 // The worker may be waiting for a server that does not answer; nothing of what it holds outlives
@@ -103,13 +121,19 @@ void serveCallers(const Signals& signals, Worker& worker, Service& service, Mail
   Server server(
       listener.takeSocket(), [&service](const Request& request) { return service.handle(request); },
       mailbox, configuredLimits());
+  Watchdog watchdog(worker);
   notifyServiceManager("READY=1");
   logger().log(tolk::LogLevel::info, "Ready");
-  server.run(signals.fd(), [&] {
+  const auto onSignal = [&] {
     const int signal = signals.next();
     if (signal == SIGHUP) reload(server, worker, cloud);
     return signal == 0 || signal == SIGHUP;
-  });
+  };
+  const auto onBeat = [&watchdog] {
+    watchdog.beat();
+    return true;
+  };
+  server.run({{signals.fd(), onSignal}, {watchdog.fd(), onBeat}});
   notifyServiceManager("STOPPING=1");
 }
 
@@ -118,7 +142,7 @@ void serve(const Signals& signals) {
   StatusBoard board;
   CloudService cloud(board);
   Directory directory(board, [&cloud] { cloud.connected(); });
-  Worker worker(kMaxQueuedJobs, [&directory] { return directory.upkeep(); });
+  Worker worker(Places(kMostJobs, kJobsKeptForRoot), [&directory] { return directory.upkeep(); });
   Service service(
       board, worker, [&directory](const FetchCall& call) { return directory.fetch(call); },
       [&directory](Clock::time_point since) { directory.look(since); }, cloud, mailbox);

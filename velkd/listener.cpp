@@ -1,7 +1,6 @@
-// The daemon's lock file and its socket.
+// The daemon's socket.
 #include "velkd/listener.h"
 
-#include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -14,7 +13,7 @@
 #include <system_error>
 
 #include "tolk/base/exceptions.h"
-#include "tolk/base/lock_file.h"
+#include "tolk/base/open_directory.h"
 #include "tolk/rpc/daemon_protocol.h"
 
 namespace velkd {
@@ -22,18 +21,6 @@ namespace {
 
 [[noreturn]] void fail(const std::string& what, int error) {
   throw tolk::IOException(what + ": " + std::generic_category().message(error), error);
-}
-
-// Made without taking the lock: a process that closes the file would give it up again.
-void makeLockFile(const std::string& path) {
-  constexpr mode_t kMode = 0644;
-  const tolk::UniqueFd fd(
-      ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, kMode));
-  if (fd) {
-    (void)::fchmod(fd.get(), kMode);  // whatever the umask is
-  } else if (errno != EEXIST) {
-    fail("Cannot make " + path, errno);
-  }
 }
 
 void checkDirectory(const std::string& path) {
@@ -46,15 +33,11 @@ void checkDirectory(const std::string& path) {
 }
 
 void makeDirectories(const std::filesystem::path& path) {
-  constexpr mode_t kMode = 0755;
   if (path.has_parent_path() && !std::filesystem::exists(path.parent_path())) {
     makeDirectories(path.parent_path());
   }
-  if (::mkdir(path.c_str(), kMode) == 0) {
-    if (::chmod(path.c_str(), kMode) != 0) fail("Cannot open up " + path.string(), errno);
-  } else if (errno != EEXIST) {
-    fail("Cannot make " + path.string(), errno);
-  }
+  const int error = tolk::makeOpenDirectory(path.c_str());
+  if (error != 0) fail("Cannot make " + path.string(), error);
 }
 
 void removeStaleSocket(const std::string& path) {
@@ -76,23 +59,6 @@ sockaddr_un addressOf(const std::string& path) {
 }
 
 }  // namespace
-
-InstanceLock::InstanceLock(const std::string& path) {
-  makeLockFile(path);
-  pid_t holder = 0;
-  fd_ = OrvLock(path.c_str(), &holder);
-  if (fd_ < 0) throw tolk::IOException("Cannot lock " + path);
-  if (holder != 0) {
-    ::close(std::exchange(fd_, -1));
-    throw tolk::IOException(holder > 0 ? "velkd runs already: process " + std::to_string(holder) +
-                                             " holds " + path
-                                       : "Another process holds " + path);
-  }
-}
-
-InstanceLock::~InstanceLock() {
-  OrvUnlock(fd_);
-}
 
 Listener::Listener(const std::string& directory)
     : path_(directory + "/" + std::string(tolk::kDaemonSocketName)) {

@@ -1,27 +1,11 @@
-// The daemon's place on this host: its lock file and its socket.
+// The daemon's socket.
 #pragma once
-
-#include <sys/types.h>
 
 #include <string>
 
 #include "tolk/base/handle.h"
 
 namespace velkd {
-
-/// The lock of the one running instance, held for the life of this object. The file stays.
-class InstanceLock {
- public:
-  /// Makes the file at `path` (mode 0644) when it is missing and takes its lock without waiting.
-  /// Throws tolk::IOException when that is not possible, naming the process that holds it.
-  explicit InstanceLock(const std::string& path);
-  InstanceLock(const InstanceLock&) = delete;
-  InstanceLock& operator=(const InstanceLock&) = delete;
-  ~InstanceLock();
-
- private:
-  int fd_ = -1;
-};
 
 /// A listening Unix stream socket that everybody may connect to.
 class Listener {

@@ -13,9 +13,11 @@ namespace velkd {
 /// Names one connection; never used twice in the life of the daemon.
 using ConnectionId = std::uint64_t;
 
-/// An answer for one connection; an empty text means that the caller wants none.
+/// The answer to one call on a connection, counted from 1; an empty text means that the caller
+/// wants none.
 struct Letter {
   ConnectionId connection = 0;
+  std::uint64_t call = 0;
   std::string text;
 };
 

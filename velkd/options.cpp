@@ -7,6 +7,7 @@
 #include <span>
 #include <string_view>
 
+#include "tolk/base/text.h"
 #include "tolk/zones/zone_schema.h"
 
 namespace velkd {
@@ -16,6 +17,7 @@ const char* const kUsage = R"(Usage: velkd
        velkd unadopt
        velkd proxy-credential set USER | clear
        velkd mfa USER [--command TEXT]
+       velkd reload
        velkd --help | --version
 
 Without a word velkd is the agent daemon and stays in the foreground.
@@ -29,6 +31,7 @@ Without a word velkd is the agent daemon and stays in the foreground.
               forget that user
   mfa USER    authenticate USER at the cloud platform by the way of the daemon, and say how it went; with --command
               for that privileged command, else for a login
+  reload      have the running daemon read its configuration again and open its log anew
 
   --domain DOMAIN   the domain to take when the keytab has accounts of several
   --auto-zone       this host is in no zone of its own (the default)
@@ -103,10 +106,11 @@ struct Reader {
     std::size_t expected = 1;
     if (word == "adopt") options.action = Action::adopt;
     if (word == "unadopt") options.action = Action::unadopt;
+    if (word == "reload") options.action = Action::reload;
     if (word == "proxy-credential") expected = takeProxyCredential(words);
     if (word == "mfa") expected = takeMfa(words);
     if (options.action == Action::daemon && options.problem.empty())
-      options.problem = "unknown word '" + std::string(word) + "'";
+      options.problem = "unknown word '" + tolk::printable(word) + "'";
     if (words.size() > expected && options.problem.empty()) options.problem = "too many words";
   }
 
@@ -142,7 +146,9 @@ struct Reader {
     if (named && options.zone.empty()) return "--zone needs a distinguished name";
     if (options.schema.empty()) return {};
     if (!named) return "--schema goes with --zone";
-    return tolk::isZoneLayout(options.schema) ? "" : "there is no schema '" + options.schema + "'";
+    return tolk::isZoneLayout(options.schema)
+               ? ""
+               : "there is no schema '" + tolk::printable(options.schema) + "'";
   }
 };
 

@@ -12,6 +12,7 @@ enum class Action {
   setProxyCredential,
   clearProxyCredential,
   mfa,
+  reload,
   help,
   version
 };

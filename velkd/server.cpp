@@ -1,7 +1,6 @@
 // The poll loop that serves all callers.
 #include "velkd/server.h"
 
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -19,6 +18,8 @@ namespace {
 
 constexpr int kAcceptsInOneGo = 64;
 constexpr std::chrono::milliseconds kAcceptPause{100};
+// Whoever has many connections full of calls keeps root's, letters and signals waiting no longer.
+constexpr std::chrono::milliseconds kSlice{20};
 
 const tolk::Logger& logger() {
   return tolk::Logger::GetThreadPrivateLogger("velkd.server");
@@ -42,39 +43,61 @@ Server::Server(tolk::UniqueFd listener, Handler handler, Mailbox& mailbox,
     : listener_(std::move(listener)),
       handler_(std::move(handler)),
       mailbox_(mailbox),
-      limits_(limits) {}
+      limits_(limits),
+      places_(limits.connections, limits.keptForRoot) {}
 
-void Server::run(int controlFd, const std::function<bool()>& onControl) {
-  constexpr std::size_t kFixed = 3;
+void Server::run(const std::vector<Watched>& others) {
   std::vector<pollfd> fds;
-  std::vector<ConnectionId> ids;
   for (;;) {
-    fds.assign({{controlFd, POLLIN, 0},
-                {mailbox_.fd(), POLLIN, 0},
-                {accepting() ? listener_.get() : -1, POLLIN, 0}});
-    ids.clear();
+    fds.assign({{mailbox_.fd(), POLLIN, 0}, {accepting() ? listener_.get() : -1, POLLIN, 0}});
+    for (const Watched& other : others) fds.push_back({other.fd, POLLIN, 0});
+    const std::size_t fixed = fds.size();
     for (const auto& [id, connection] : connections_) {
       fds.push_back({connection.fd(), connection.events(), 0});
-      ids.push_back(id);
     }
-    if (::poll(fds.data(), fds.size(), pollTimeout()) < 0 && errno != EINTR) {
-      throw tolk::IOException("Cannot wait for callers", errno);
+    if (::poll(fds.data(), fds.size(), pollTimeout()) < 0) {
+      if (errno != EINTR) throw tolk::IOException("Cannot wait for callers", errno);
+      continue;
     }
-    if (fds[0].revents != 0 && !onControl()) return;
-    for (std::size_t i = 0; i < ids.size(); ++i) {
-      if (fds[kFixed + i].revents == 0) continue;
-      if (const auto at = connections_.find(ids[i]); at != connections_.end()) {
-        serve(at, fds[kFixed + i].revents);
-      }
+    for (std::size_t i = 0; i < others.size(); ++i) {
+      if (fds[fixed - others.size() + i].revents != 0 && !others[i].onReadable()) return;
     }
-    if (fds[1].revents != 0) deliverLetters();
+    const std::vector<Ready> ready = inTurn(std::span(fds).subspan(fixed));
+    if (fds[0].revents != 0) deliverLetters();
+    serveSome(ready);
     dropSlow();
-    if (fds[2].revents != 0) acceptSome();
+    if (fds[1].revents != 0) acceptSome();
+  }
+}
+
+// Those with something to do: root's first, the others in a circle from where it was left.
+std::vector<Server::Ready> Server::inTurn(std::span<const pollfd> polled) const {
+  std::vector<Ready> ready;
+  auto event = polled.begin();
+  for (const auto& [id, connection] : connections_) {
+    const short events = (event++)->revents;
+    if (events == 0 && !connection.mayHaveCall()) continue;
+    ready.push_back({.id = id, .events = events, .root = connection.caller().privileged()});
+  }
+  const auto others =
+      std::stable_partition(ready.begin(), ready.end(), [](const Ready& one) { return one.root; });
+  const auto next =
+      std::find_if(others, ready.end(), [this](const Ready& one) { return one.id > lastServed_; });
+  std::rotate(others, next, ready.end());
+  return ready;
+}
+
+void Server::serveSome(const std::vector<Ready>& ready) {
+  const Clock::time_point end = Clock::now() + kSlice;
+  for (const Ready& one : ready) {
+    if (!one.root && Clock::now() >= end) return;  // the rest is ready in the next round, too
+    if (!one.root) lastServed_ = one.id;
+    if (const auto at = connections_.find(one.id); at != connections_.end()) serve(at, one.events);
   }
 }
 
 bool Server::accepting() const {
-  return connections_.size() < limits_.connections && Clock::now() >= acceptAgain_;
+  return !places_.full() && Clock::now() >= acceptAgain_;
 }
 
 int Server::pollTimeout() const {
@@ -82,6 +105,7 @@ int Server::pollTimeout() const {
   Clock::time_point first = Clock::time_point::max();
   if (acceptAgain_ > now) first = acceptAgain_;
   for (const auto& [id, connection] : connections_) {
+    if (connection.mayHaveCall()) return 0;
     if (const auto deadline = connection.deadline()) first = std::min(first, *deadline);
   }
   if (first == Clock::time_point::max()) return -1;
@@ -108,13 +132,11 @@ void Server::acceptSome() {
 void Server::admit(tolk::UniqueFd socket) {
   const std::optional<Caller> caller = callerBehind(socket.get());
   if (!caller) return;
-  std::size_t& open = connectionsOf_[caller->uid];
-  if (!caller->privileged() && open >= limits_.connectionsOfUser) {
+  if (!places_.take(caller->uid)) {
     logger().log(tolk::LogLevel::warning,
                  "Refused " + describe(*caller) + ": that user has too many connections");
     return;
   }
-  ++open;
   const ConnectionLimits limits{
       .messageBytes = caller->privileged() ? limits_.rootMessageBytes : limits_.userMessageBytes,
       .idle = limits_.idle,
@@ -123,10 +145,11 @@ void Server::admit(tolk::UniqueFd socket) {
 }
 
 void Server::serve(Connections::iterator at, short events) {
-  if (exchange(at->first, at->second, events)) return;
-  if (--connectionsOf_[at->second.caller().uid] == 0) {
-    connectionsOf_.erase(at->second.caller().uid);
-  }
+  if (!exchange(at->first, at->second, events)) drop(at);
+}
+
+void Server::drop(Connections::iterator at) {
+  places_.giveBack(at->second.caller().uid);
   connections_.erase(at);
 }
 
@@ -135,21 +158,22 @@ bool Server::exchange(ConnectionId id, Connection& connection, short events) {
   // Bytes that were sent before the caller hung up still count, so reading comes first.
   if ((events & POLLIN) != 0 && !connection.readSome()) return false;
   if ((events & POLLOUT) != 0 && !connection.writeSome()) return false;
-  if ((events & (POLLIN | POLLOUT)) == 0 && (events & kGone) != 0) return false;
-  return answerCalls(id, connection) && !connection.finished();
+  const bool silent = (events & (POLLIN | POLLOUT)) == 0 && !connection.mayHaveCall();
+  if (silent && (events & kGone) != 0) return false;
+  return answerCall(id, connection) && !connection.finished();
 }
 
-bool Server::answerCalls(ConnectionId id, Connection& connection) {
+bool Server::answerCall(ConnectionId id, Connection& connection) {
   try {
-    for (;;) {
-      std::optional<std::string> text = connection.nextCall();
-      if (!text) return true;
-      Request request{.connection = id, .caller = connection.caller(), .text = {}};
-      request.text = std::move(*text);
-      const std::optional<std::string> answer = handler_(request);
-      if (!answer) return true;
-      if (!connection.answer(*answer)) return false;
-    }
+    std::optional<std::string> text = connection.nextCall();
+    if (!text) return true;
+    Request request{
+        .connection = id, .call = connection.call(), .caller = connection.caller(), .text = {}};
+    request.text = std::move(*text);
+    Outcome outcome = handler_(request);
+    if (outcome.answer) return connection.answer(*outcome.answer);
+    connection.keepWaiting(std::move(outcome.patience));
+    return true;
   } catch (const std::exception& e) {
     logger().log(tolk::LogLevel::info,
                  "Closed the connection of " + describe(connection.caller()) + ": " + e.what());
@@ -157,11 +181,20 @@ bool Server::answerCalls(ConnectionId id, Connection& connection) {
   }
 }
 
+void Server::goOn(Connections::iterator at, bool answered) {
+  if (answered) {
+    serve(at, 0);
+  } else {
+    drop(at);
+  }
+}
+
 void Server::deliverLetters() {
   for (const Letter& letter : mailbox_.takeAll()) {
     const auto at = connections_.find(letter.connection);
-    if (at == connections_.end()) continue;  // the caller did not wait
-    serve(at, at->second.answer(letter.text) ? short{0} : short{POLLERR});
+    // The caller did not wait, or was told that it would be in vain.
+    if (at == connections_.end() || !at->second.awaits(letter.call)) continue;
+    goOn(at, at->second.answer(letter.text));
   }
 }
 
@@ -170,7 +203,7 @@ void Server::dropSlow() {
   for (auto at = connections_.begin(); at != connections_.end();) {
     const auto current = at++;
     const auto deadline = current->second.deadline();
-    if (deadline && now >= *deadline) serve(current, POLLERR);
+    if (deadline && now >= *deadline) goOn(current, current->second.giveUp());
   }
 }
 

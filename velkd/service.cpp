@@ -2,7 +2,6 @@
 #include "velkd/service.h"
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <limits>
 #include <string_view>
@@ -11,7 +10,6 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
-#include "tolk/base/run_queue.h"
 #include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/varlink_wire.h"
 #include "velkd/interface_text.h"
@@ -57,28 +55,24 @@ std::string messageMember(const json::Document& message) {
   return json::stringMember(message, "method");
 }
 
-/// What is done when a time is over.
-class Deadline final : public tolk::QueueAble {
- public:
-  explicit Deadline(std::function<void()> act) : QueueAble("deadline"), act_(std::move(act)) {}
-  void run() override { act_(); }
+constexpr const char* kLate = "The directory has not answered in time.";
 
- private:
-  std::function<void()> act_;
-};
+std::chrono::milliseconds callLimit() {
+  return std::chrono::milliseconds(tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT));
+}
 
 }  // namespace
 
 struct Service::Method {
   std::string_view name;
-  std::optional<std::string> (*run)(Service&, const Call&);
+  Outcome (*run)(Service&, const Call&);
 };
 
-std::optional<std::string> Service::run(const Call& call) {
+Outcome Service::run(const Call& call) {
   namespace names = tolk::daemon_method;
   static constexpr std::array kMethods{
       Method{names::kAuthenticate,
-             [](Service&, const Call& c) -> std::optional<std::string> {
+             [](Service&, const Call& c) -> Outcome {
                const Caller& caller = c.request.caller;
                return Reply()
                    .add("uid", json::Value(caller.uid))
@@ -87,7 +81,7 @@ std::optional<std::string> Service::run(const Call& call) {
              }},
       Method{names::kFetchObject, [](Service& s, const Call& c) { return s.fetchObject(c); }},
       Method{names::kGetCurrentDC,
-             [](Service& s, const Call&) -> std::optional<std::string> {
+             [](Service& s, const Call&) -> Outcome {
                return Reply().add("host", s.board_.get().controller).text();
              }},
       Method{names::kGetSystemInfo, [](Service& s, const Call& c) { return s.getSystemInfo(c); }},
@@ -100,12 +94,10 @@ std::optional<std::string> Service::run(const Call& call) {
       Method{names::kStartMfa, [](Service& s, const Call& c) { return s.startMfa(c); }},
       Method{names::kAdvanceMfa, [](Service& s, const Call& c) { return s.advanceMfa(c); }},
       Method{names::kEndMfa, [](Service& s, const Call& c) { return s.endMfa(c); }},
-      Method{names::kGetInfo,
-             [](Service&, const Call&) -> std::optional<std::string> { return serviceInfo(); }},
-      Method{names::kGetInterfaceDescription,
-             [](Service&, const Call& c) -> std::optional<std::string> {
-               return interfaceDescription(c.parameters());
-             }},
+      Method{names::kGetInfo, [](Service&, const Call&) -> Outcome { return serviceInfo(); }},
+      Method{
+          names::kGetInterfaceDescription,
+          [](Service&, const Call& c) -> Outcome { return interfaceDescription(c.parameters()); }},
   };
   for (const Method& method : kMethods) {
     if (method.name == call.method) return method.run(*this, call);
@@ -113,26 +105,26 @@ std::optional<std::string> Service::run(const Call& call) {
   throwUnknown(call.method);
 }
 
-std::optional<std::string> Service::handle(const Request& request) {
+Outcome Service::handle(const Request& request) {
   Call call{.request = request, .method = {}, .message = json::parse(request.text)};
   call.method = messageMember(call.message);
-  std::optional<std::string> answer;
+  Outcome outcome(Patience{});
   bool error = false;
   std::string counted = call.method;
   try {
     call.oneway = flag(call.message, "oneway", false);
-    answer = run(call);
+    outcome = run(call);
   } catch (const RpcError& e) {
     // What callers make up is counted as one, so that it takes no memory.
     const bool unknown = e.name() == tolk::daemon_error::kMethodNotFound ||
                          e.name() == tolk::daemon_error::kInterfaceNotFound;
     if (unknown) counted = "unknown methods";
     error = true;
-    answer = errorText(e);
+    outcome = errorText(e);
   }
-  if (!answer) return std::nullopt;  // counted by the worker
+  if (!outcome.answer) return outcome;  // counted by the worker
   counters_.count(counted, error, call.age());
-  return call.oneway ? std::string() : answer;
+  return call.oneway ? Outcome(std::string()) : outcome;
 }
 
 void Service::answerLater(const Later& later, const std::function<std::string()>& make) {
@@ -150,11 +142,12 @@ void Service::answerLater(const Later& later, const std::function<std::string()>
   counters_.count(
       later.method, error,
       std::chrono::duration_cast<std::chrono::microseconds>(Clock::now() - later.started));
-  mailbox_.post(
-      {.connection = later.connection, .text = later.oneway ? std::string() : std::move(answer)});
+  mailbox_.post({.connection = later.connection,
+                 .call = later.call,
+                 .text = later.oneway ? std::string() : std::move(answer)});
 }
 
-std::optional<std::string> Service::fetchObject(const Call& call) {
+Outcome Service::fetchObject(const Call& call) {
   const json::Value& parameters = call.parameters();
   FetchCall fetch{.privileged = call.request.caller.privileged(),
                   .server = cText(parameters, "server"),
@@ -163,8 +156,7 @@ std::optional<std::string> Service::fetchObject(const Call& call) {
                   .fresh = flag(parameters, "fresh", false)};
   const auto job = [this, fetch = std::move(fetch), later = Later(call)] {
     answerLater(later, [&] {
-      const std::chrono::milliseconds limit(tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT));
-      if (Clock::now() - later.started >= limit) {
+      if (Clock::now() - later.started >= callLimit()) {
         throw RpcError(tolk::daemon_error::kDirectoryFailed, "The call has waited too long.");
       }
       std::string answer = fetch_(fetch);
@@ -174,13 +166,18 @@ std::optional<std::string> Service::fetchObject(const Call& call) {
       return answer;
     });
   };
-  if (!worker_.post(job)) {
+  if (!worker_.post(call.request.caller.uid, job)) {
     throw RpcError(tolk::daemon_error::kDirectoryFailed, "Too many calls are waiting.");
   }
-  return std::nullopt;
+  // The worker may hang. The caller learns of it from the daemon, not by its own limit.
+  const auto late = [oneway = call.oneway] {
+    return oneway ? std::string()
+                  : errorText(RpcError(tolk::daemon_error::kDirectoryFailed, kLate));
+  };
+  return Outcome(Patience{.end = call.started + callLimit() * 9 / 10, .answer = late});
 }
 
-std::optional<std::string> Service::getSystemInfo(const Call& call) {
+Outcome Service::getSystemInfo(const Call& call) {
   const json::Value& modules = needed(call.parameters(), "modules");
   if (!modules.IsUint()) throwInvalid("modules");
   const std::optional<bool> counting = countingWanted(modules.GetUint());
@@ -201,31 +198,26 @@ std::optional<std::string> Service::getSystemInfo(const Call& call) {
   const DirectoryStatus status = board_.get();
   // Without a connection nothing is to be seen, and the board says why.
   const bool mayLook = status.connected || status.lastFailure.empty();
-  if (ofNow && mayLook && lookFirst(Later(call), describe)) return std::nullopt;
+  if (ofNow && mayLook) {
+    if (std::optional<Outcome> later = lookFirst(call, describe)) return std::move(*later);
+  }
   return describe(true);
 }
 
 // The worker may be waiting for a server that is of no interest here, so the answer does not wait
-// for it without limit: it is given once, by whoever comes first.
-bool Service::lookFirst(const Later& later, std::function<std::string(bool)> make) {
-  const auto given = std::make_shared<std::atomic_flag>();
-  const auto give = [this, given, later, make = std::move(make)](bool looked) {
-    if (!given->test_and_set()) answerLater(later, [&] { return make(looked); });
-  };
-  const bool posted = worker_.post([this, give, since = later.started] {
-    look_(since);
-    give(true);
+// for it without limit.
+std::optional<Outcome> Service::lookFirst(const Call& call,
+                                          const std::function<std::string(bool)>& make) {
+  const bool posted = worker_.post(call.request.caller.uid, [this, make, later = Later(call)] {
+    look_(later.started);
+    answerLater(later, [&make] { return make(true); });
   });
-  if (!posted) return false;
-  constexpr int kPartOfTheCallersLimit = 2;
-  tolk::RunQueue::getRunQueue("deadlines", true, 1)
-      ->queue(std::make_shared<Deadline>([give] { give(false); }),
-              std::chrono::milliseconds(tolk::Props().getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT)) /
-                  kPartOfTheCallersLimit);
-  return true;
+  if (!posted) return std::nullopt;
+  const auto late = [make, oneway = call.oneway] { return oneway ? std::string() : make(false); };
+  return Outcome(Patience{.end = call.started + callLimit() / 2, .answer = late});
 }
 
-std::optional<std::string> Service::getDomainIdentifiers(const Call& call) {
+Outcome Service::getDomainIdentifiers(const Call& call) {
   if (!call.request.caller.privileged()) {
     throw RpcError(tolk::daemon_error::kPermissionDenied,
                    "Only root may read the domain identifier ranges.");

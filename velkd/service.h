@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -38,24 +37,25 @@ class Service {
         mailbox_(mailbox) {}
 
   /// A Handler for the server.
-  std::optional<std::string> handle(const Request& request);
+  Outcome handle(const Request& request);
 
  private:
   struct Call;
   struct Method;
   struct Later;
-  [[nodiscard]] std::optional<std::string> run(const Call& call);
-  [[nodiscard]] std::optional<std::string> fetchObject(const Call& call);
-  [[nodiscard]] std::optional<std::string> getSystemInfo(const Call& call);
-  [[nodiscard]] bool lookFirst(const Later& later, std::function<std::string(bool)> make);
-  [[nodiscard]] std::optional<std::string> getDomainIdentifiers(const Call& call);
-  [[nodiscard]] std::optional<std::string> getCloudInstance(const Call& call);
-  [[nodiscard]] std::optional<std::string> logPrivilegeEvent(const Call& call);
-  [[nodiscard]] std::optional<std::string> startMfa(const Call& call);
-  [[nodiscard]] std::optional<std::string> advanceMfa(const Call& call);
-  [[nodiscard]] std::optional<std::string> endMfa(const Call& call);
-  [[nodiscard]] std::optional<std::string> authenticate(
-      const Call& call, std::function<std::string(MfaSessions&)> step);
+  [[nodiscard]] Outcome run(const Call& call);
+  [[nodiscard]] Outcome fetchObject(const Call& call);
+  [[nodiscard]] Outcome getSystemInfo(const Call& call);
+  [[nodiscard]] std::optional<Outcome> lookFirst(const Call& call,
+                                                 const std::function<std::string(bool)>& make);
+  [[nodiscard]] Outcome getDomainIdentifiers(const Call& call);
+  [[nodiscard]] Outcome getCloudInstance(const Call& call);
+  [[nodiscard]] Outcome logPrivilegeEvent(const Call& call);
+  [[nodiscard]] Outcome startMfa(const Call& call);
+  [[nodiscard]] Outcome advanceMfa(const Call& call);
+  [[nodiscard]] Outcome endMfa(const Call& call);
+  [[nodiscard]] Outcome authenticate(const Call& call,
+                                     std::function<std::string(MfaSessions&)> step);
   // For other threads: leaves the answer that `make` gives, or the error that it throws.
   void answerLater(const Later& later, const std::function<std::string()>& make);
 

@@ -68,15 +68,17 @@ struct Service::Call {
 /// A call that another thread answers.
 struct Service::Later {
   ConnectionId connection;
+  std::uint64_t call;
   std::string method;
   bool oneway;
   Clock::time_point started;
 
-  explicit Later(const Call& call)
-      : connection(call.request.connection),
-        method(call.method),
-        oneway(call.oneway),
-        started(call.started) {}
+  explicit Later(const Call& of)
+      : connection(of.request.connection),
+        call(of.request.call),
+        method(of.method),
+        oneway(of.oneway),
+        started(of.started) {}
 };
 
 }  // namespace velkd

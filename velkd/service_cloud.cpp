@@ -31,17 +31,17 @@ std::string runStep(const std::function<std::string(MfaSessions&)>& step, MfaSes
 
 }  // namespace
 
-std::optional<std::string> Service::getCloudInstance(const Call& call) {
+Outcome Service::getCloudInstance(const Call& call) {
   needRoot(call.request.caller, "Only root may ask for the cloud platform.");
   cloud_.askInstance([this, later = Later(call)](const CloudInstance& instance) {
     answerLater(later, [&instance] {
       return Reply().add("code", json::Value(instance.code)).add("text", instance.text).text();
     });
   });
-  return std::nullopt;
+  return Outcome(Patience{});
 }
 
-std::optional<std::string> Service::logPrivilegeEvent(const Call& call) {
+Outcome Service::logPrivilegeEvent(const Call& call) {
   needRoot(call.request.caller, "Only root may raise a privilege event.");
   const json::Value& fields = needed(call.parameters(), "fields");
   if (!fields.IsArray()) throwInvalid("fields");
@@ -56,7 +56,7 @@ std::optional<std::string> Service::logPrivilegeEvent(const Call& call) {
   return Reply().text();
 }
 
-std::optional<std::string> Service::startMfa(const Call& call) {
+Outcome Service::startMfa(const Call& call) {
   needRoot(call.request.caller, "Only root may have a user authenticated.");
   const json::Value& parameters = call.parameters();
   tolk::MfaRequest request{.user = cText(parameters, "user"),
@@ -68,7 +68,7 @@ std::optional<std::string> Service::startMfa(const Call& call) {
   });
 }
 
-std::optional<std::string> Service::advanceMfa(const Call& call) {
+Outcome Service::advanceMfa(const Call& call) {
   needRoot(call.request.caller, "Only root may have a user authenticated.");
   const json::Value& parameters = call.parameters();
   const std::string action = cText(parameters, "action");
@@ -84,7 +84,7 @@ std::optional<std::string> Service::advanceMfa(const Call& call) {
       });
 }
 
-std::optional<std::string> Service::endMfa(const Call& call) {
+Outcome Service::endMfa(const Call& call) {
   needRoot(call.request.caller, "Only root may have a user authenticated.");
   return authenticate(call, [session = cText(call.parameters(), "session")](MfaSessions& sessions) {
     sessions.end(session);
@@ -92,15 +92,14 @@ std::optional<std::string> Service::endMfa(const Call& call) {
   });
 }
 
-std::optional<std::string> Service::authenticate(const Call& call,
-                                                 std::function<std::string(MfaSessions&)> step) {
+Outcome Service::authenticate(const Call& call, std::function<std::string(MfaSessions&)> step) {
   const auto work = [this, later = Later(call), step = std::move(step)](MfaSessions& sessions) {
     answerLater(later, [&] { return runStep(step, sessions, later.started); });
   };
   if (!cloud_.authenticate(work)) {
     throw RpcError(tolk::daemon_error::kCloudFailed, "Too many calls are waiting.");
   }
-  return std::nullopt;
+  return Outcome(Patience{});
 }
 
 }  // namespace velkd

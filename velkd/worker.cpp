@@ -5,18 +5,17 @@
 
 namespace velkd {
 
-Worker::Worker(std::size_t maxQueued, Upkeep upkeep)
-    : maxQueued_(maxQueued), upkeep_(std::move(upkeep)), thread_([this] { run(); }) {}
+Worker::Worker(const Places& places, Upkeep upkeep)
+    : upkeep_(std::move(upkeep)), jobs_(places), thread_([this] { run(); }) {}
 
 Worker::~Worker() {
   (void)stop(std::chrono::milliseconds(0));
   thread_.join();
 }
 
-bool Worker::post(Job job) {
+bool Worker::post(uid_t user, Job job) {
   const std::lock_guard lock(mutex_);
-  if (stopping_ || jobs_.size() >= maxQueued_) return false;
-  jobs_.push_back(std::move(job));
+  if (stopping_ || !jobs_.push(user, std::move(job))) return false;
   changed_.notify_all();
   return true;
 }
@@ -34,23 +33,36 @@ bool Worker::stop(std::chrono::milliseconds limit) {
   return changed_.wait_for(lock, limit, [this] { return ended_; });
 }
 
+bool Worker::advances(std::chrono::milliseconds limit) const {
+  const std::lock_guard lock(mutex_);
+  return Clock::now() - since_ < limit;
+}
+
+template <typename Step>
+void Worker::unlocked(std::unique_lock<std::mutex>& lock, const Step& step) {
+  since_ = Clock::now();
+  lock.unlock();
+  step();
+  lock.lock();
+}
+
 void Worker::run() {
-  auto due = std::chrono::steady_clock::now();
+  Clock::time_point due = Clock::now();
+  bool jobsTurn = false;
   std::unique_lock lock(mutex_);
   while (!stopping_) {
-    // Upkeep first: a stream of callers must not keep the ticket from being renewed.
-    if (upkeepDue_ || std::chrono::steady_clock::now() >= due) {
+    const bool upkeepDue = upkeepDue_ || Clock::now() >= due;
+    // By turns: a stream of callers must not keep the ticket from being renewed, nor upkeep of many
+    // steps a caller from being served.
+    if (upkeepDue && (!jobsTurn || jobs_.empty())) {
       upkeepDue_ = false;
-      lock.unlock();
-      due = upkeep_();
-      lock.lock();
+      jobsTurn = true;
+      unlocked(lock, [&] { due = upkeep_(); });
     } else if (!jobs_.empty()) {
-      const Job job = std::move(jobs_.front());
-      jobs_.pop_front();
-      lock.unlock();
-      job();
-      lock.lock();
+      jobsTurn = false;
+      unlocked(lock, jobs_.pop());
     } else {
+      since_ = due;
       changed_.wait_until(lock, due);
     }
   }

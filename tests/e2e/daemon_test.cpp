@@ -107,9 +107,11 @@ TEST_F(DaemonTest, StatesOfTheAgent) {
   }
   Lab::command({"daemon", "stop"});
   EXPECT_EQ(mode(), 3);
+  EXPECT_EQ(mode("tester"), 3);
   {
-    const HostChange closed(lab.member, std::string("chmod 600 ") + kLock,
-                            std::string("chmod 644 ") + kLock);
+    const HostChange killed(lab.member, std::string("install -m 600 /dev/null ") + kLock,
+                            std::string("rm ") + kLock);
+    EXPECT_EQ(mode(), 3);
     EXPECT_EQ(mode("tester"), 7);
   }
   Lab::command({"daemon", "start"});
@@ -348,6 +350,25 @@ TEST_F(DaemonTest, BadCallersCostThemselvesOnly) {
   EXPECT_EQ(mode(), 0);
 }
 
+TEST_F(DaemonTest, RootIsServedAtOnceWhileAnotherUserCallsAndCalls) {
+  const std::string own(tolk::trim(lab.member.must("cat /var/orvald/kset.hostsid")));
+  ASSERT_EQ(mode(), 0);
+  Lab::command({"scenario", "delay", "60"});
+  {
+    const RunningCommand flood =
+        lab.member.start({JOINSCOPE_RPC_CALLER, "--callers", "700", fetchOf("<SID=" + own + ">")},
+                         {.user = "tester"});
+    EXPECT_TRUE(eventually([this] {
+      return lab.member.must("ls /proc/$(pgrep -x velkd)/fd | wc -l").size() > 3;
+    })) << "hundreds of connections";
+    for (int i = 0; i < 5; ++i) {
+      const CommandResult result = lab.member.run({"timeout", "0.5", joinscopeBinary(), "--mode"});
+      EXPECT_EQ(result, (CommandResult{0, "connected\n", ""}));
+    }
+  }
+  Lab::command({"scenario", "delay", "0"});
+}
+
 TEST_F(DaemonTest, GathersIdentifierRangesAndTellsItsController) {
   // ldbsearch shows the two halves of the number as a range itself.
   const std::string range(tolk::trim(lab.dc.must(
@@ -370,12 +391,13 @@ TEST_F(DaemonTest, OneInstanceThatEndsCleanlyAndRereadsItsConfiguration) {
   EXPECT_EQ(velkd({"--nonsense"}).status, 7);
 
   const std::string config = callOf("GetSystemInfo", R"({"modules":16})");
-  lab.member.must("echo 'a.new.key: 5' >> /etc/orvald/orvald.conf; kill -HUP $(pgrep -x velkd)");
-  EXPECT_TRUE(
-      eventually([&] { return answers({config}).find("a.new.key: 5") != std::string::npos; }));
+  lab.member.must("echo 'a.new.key: 5' >> /etc/orvald/orvald.conf");
+  EXPECT_EQ(velkd({"reload"}).status, 0);
+  EXPECT_THAT(answers({config}), HasSubstr("a.new.key: 5"));
 
   Lab::command({"daemon", "stop"});
-  EXPECT_NE(lab.member.shell(std::string("test -e ") + kSocket).status, 0);
+  EXPECT_EQ(velkd({"reload"}), (CommandResult{6, "", "velkd: the daemon does not run\n"}));
+  EXPECT_NE(lab.member.shell(std::string("test -e ") + kSocket + " -o -e " + kLock).status, 0);
   // A daemon that was killed leaves its socket; the next one replaces it.
   Lab::command({"daemon", "start"});
   lab.member.must("kill -KILL $(pgrep -x velkd)");
@@ -490,6 +512,8 @@ TEST_F(DaemonTest, AdoptRefusesWithReasonAndChangesNothing) {
                "the domain has no such computer account"},
            Row{"stale key", fresh + keytab("HOST1$@LAB.TEST") + mount, 156,
                "the keytab does not hold the account's password any more"},
+           Row{"full disk", "mount -t tmpfs -o nr_inodes=1 none /var/orvald", 6,
+               "Cannot write /var/orvald/.kset.domain.new: No space left on device"},
            Row{"no controller", fresh + keytab("HOST1$@NOWHERE.TEST") + mount, 6,
                "No domain controller of nowhere.test can be used"},
        }) {
@@ -507,6 +531,8 @@ TEST_F(DaemonTest, AdoptRefusesWithReasonAndChangesNothing) {
     EXPECT_THAT(result.err, HasSubstr("the account is disabled: enable it in the directory."));
   }
   EXPECT_EQ(velkd({"adopt"}, "tester").status, 9);
+  EXPECT_EQ(lab.member.shell(daemonBinary() + " adopt <&- >&-"),
+            (CommandResult{6, "", "velkd: Cannot write to standard output\n"}));
   for (const char* zone : {"CN=none,DC=lab,DC=test", "CN=Box,OU=Zones,DC=lab,DC=test"}) {
     const CommandResult result = velkd({"adopt", "--zone", zone, "--schema", "orv_r2"});
     EXPECT_EQ(result.status, 6);

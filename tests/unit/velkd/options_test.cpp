@@ -19,6 +19,7 @@ Options parse(std::vector<std::string> words) {
 TEST(VelkdOptions, ValidLines) {
   EXPECT_EQ(parse({}).action, Action::daemon);
   EXPECT_EQ(parse({"unadopt"}).action, Action::unadopt);
+  EXPECT_EQ(parse({"reload"}).action, Action::reload);
   EXPECT_EQ(parse({"adopt", "--help"}).action, Action::help);
   EXPECT_EQ(parse({"adopt"}).zoneChoice, ZoneChoice::automatic);
   EXPECT_EQ(parse({"adopt", "--null-zone"}).zoneChoice, ZoneChoice::none);
@@ -39,7 +40,7 @@ TEST(VelkdOptions, InvalidLinesSayWhy) {
   };
   const std::string unknown = "unknown option, or an option without its argument";
   for (const Row& row : {
-           Row{{"join"}, "unknown word 'join'"},
+           Row{{"jo\nin"}, "unknown word 'jo\\x0Ain'"},
            Row{{"adopt", "lab.test"}, "too many words"},
            Row{{"adopt", "--zoe"}, unknown.c_str()},
            Row{{"adopt", "--domain"}, unknown.c_str()},

@@ -30,7 +30,8 @@ ServerLimits patient() {
 }
 
 /// A server on a thread of its own. It answers a call with "re: " and the call, takes "junk" for no
-/// call, gives a large answer to "much", and leaves "later" to the test.
+/// call, gives a large answer to "much", takes its time for "slow", and leaves "later" to the test,
+/// and "soon" for a short time only.
 class RunningServer {
  public:
   explicit RunningServer(const ServerLimits& limits)
@@ -38,7 +39,9 @@ class RunningServer {
         server_(
             listener_.takeSocket(), [this](const Request& r) { return answer(r); }, mailbox_,
             limits),
-        thread_([this] { server_.run(stop_.get(), [] { return false; }); }) {}
+        thread_([this] {
+          server_.run({{stop_.get(), [] { return false; }}});
+        }) {}
   RunningServer(const RunningServer&) = delete;
   RunningServer& operator=(const RunningServer&) = delete;
   ~RunningServer() {
@@ -56,12 +59,14 @@ class RunningServer {
   }
 
  private:
-  std::optional<std::string> answer(const Request& request) {
+  Outcome answer(const Request& request) {
     if (request.text == "junk") throw tolk::BadDataException("no call");
     if (request.text == "much") return std::string(std::size_t{4} << 20U, 'x');
-    if (request.text != "later") return "re: " + request.text;
+    if (request.text == "slow") std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (request.text != "later" && request.text != "soon") return "re: " + request.text;
     ::eventfd_write(later_.get(), request.connection);
-    return std::nullopt;
+    if (request.text == "later") return Outcome(Patience{});
+    return Outcome(Patience{.end = Clock::now() + kSoon, .answer = [] { return "too late"; }});
   }
 
   ScratchDirectory directory_;
@@ -160,10 +165,22 @@ TEST(Server, LateAnswersReachTheirCallerOrNobody) {
     ASSERT_TRUE(gone.send(framed("later")));
     goneId = server.waitForLater();
   }
-  server.mailbox().post({.connection = goneId, .text = "for nobody"});
-  server.mailbox().post({.connection = id, .text = "at last"});
+  server.mailbox().post({.connection = goneId, .call = 1, .text = "for nobody"});
+  server.mailbox().post({.connection = id, .call = 1, .text = "at last"});
   EXPECT_EQ(waiting.receive(), "at last");
   EXPECT_EQ(waiting.receive(), "re: next");
+}
+
+TEST(Server, AnswerThatIsTooLateIsNotTakenForThatOfTheNextCall) {
+  RunningServer server(patient());
+  RawCaller caller(server.path());
+  ASSERT_TRUE(caller.send(framed("soon") + framed("later")));
+  const ConnectionId id = server.waitForLater();
+  EXPECT_EQ(caller.receive(), "too late");
+  (void)server.waitForLater();
+  server.mailbox().post({.connection = id, .call = 1, .text = "first"});
+  server.mailbox().post({.connection = id, .call = 2, .text = "second"});
+  EXPECT_EQ(caller.receive(), "second");
 }
 
 TEST(Server, FiveHundredCallersAtOnce) {
@@ -177,8 +194,10 @@ TEST(Server, FiveHundredCallersAtOnce) {
 }
 
 TEST(Server, OneMoreThanAllowedWaitsForAPlace) {
+  if (::geteuid() != 0) GTEST_SKIP() << "another user's is refused";
   ServerLimits limits = patient();
   limits.connections = 2;
+  limits.keptForRoot = 0;
   RunningServer server(limits);
   RawCaller first(server.path());
   std::optional<RawCaller> second(server.path());
@@ -204,7 +223,8 @@ void asNobody(const std::function<void()>& act) {
 TEST(Server, OneUserCannotTakeAllPlaces) {
   if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
   ServerLimits limits = patient();
-  limits.connectionsOfUser = 1;
+  limits.connections = 3;
+  limits.keptForRoot = 1;
   limits.userMessageBytes = 8;
   ScratchDirectory unused;
   RunningServer server(limits);
@@ -221,6 +241,23 @@ TEST(Server, OneUserCannotTakeAllPlaces) {
   RawCaller root(server.path());
   ASSERT_TRUE(root.send(framed("more than 8")));
   EXPECT_EQ(root.receive(), "re: more than 8");
+}
+
+TEST(Server, RootDoesNotWaitForAnotherUsersCalls) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root to become another user";
+  RunningServer server(patient());
+  ASSERT_EQ(::chmod(server.path().substr(0, server.path().rfind("/daemon")).c_str(), 0755), 0);
+  std::list<RawCaller> callers;
+  std::string calls;
+  for (int i = 0; i < 100; ++i) calls += framed("slow");
+  asNobody([&] {  // ten seconds of work
+    for (int i = 0; i < 50; ++i) callers.emplace_back(server.path()).flood(calls);
+  });
+  const auto start = Clock::now();
+  RawCaller root(server.path());
+  ASSERT_TRUE(root.send(framed("hello")));
+  EXPECT_EQ(root.receive(), "re: hello");
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
 }
 
 }  // namespace

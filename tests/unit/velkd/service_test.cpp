@@ -32,15 +32,20 @@ class ServiceTest : public testing::Test {
 
   /// The answer, also when it comes late.
   std::string ask(const std::string& text, uid_t uid = 0) {
-    const auto answer =
-        service_.handle({.connection = 7, .caller = {.uid = uid, .pid = 1}, .text = text});
-    if (answer) return *answer;
+    const Outcome outcome = service_.handle(
+        {.connection = 7, .call = 3, .caller = {.uid = uid, .pid = 1}, .text = text});
+    if (outcome.answer) return *outcome.answer;
     pollfd one{mailbox_.fd(), POLLIN, 0};
-    constexpr int kLimitMs = 20000;
-    if (::poll(&one, 1, kLimitMs) != 1) return "<silence>";
+    constexpr std::chrono::seconds kLimit{20};
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+        std::min(outcome.patience.end, Clock::now() + kLimit) - Clock::now());
+    if (::poll(&one, 1, static_cast<int>(left.count())) != 1) {
+      return outcome.patience.answer ? outcome.patience.answer() : "<silence>";
+    }
     const std::vector<Letter> letters = mailbox_.takeAll();
     EXPECT_EQ(letters.size(), 1U);
     EXPECT_EQ(letters.front().connection, 7U);
+    EXPECT_EQ(letters.front().call, 3U);
     return letters.front().text;
   }
   std::string call(const std::string& method, const std::string& parameters, uid_t uid = 0) {
@@ -68,7 +73,8 @@ class ServiceTest : public testing::Test {
   StatusBoard board_;
   Mailbox mailbox_;
   Desk cloud_;
-  Worker worker_{4, [] { return std::chrono::steady_clock::now() + std::chrono::hours(1); }};
+  Worker worker_{Places(4, 0),
+                 [] { return std::chrono::steady_clock::now() + std::chrono::hours(1); }};
   FetchCall fetched_;
   std::function<void()> look_ = [] {};
   Service::Fetch fetch_ = [](const FetchCall&) { return R"({"parameters":{}})"; };
@@ -235,6 +241,9 @@ TEST_F(ServiceTest, HealthIsLookedAtAnewAndWaitsForNoBusyWorker) {
   std::promise<void> over;
   look_ = [&over] { over.get_future().wait(); };
   EXPECT_THAT(health(), testing::HasSubstr("The directory has not answered in time."));
+  EXPECT_EQ(call("FetchObject", R"({"server":"","dn":"CN=x","attributes":[]})"),
+            R"({"error":"org.orvald.velkd.DirectoryFailed","parameters":{"message":)"
+            R"("The directory has not answered in time."}})");
   over.set_value();
   tolk::Props().set(tolk::PN::VELKD_RPC_TIMEOUT, "10");
 }

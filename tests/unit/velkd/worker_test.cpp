@@ -20,16 +20,18 @@ Clock::time_point inAnHour() {
   return Clock::now() + 1h;
 }
 
+const Places kOnePlace(1, 0);
+
 TEST(Worker, RunsUpkeepAtOnceAndWhenWokenBeforeTheJobsThatWait) {
   std::atomic<int> rounds{0};
-  Worker worker(1, [&rounds] {
+  Worker worker(kOnePlace, [&rounds] {
     ++rounds;
     return inAnHour();
   });
   std::promise<int> seen;
-  ASSERT_TRUE(worker.post([&] {
+  ASSERT_TRUE(worker.post(kRoot, [&] {
     worker.wake();
-    EXPECT_TRUE(worker.post([&] { seen.set_value(rounds); }));
+    EXPECT_TRUE(worker.post(kRoot, [&] { seen.set_value(rounds); }));
   }));
   EXPECT_EQ(seen.get_future().get(), 2);
   EXPECT_TRUE(worker.stop(20s));
@@ -38,20 +40,68 @@ TEST(Worker, RunsUpkeepAtOnceAndWhenWokenBeforeTheJobsThatWait) {
 TEST(Worker, QueueIsBoundedAndClosedAfterTheEnd) {
   std::promise<void> started;
   std::promise<void> go;
-  Worker worker(1, inAnHour);
-  ASSERT_TRUE(worker.post([&] {
+  Worker worker(kOnePlace, inAnHour);
+  ASSERT_TRUE(worker.post(kRoot, [&] {
     started.set_value();
     go.get_future().wait();
   }));
   started.get_future().wait();
   bool second = false;
-  EXPECT_TRUE(worker.post([&second] { second = true; }));
-  EXPECT_FALSE(worker.post([] {})) << "one job may wait";
+  EXPECT_TRUE(worker.post(kRoot, [&second] { second = true; }));
+  EXPECT_FALSE(worker.post(kRoot, [] {})) << "one job may wait";
+  EXPECT_TRUE(worker.advances(1h));
+  EXPECT_FALSE(worker.advances(0ms)) << "the first job takes longer";
   EXPECT_FALSE(worker.stop(0ms)) << "the first job is not done";
   go.set_value();
   EXPECT_TRUE(worker.stop(20s));
   EXPECT_FALSE(second) << "nothing is started after stop()";
-  EXPECT_FALSE(worker.post([] {}));
+  EXPECT_FALSE(worker.post(kRoot, [] {}));
+}
+
+TEST(Worker, UpkeepOfManyStepsLetsCallersIn) {
+  std::promise<void> go;
+  int steps = 0;
+  Worker worker(Places(2, 0), [&] {
+    if (++steps == 1) go.get_future().wait();
+    return steps < 100 ? Clock::time_point() : inAnHour();
+  });
+  std::promise<int> second;
+  ASSERT_TRUE(worker.post(kRoot, [] {}));
+  ASSERT_TRUE(worker.post(kRoot, [&] { second.set_value(steps); }));
+  go.set_value();
+  EXPECT_EQ(second.get_future().get(), 2);
+}
+
+TEST(FairQueue, UsersTakeTurnsAndRootHasEveryOther) {
+  FairQueue queue(Places(100, 10));
+  std::string order;
+  const auto add = [&](uid_t user, int jobs) {
+    for (; jobs > 0; --jobs) {
+      ASSERT_TRUE(queue.push(user, [&order, user] { order += std::to_string(user) + ' '; }));
+    }
+  };
+  add(1500, 5);
+  add(1001, 2);
+  add(kRoot, 3);
+  while (!queue.empty()) queue.pop()();
+  EXPECT_EQ(order, "0 1001 0 1500 0 1001 1500 1500 1500 1500 ");
+}
+
+TEST(Places, AreSharedAndSomeAreKeptForRoot) {
+  Places places(100, 10);
+  const auto takeAll = [&places](uid_t user) {
+    int taken = 0;
+    while (places.take(user)) ++taken;
+    return taken;
+  };
+  EXPECT_EQ(takeAll(1000), 45);
+  EXPECT_EQ(takeAll(1001), 23);
+  for (uid_t user = 2000; user < 2100; ++user) (void)takeAll(user);
+  EXPECT_FALSE(places.full());
+  EXPECT_EQ(takeAll(kRoot), 10);
+  EXPECT_TRUE(places.full());
+  places.giveBack(1000);
+  EXPECT_TRUE(places.take(3000)) << "one that another user gives back";
 }
 
 TEST(ObjectCache, ForgetsWhatIsOldAndKeepsTheNewestWhenFull) {

@@ -42,10 +42,10 @@ class ChildProcess {
   pid_t pid_ = -1;
 };
 
-/// Locks the whole file for as long as the process lives; `command` as in fcntl(2).
-inline void takeRecordLock(const std::string& path, int command = F_SETLK) {
+/// Locks the whole file for as long as the process lives; `command` and `type` as in fcntl(2).
+inline void takeRecordLock(const std::string& path, int command = F_SETLK, short type = F_WRLCK) {
   struct flock lock {};
-  lock.l_type = F_WRLCK;
+  lock.l_type = type;
   lock.l_whence = SEEK_SET;
   if (::fcntl(::open(path.c_str(), O_RDWR), command, &lock) != 0) ::_exit(1);
 }
