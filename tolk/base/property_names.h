@@ -71,7 +71,9 @@ inline constexpr Property KRB5_ALLOW_WEAK_CRYPTO{
     "KRB5_ALLOW_WEAK_CRYPTO", "krb5.allow.weak.crypto", "", "boolean",
     "Whether weak Kerberos encryption types are allowed; they are when this is absent."};
 inline constexpr Property VELKD_RPC_TIMEOUT{"VELKD_RPC_TIMEOUT", "velkd.rpc.timeout", "10",
-                                            "seconds", "Limit of one call to the agent daemon."};
+                                            "seconds",
+                                            "Limit of one call to the agent daemon; velkd itself "
+                                            "answers in nine tenths of it at most."};
 inline constexpr Property JOIN_VELKD_WAIT_TIME{
     "JOIN_VELKD_WAIT_TIME", "join.velkd.wait.time", "60", "seconds",
     "Time to wait for the agent daemon to gather the forest's domain identifiers."};
