@@ -119,7 +119,10 @@ int CloudAuthV0::startOrPoll(const MfaMechanism& mechanism, bool poll) {
     throw CloudException(poll ? "REST API for polling returns failure" : kMoveFailed);
   }
   const bool done = textMember(result(), JSON_MEMBER_STATUS) == kDone;
-  return poll && done ? afterStep() : MfaSummary::pending;
+  if (!poll || !done) return MfaSummary::pending;
+  // A code that the poll brings is what the user would have typed.
+  const Shredder code(textMember(result(), JSON_MEMBER_CODE));
+  return code.empty() ? afterStep() : sendAnswer(mechanism, code);
 }
 
 int CloudAuthV0::sendAnswer(const MfaMechanism& mechanism, const Shredder& answer) {

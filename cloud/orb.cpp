@@ -231,6 +231,8 @@ void ORBProcessor::cloudLogPrivEvent(std::size_t& taken) {
     }
     kLog.debug("LogPrivEvent: machine cookie expired, will refetch");
     machineCookie_.clear();
+    transfer_->clearCookies();
+    cloudIWA();  // the code that signed the machine on is good for one time
     cloudSSO();  // on failure the next pass signs on from the start
   }
 }

@@ -15,7 +15,7 @@ namespace {
 constexpr char kVersionPath[] = "sysinfo/version";
 constexpr std::string_view kAuthCookie = ".ASPXAUTH=";
 
-enum class Cookie { any, machine, user };
+enum class Cookie { any, none, machine, user };
 
 /// One member of a request's JSON object. All are strings.
 struct MemberRule {
@@ -37,9 +37,12 @@ struct PathRule {
 const std::vector<PathRule>& rules() {
   static const std::vector<PathRule> all{
       {{"orb", "v0", "v1", "v1s"}, kVersionPath, "GET"},
-      {{"orb", "v1s"}, "security/sso", "GET", Cookie::any, "OneTimePass"},
+      // Guess: that the code is good for one time, as its name says, and comes without a cookie.
+      {{"orb", "v1s"}, "security/sso", "GET", Cookie::none, "OneTimePass"},
       {{"orb"}, "tqsintegration/LogPrivEvent", "POST", Cookie::machine, "", true},
 
+      // Guess: which member goes with which request of version 0, and that the password alone goes
+      // to MultiAuthLogin.
       {{"v0"}, "security/GetAuthPolicy", "POST", Cookie::any, "", false, {{"user"}}},
       {{"v0"},
        "security/MultiAuthLogin",
@@ -75,6 +78,8 @@ const std::vector<PathRule>& rules() {
         {"TenantId"},
         {"Answer", false}}},
 
+      // Guess: which cookie and which members go with which request of version 1.0S. What the two
+      // endpoints want is not even guessed.
       {{"v1s"},
        "security/startimpersonate",
        "POST",
@@ -164,6 +169,7 @@ class Judge {
     const std::vector<std::string> sent = request_.authCookies();
     expect(sent.size() <= 1, "cookie .ASPXAUTH sent " + std::to_string(sent.size()) + " times");
     if (cookie == Cookie::any) return;
+    if (cookie == Cookie::none) return expect(sent.empty(), "a cookie with a one-time code");
     const auto& issued = cookie == Cookie::machine ? state_.machineCookies : state_.userCookies;
     const std::string kind = cookie == Cookie::machine ? "machine" : "user";
     if (sent.empty()) return expect(false, "no " + kind + " cookie");
@@ -173,6 +179,8 @@ class Judge {
 
   void judgeQuery(const std::string& name) {
     if (name.empty()) return expect(request_.query.empty(), "query " + quoted(request_.query));
+    expect(!state_.usedCodes.contains(request_.query),
+           "query " + quoted(request_.query) + " again");
     expect(request_.query.starts_with(name + "=") && request_.query.size() > name.size() + 1 &&
                request_.query.find('&') == std::string::npos,
            "query " + quoted(request_.query) + " is not " + name);
@@ -223,6 +231,7 @@ class Judge {
   }
 
   void judgeSession(const std::map<std::string, std::string>& members) {
+    expect(!state_.answered.contains(request_.body), "the same answer again");
     expect(members.at("SessionId") == state_.sessionId,
            "SessionId = " + quoted(members.at("SessionId")));
     const auto tenant = members.find("TenantId");
@@ -257,6 +266,12 @@ std::vector<std::string> PlatformRequest::authCookies() const {
     }
   }
   return values;
+}
+
+bool needsCookie(const std::string& path) {
+  return std::ranges::any_of(rules(), [&path](const PathRule& rule) {
+    return rule.path == path && (rule.cookie == Cookie::machine || rule.cookie == Cookie::user);
+  });
 }
 
 std::string authCookieOf(const std::string& setCookie) {

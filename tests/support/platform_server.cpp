@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <deque>
 #include <fstream>
+#include <limits>
 #include <map>
 #include <mutex>
 #include <stdexcept>
@@ -35,6 +36,7 @@ struct Answer {
 
 struct Script {
   std::string client;
+  int cookieUses = std::numeric_limits<int>::max();
   std::map<std::string, std::deque<Answer>> answers;
 };
 
@@ -85,6 +87,9 @@ Answer readAnswer(const Value& object) {
 Script readScript(std::string_view source) {
   const tolk::json::Document document = tolk::json::parse(source);
   Script script{.client = tolk::json::stringMember(document, "client"), .answers = {}};
+  if (const Value* uses = tolk::json::findMember(document, "cookieUses")) {
+    script.cookieUses = uses->GetInt();
+  }
   const Value* answers = tolk::json::findMember(document, "answers");
   if (answers == nullptr) throw BadDataException("the script has no answers");
   for (const auto& path : answers->GetObject()) {
@@ -172,7 +177,10 @@ void remember(PlatformState& state, const std::string& path, const Answer& answe
     if (result == nullptr) return;
     const Value* session = tolk::json::findMember(*result, "SessionId");
     const Value* tenant = tolk::json::findMember(*result, "TenantId");
-    if (session != nullptr && session->IsString()) state.sessionId = session->GetString();
+    if (session != nullptr && session->IsString()) {
+      state.sessionId = session->GetString();
+      state.answered.clear();
+    }
     if (tenant != nullptr && tenant->IsString()) state.tenantId = tenant->GetString();
   } catch (const BadDataException&) {
     // The script may well play broken JSON.
@@ -262,9 +270,16 @@ class PlatformServer::Service {
     if (!faults.empty()) {
       answer.status = 400;
       answer.body = R"({"success":false,"Message":"bad request"})";
+    } else if (expired(request)) {
+      answer.status = 401;
     } else if (auto& left = script_.answers[request.path]; !left.empty()) {
       answer = left.front();
       if (!answer.repeat) left.pop_front();
+      number(answer);
+      if (!request.query.empty()) state_.usedCodes.insert(request.query);
+      if (request.body.find("\"Answer\":") != std::string::npos) {
+        state_.answered.insert(request.body);
+      }
       remember(state_, request.path, answer);
     } else {
       answer.status = 500;
@@ -276,8 +291,25 @@ class PlatformServer::Service {
     return answer;
   }
 
+  /// Whether the cookie of a request has been used up before.
+  bool expired(const PlatformRequest& request) {
+    if (!needsCookie(request.path)) return false;
+    return ++uses_[request.authCookies().front()] > script_.cookieUses;
+  }
+
+  void number(Answer& answer) const {
+    constexpr std::string_view kNumber = "%n";
+    for (auto& [name, value] : answer.headers) {
+      const std::size_t at = name == "Set-Cookie" ? value.find(kNumber) : std::string::npos;
+      if (at != std::string::npos) {
+        value.replace(at, kNumber.size(), std::to_string(records_.size()));
+      }
+    }
+  }
+
   Script script_;
   PlatformState state_;
+  std::map<std::string, int> uses_;  // of cookies
   std::unique_ptr<httplib::Server> server_;
   int port_ = -1;
   std::thread listener_;

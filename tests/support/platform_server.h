@@ -3,9 +3,13 @@
 //
 // A script is a JSON object:
 //   "client"   whom to expect: "orb", "v0", "v1" or "v1s"
+//   "cookieUses"  requests that a cookie is good for; those that follow get 401. No limit when it
+//   is
+//              left out
 //   "answers"  an object: path -> array of answers, played in order. Each is an object with
 //                "status"    200 when left out
-//                "headers"   an object of strings; "Set-Cookie" may be an array of strings
+//                "headers"   an object of strings; "Set-Cookie" may be an array of strings,
+//                            and "%n" in it is the number of the request, so that no two are alike
 //                "json"      the body as a JSON value, or
 //                "text"      the body as it stands
 //                "padBytes"  so many blanks behind the body

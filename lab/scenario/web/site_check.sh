@@ -1,7 +1,7 @@
 #!/bin/bash
 # The site check: who the caller is, and a one-time code for it. Without the header of the native client it refuses.
 printf 'Content-Type: text/html\r\n\r\n<html><body>'
-code=${REMOTE_USER//[^A-Za-z0-9]/-}
+code=${REMOTE_USER//[^A-Za-z0-9]/-}-$(</proc/sys/kernel/random/uuid)
 case ${REQUEST_URI%/iwa/SiteCheck} in
   /empty) ;;
   /nobrace) printf '"result":"success"' ;;

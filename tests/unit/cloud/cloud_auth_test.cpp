@@ -36,8 +36,9 @@ std::string summary(const std::string& word) {
 /// A platform that is reached directly, whose connections the pool gives up before it ends.
 class Platform : public PlatformServer {
  public:
-  Platform(const std::string& client, const std::string& answers)
-      : PlatformServer({}, R"({"client":")" + client + R"(","answers":{)" + answers + "}}") {}
+  Platform(const std::string& client, const std::string& answers, int cookieUses = 1000)
+      : PlatformServer({}, R"({"client":")" + client + R"(","cookieUses":)" +
+                               std::to_string(cookieUses) + R"(,"answers":{)" + answers + "}}") {}
   ~Platform() { CloudConnPool::getInstance().reapCurls(true); }
 
   [[nodiscard]] std::string url() const {
@@ -111,6 +112,26 @@ TEST(CloudAuthV1, UserMovesThreeTimesAtMost) {
   }
 }
 
+TEST(CloudAuthV1, NothingLessThanSuccessAndItsSummaryAuthenticates) {
+  for (const char* answer :
+       {R"({"json":{"success":true}})", R"({"json":{"success":true,"Result":{}}})",
+        R"({"json":{"Result":{"Summary":"LoginSuccess"}}})",
+        R"({"json":{"success":true,"Result":{"summary":"LoginSuccess"}}})",
+        R"({"json":{"success":true,"Result":{"Summary":["LoginSuccess"]}}})",
+        R"({"json":{"success":true,"Summary":"LoginSuccess"}})",
+        R"({"status":201,"json":{"success":true,"Result":{"Summary":"LoginSuccess"}}})"}) {
+    const Platform server("v1", R"("security/StartAuthentication":[{"json":)" +
+                                    std::string(kGoodV1) +
+                                    R"(}],"security/AdvanceAuthentication":[)" + answer + "]");
+    CloudAuthV1 client(server.way(), login("ann"));
+    const MfaPolicy policy = client.startAuthentication("ann");
+    EXPECT_EQ(
+        client.advanceAuthentication("Answer", policy.challenges[0].mechanisms[0], Shredder("x")),
+        MfaSummary::failed)
+        << answer;
+  }
+}
+
 TEST(CloudAuthV1, MalformedPoliciesAreRefused) {
   struct Row {
     const char* from;
@@ -150,12 +171,12 @@ TEST(CloudAuthV0, PasswordThenASecondMechanism) {
       R"("security/GetAuthPolicy":[{"json":{"success":true,"Result":{"recId":"r1","securityquestion":"Pet?","mechs":[)"
       R"({"mechId":"UP","required":"True"},{"mechId":"SMS","required":"False","fieldLabel":"Text me"},{"mechId":"SQ"}]}}}])";
   const Platform server(
-      "v0",
-      policy +
-          R"(,"security/MultiAuthLogin":[{"json":{"success":true,"Result":{"recId":"r2"}}}],)"
-          R"("security/MoveToNextLoginPage":[{"json":{"success":true}},)"
-          R"({"json":{"success":true,"Result":{"status":"Wait"}}},)"
-          R"({"json":{"success":true,"Result":{"status":"Move"}}},{"json":{"success":false}}])");
+      "v0", policy +
+                R"(,"security/MultiAuthLogin":[{"json":{"success":true,"Result":{"recId":"r2"}}}],)"
+                R"("security/MoveToNextLoginPage":[{"json":{"success":true}},)"
+                R"({"json":{"success":true,"Result":{"status":"Wait"}}},)"
+                R"({"json":{"success":true,"Result":{"status":"Move","code":"c0de"}}},)"
+                R"({"json":{"success":true}},{"json":{"success":false}}])");
   CloudAuthV0 client(server.way(), login("ann"));
   const MfaPolicy got = client.startAuthentication("ann");
   ASSERT_EQ(got.challenges.size(), 2U);
@@ -173,6 +194,7 @@ TEST(CloudAuthV0, PasswordThenASecondMechanism) {
             "REST API for polling returns failure");
   EXPECT_THAT(server.faults(), IsEmpty());
   EXPECT_THAT(server.records()[2], HasSubstr(R"(\"recId\":\"r2\")"));
+  EXPECT_THAT(server.records()[5], HasSubstr(R"(\"code\":\"c0de\")"));
 }
 
 TEST(CloudAuthV0, PoliciesWithoutExactlyOneRequiredMechanism) {
@@ -195,13 +217,12 @@ TEST(CloudAuthV0, PoliciesWithoutExactlyOneRequiredMechanism) {
 }
 
 constexpr const char* kSso =
-    R"("security/sso":[{"headers":{"Set-Cookie":".ASPXAUTH=machine; path=/"},"json":{"success":true},"repeat":true}],)";
+    R"("security/sso":[{"headers":{"Set-Cookie":".ASPXAUTH=machine%n; path=/"},"json":{"success":true},"repeat":true}],)";
 constexpr const char* kUser =
-    R"({"headers":{"Set-Cookie":".ASPXAUTH=user; path=/"},"json":{"success":true},"repeat":true})";
+    R"({"headers":{"Set-Cookie":".ASPXAUTH=user%n; path=/"},"json":{"success":true},"repeat":true})";
 
 RawHttpServer goodSite() {
-  const auto answer = RawHttpServer::ok(R"({"result":"success","otc":"c"})");
-  return RawHttpServer({answer, answer});
+  return RawHttpServer(RawHttpServer::siteChecks(9));
 }
 
 /// What starting version 1.0S ends with, for a user and a platform with these answers.
@@ -215,15 +236,18 @@ std::string startV1s(const std::string& answers, const std::string& command = {}
   return text;
 }
 
+// Each cookie is good for two requests: the machine's for two impersonations, each user's for the
+// endpoint and the challenge.
 TEST(CloudAuthV1S, MachineThenUserThenChallengeThenEndpoint) {
   const std::string required =
       R"({"json":{"success":false,"ErrorID":"ChallengeRequired","Result":{"ChallengeId":"ch"}}})";
-  const Platform server(
-      "v1s", std::string(kSso) + R"("security/startimpersonate":[{"status":401},)" + kUser +
-                 R"(],"tqsintegration/mfalogin":[{"status":401},)" + required + "," + required +
-                 R"(,{"json":{"success":true}}],"security/startchallenge":[{"json":)" + kGoodV1 +
-                 R"(,"repeat":true}],"security/AdvanceAuthentication":[)" + summary("Success") +
-                 "," + summary("Success") + "]");
+  const Platform server("v1s",
+                        std::string(kSso) + R"("security/startimpersonate":[)" + kUser +
+                            R"(],"tqsintegration/mfalogin":[)" + required + "," + required +
+                            R"(,{"json":{"success":true}}],"security/startchallenge":[{"json":)" +
+                            kGoodV1 + R"(,"repeat":true}],"security/AdvanceAuthentication":[)" +
+                            summary("Success") + "," + summary("Success") + "]",
+                        2);
   const RawHttpServer site = goodSite();
   CloudAuthV1S client(server.way(site.url()), login("ann"));
   const MfaPolicy policy = client.startAuthentication("ann");
@@ -233,6 +257,7 @@ TEST(CloudAuthV1S, MachineThenUserThenChallengeThenEndpoint) {
   EXPECT_EQ(client.policy().challenges.size(), 2U);
   EXPECT_EQ(client.advanceAuthentication("Answer", password, Shredder("x")),
             MfaSummary::authenticated);
+  EXPECT_EQ(site.requests().size(), 2U);
   EXPECT_THAT(server.faults(), IsEmpty());
 }
 

@@ -136,6 +136,17 @@ TEST(CurlObject, NothingIsSentInClear) {
   EXPECT_EQ(server.connections(), 0);
 }
 
+TEST(CurlObject, AnAnswerSentTwiceIsNotTheNextOnes) {
+  Server::Answer twice = Server::ok("first");
+  twice.bytes += twice.bytes;
+  const Server server({twice, Server::ok("second")});
+  CurlObject transfer;
+  transfer.makeRequest(server.url(), {}, false);
+  EXPECT_EQ(transfer.responseBody(), "first");
+  transfer.makeRequest(server.url(), {}, false);
+  EXPECT_EQ(transfer.responseBody(), "second");
+}
+
 TEST(CurlObject, SilenceHasItsLimit) {
   Props().set(PN::CLOUD_CURL_TIMEOUT, "1");
   Props().set(PN::CLOUD_CONNECT_TIMEOUT, "0.2");

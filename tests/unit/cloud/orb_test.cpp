@@ -37,10 +37,7 @@ class OrbTest : public testing::Test {
             R"({"client":"orb","answers":{"security/sso":)" + sign +
                 R"(,"tqsintegration/LogPrivEvent":)" + events + "}}"};
   }
-  static RawHttpServer site() {
-    return RawHttpServer({RawHttpServer::ok("<p>{\"result\":\"success\",\"otc\":\"a b\"}</p>"),
-                          RawHttpServer::ok("")});
-  }
+  static RawHttpServer site() { return RawHttpServer(RawHttpServer::siteChecks(9)); }
   /// The bodies of the events that came, and the cookies that they came with.
   static std::vector<std::string> posted(const PlatformServer& server) {
     std::vector<std::string> events;
@@ -92,6 +89,26 @@ TEST_F(OrbTest, SignsOnAndPostsInOrder) {
   EXPECT_THAT(texts, Contains("sso: result = 1, httpCode = 200"));
   EXPECT_THAT(texts, Contains("LogPrivEvent: machine cookie expired, will refetch"));
   EXPECT_THAT(texts, Contains("LogPrivEvent: unknown failure, give up such sending."));
+}
+
+TEST_F(OrbTest, ExpiredCookieCostsTheEventThatMeetsItAndNoOther) {
+  const PlatformServer server(
+      {}, R"({"client":"orb","cookieUses":2,"answers":{"security/sso":[{"headers":{"Set-Cookie":)"
+          R"(".ASPXAUTH=m%n; path=/"},"json":{"success":true},"repeat":true}],)"
+          R"("tqsintegration/LogPrivEvent":[{"json":{"success":true},"repeat":true}]}})");
+  const RawHttpServer iwa = site();
+  const FixedConnectors connectors("http://127.0.0.1:" + std::to_string(server.port()) + "/",
+                                   iwa.url());
+  ORBProcessor processor;
+  processor.initProc("");
+  for (const char* value : {"1", "2", "3", "4", "5", "6", "7", "8"}) {
+    ORBProcessor::handleLogPrivEvent({{"e", value}});
+  }
+  processor.postLogPrivEvent();
+  EXPECT_THAT(server.faults(), IsEmpty());
+  EXPECT_THAT(posted(server), ElementsAre(R"(m0 {"e":"1"})", R"(m0 {"e":"2"})", R"(m0 {"e":"3"})",
+                                          R"(m4 {"e":"4"})", R"(m4 {"e":"5"})", R"(m4 {"e":"6"})",
+                                          R"(m8 {"e":"7"})", R"(m8 {"e":"8"})"));
 }
 
 TEST_F(OrbTest, FailedSiteChecksAreTold) {

@@ -61,6 +61,15 @@ class RawHttpServer {
   }
   [[nodiscard]] int connections() const { return connections_; }
 
+  /// Site checks that succeed, each with a code of its own.
+  static std::deque<Answer> siteChecks(int count) {
+    std::deque<Answer> answers;
+    for (int i = 0; i < count; ++i) {
+      answers.push_back(
+          ok("<p>{\"result\":\"success\",\"otc\":\"a b" + std::to_string(i) + "\"}</p>"));
+    }
+    return answers;
+  }
   /// A plain answer with a body.
   static Answer ok(const std::string& body, const std::string& headers = "") {
     return {.bytes = "HTTP/1.1 200 OK\r\n" + headers +
