@@ -1,8 +1,6 @@
 // The `--test` task and the connectivity tests of `--diag`.
 #include "cli/diag/connectivity.h"
 
-#include <arpa/inet.h>
-
 #include <cstdint>
 #include <iostream>
 #include <utility>
@@ -13,7 +11,11 @@
 #include "cli/diag/server_text.h"
 #include "cli/diag/srv_records.h"
 #include "facts/servers.h"
+#include "tolk/base/properties.h"
+#include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
+#include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/udp_binding.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/probes.h"
 
@@ -42,15 +44,20 @@ void testList(ProbeRun& run, std::size_t& next, tolk::HostPortList& entries, std
   entries = std::move(reachable);
 }
 
+// Later binds of this run keep to the same five seconds.
 ProbeVerdict probeLdapUdp(const std::string& host) {
-  tolk::EventLoop loop;
-  const std::vector<in_addr> addresses = tolk::startHostLookup(loop, host).wait();
-  if (addresses.empty()) return {};
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr = addresses.front();
-  address.sin_port = htons(389);
-  return RowProbe(loop, Probe::ldapUdp, address).take();
+  tolk::Props().set(tolk::PN::LDAP_BIND_TIMEOUT, "5");
+  const char* const attributes[] = {tolk::AD_DN_ONLY, nullptr};
+  ProbeVerdict verdict;
+  try {
+    tolk::UDPBinding server;
+    server.init(host);
+    const bool empty = server.search("", tolk::AD_ALL_OBJECTS, attributes)->empty();
+    verdict.result = empty ? ProbeVerdict::kRefused : ProbeVerdict::kGood;
+  } catch (const std::exception& e) {
+    verdict.reason = e.what();
+  }
+  return verdict;
 }
 
 tolk::HostPortList single(const char* server, std::int32_t port) {

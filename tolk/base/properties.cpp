@@ -170,8 +170,8 @@ std::string Properties::getProperty(const Property& property) const {
 long Properties::getNumber(const Property& property, long low, long high) const {
   const auto standard = numberIn<long>(property.value);
   assert(standard && "a count has a number as its default");
-  const auto number = numberIn<long>(getProperty(property));
-  return std::clamp(number.value_or(standard.value_or(low)), low, high);
+  const long number = numberIn<long>(getProperty(property)).value_or(low - 1);
+  return number < low || number > high ? standard.value_or(low) : number;
 }
 
 long Properties::getTime(std::string_view key, char unit, long fallback) const {

@@ -45,7 +45,7 @@ class Properties {
   [[nodiscard]] std::string getProperty(std::string_view key, const std::string& fallback) const;
   /// The value, or the documented default of the property when it is absent.
   [[nodiscard]] std::string getProperty(const Property& property) const;
-  /// The value read as a whole decimal number, else the documented default; clamped to [low, high].
+  /// The value as a whole decimal number; the documented default when it is none from low to high.
   [[nodiscard]] long getNumber(const Property& property, long low, long high) const;
   /// A time. `unit` (s, m, h or d) is the unit of the result and of a value without one; a value
   /// may end in a unit of its own. Fractions of the result are dropped; a negative value comes back

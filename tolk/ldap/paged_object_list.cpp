@@ -2,7 +2,7 @@
 #include "tolk/ldap/paged_object_list.h"
 
 #include <algorithm>
-#include <charconv>
+#include <limits>
 #include <utility>
 
 #include "tolk/base/properties.h"
@@ -30,11 +30,8 @@ Control pageControl(LdapConnection& connection, int pageSize, std::string& cooki
 }  // namespace
 
 int configuredPageSize() {
-  constexpr int kDefault = 100;
-  const std::string text = Props(false, false).getProperty(PN::TOLKD_PAGED_SEARCH_MAX, "");
-  int size = 0;
-  std::from_chars(text.data(), text.data() + text.size(), size);
-  return size > 0 ? size : kDefault;
+  return static_cast<int>(
+      Props().getNumber(PN::TOLKD_PAGED_SEARCH_MAX, 1, std::numeric_limits<int>::max()));
 }
 
 PagedObjectList::PagedObjectList(std::shared_ptr<LdapConnection> connection, SearchRequest request,

@@ -83,19 +83,6 @@ std::string SID::toString() const {
   return text;
 }
 
-std::string SID::toBinary() const {
-  std::string bytes{'\1', static_cast<char>(subAuthorities_.size())};
-  for (int shift = 40; shift >= 0; shift -= 8) {
-    bytes.push_back(static_cast<char>(authority_ >> shift & 0xff));
-  }
-  for (const std::uint32_t value : subAuthorities_) {
-    for (int shift = 0; shift < 32; shift += 8) {
-      bytes.push_back(static_cast<char>(value >> shift & 0xff));
-    }
-  }
-  return bytes;
-}
-
 bool SID::isOfDomain(const SID& domain) const {
   return authority_ == domain.authority_ &&
          subAuthorities_.size() == domain.subAuthorities_.size() + 1 &&

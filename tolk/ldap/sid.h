@@ -16,7 +16,6 @@ class SID {
   [[nodiscard]] static SID fromBinary(std::string_view bytes);
 
   [[nodiscard]] std::string toString() const;
-  [[nodiscard]] std::string toBinary() const;
   /// The name that addresses the object with this identifier, "<SID=S-1-...>"
   /// (MS-ADTS 3.1.1.3.1.2.4).
   [[nodiscard]] std::string toDN() const;

