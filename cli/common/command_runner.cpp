@@ -1,3 +1,5 @@
+// A command's output is kept until it ends or its time is up, and then written in one go, so that
+// a report never holds half a line of it.
 #include "cli/common/command_runner.h"
 
 #include <fcntl.h>

@@ -1,3 +1,5 @@
+// The soft limit is raised to the hard one when a caller could use more; some descriptors are
+// left for everything else.
 #include "tolk/base/descriptor_limit.h"
 
 #include <sys/resource.h>

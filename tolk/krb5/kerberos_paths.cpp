@@ -1,3 +1,4 @@
+// Properties with their defaults from the one table.
 #include "tolk/krb5/kerberos_paths.h"
 
 #include "tolk/base/properties.h"

@@ -1,3 +1,4 @@
+// A text is escaped here once, so that no caller forgets to.
 #include "tolk/krb5/krb5_error.h"
 
 #include "tolk/base/exceptions.h"

@@ -1,3 +1,4 @@
+// setenv(3) and unsetenv(3), with the former value kept.
 #include "tolk/krb5/scoped_variable.h"
 
 #include <cstdlib>
@@ -5,7 +6,7 @@
 namespace tolk {
 namespace {
 
-void apply(const char* name, const std::optional<std::string>& value) noexcept {
+void put(const char* name, const std::optional<std::string>& value) noexcept {
   if (value)
     ::setenv(name, value->c_str(), 1);
   else
@@ -17,11 +18,11 @@ void apply(const char* name, const std::optional<std::string>& value) noexcept {
 ScopedVariable::ScopedVariable(const char* name, const std::optional<std::string>& value)
     : name_(name) {
   if (const char* before = std::getenv(name)) former_ = before;
-  apply(name, value);
+  put(name, value);
 }
 
 ScopedVariable::~ScopedVariable() {
-  apply(name_, former_);
+  put(name_, former_);
 }
 
 }  // namespace tolk

@@ -1,3 +1,4 @@
+// Three little-endian numbers and two runs of bytes (MS-DTYP 2.3.4).
 #include "tolk/ldap/guid.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// The library's word for a code, the server that it is about and what that said.
 #include "tolk/ldap/ldap_error.h"
 
 #include <ldap.h>

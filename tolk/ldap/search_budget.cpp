@@ -1,3 +1,5 @@
+// The limit counts anew for each thousand answers: a large search may take longer, a stalled one
+// may not.
 #include "tolk/ldap/search_budget.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Entries end by the time that their records give them; the map never grows beyond a fixed
+// number.
 #include "tolk/net/host_memory.h"
 
 #include <algorithm>

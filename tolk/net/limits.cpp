@@ -1,3 +1,4 @@
+// A stand-in, where there is one, counts instead of the configured value.
 #include "tolk/net/limits.h"
 
 #include <cstdint>

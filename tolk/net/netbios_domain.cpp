@@ -1,3 +1,4 @@
+// The controllers' netlogon answers name both forms.
 #include "tolk/net/netbios_domain.h"
 
 #include "tolk/base/exceptions.h"

@@ -1,3 +1,4 @@
+// The C library parses the file (res_ninit(3)); only its results are copied.
 #include "tolk/net/resolver_settings.h"
 
 #include <arpa/inet.h>

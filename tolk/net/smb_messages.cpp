@@ -1,3 +1,4 @@
+// Numbers are little-endian, at fixed places of the structures in MS-SMB2 2.2.
 #include "tolk/net/smb_messages.h"
 
 #include <sys/random.h>

@@ -1,3 +1,4 @@
+// One list for everybody who reads the own object.
 #include "tolk/zones/computer_object_helper.h"
 
 #include "tolk/ldap/ad_names.h"

@@ -1,3 +1,4 @@
+// The text is taken apart from its front: product, version, word.
 #include "tolk/zones/join_kind.h"
 
 #include <array>

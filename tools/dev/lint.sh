@@ -1,4 +1,4 @@
-# ./dev lint: formatting, static checks of C++ and shell, manual pages, sizes of files, layers. Runs every check and
+# ./dev lint: formatting, static checks of C++ and shell, manual pages, sizes and heads of files, layers. Runs every check and
 # fails when one did.
 . "$ROOT/tools/dev/build.sh"
 
@@ -29,6 +29,9 @@ checkSizes() {
   } | { ! grep .; }
 }
 
+# checkHeads: the first line of a file of the product says what it is for, or how it works.
+checkHeads() { tracked '*.cpp' '*.h' ':!tests' | xargs -r awk 'FNR == 1 && !/^\/\// { print FILENAME ": begins without a comment" }' | { ! grep .; }; }
+
 # checkTidy: clang-tidy over every tracked source of the dev preset; what has passed once is not looked at again.
 checkTidy() {
   configurePreset dev
@@ -40,7 +43,7 @@ run() {
   local check failed=()
   verb setup --quiet
   cd "$ROOT" || die "the project folder is gone"
-  for check in Format Shell Manuals Layers Sizes Tidy; do
+  for check in Format Shell Manuals Layers Sizes Heads Tidy; do
     timed "lint: ${check,}" "check$check" || failed+=("${check,}")
   done
   ((${#failed[@]} == 0)) || die "lint: failed: ${failed[*]}"
