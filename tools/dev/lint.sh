@@ -1,5 +1,5 @@
-# ./dev lint: formatting, static checks of C++ and shell, manual pages, sizes and heads of files, layers. Runs every check and
-# fails when one did.
+# ./dev lint: formatting, static checks of C++ and shell, manual pages, sizes and heads of files, layers, the tests that
+# SECURITY.md names. Runs every check and fails when one did.
 . "$ROOT/tools/dev/build.sh"
 
 # tracked PATTERN...: the tracked files that match and are still there, one a line.
@@ -32,6 +32,13 @@ checkSizes() {
 # checkHeads: the first line of a file of the product says what it is for, or how it works.
 checkHeads() { tracked '*.cpp' '*.h' ':!tests' | xargs -r awk 'FNR == 1 && !/^\/\// { print FILENAME ": begins without a comment" }' | { ! grep .; }; }
 
+# checkPromises: the tests that SECURITY.md names are there.
+checkPromises() {
+  grep -oE '`[A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+`' SECURITY.md | tr -d '`' | sort -u | while IFS=. read -r suite test; do
+    grep -rqzE "TEST(_F|_P)?\($suite,[[:space:]]*$test\)" tests || echo "SECURITY.md: there is no test $suite.$test"
+  done | { ! grep .; }
+}
+
 # checkTidy: clang-tidy over every tracked source of the dev preset; what has passed once is not looked at again.
 checkTidy() {
   configurePreset dev
@@ -43,7 +50,7 @@ run() {
   local check failed=()
   verb setup --quiet
   cd "$ROOT" || die "the project folder is gone"
-  for check in Format Shell Manuals Layers Sizes Heads Tidy; do
+  for check in Format Shell Manuals Layers Sizes Heads Promises Tidy; do
     timed "lint: ${check,}" "check$check" || failed+=("${check,}")
   done
   ((${#failed[@]} == 0)) || die "lint: failed: ${failed[*]}"
