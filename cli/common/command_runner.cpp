@@ -50,24 +50,30 @@ class IndentedOutput {
   }
 
   /// The text, and what is missing from it.
-  [[nodiscard]] std::string finish(bool timedOut) && {
+  [[nodiscard]] std::string finish(int status) && {
     if (leftOut_ > 0) text_ += '\n' + indent_ + std::to_string(leftOut_) + " bytes left out\n";
-    if (timedOut) {
-      text_ += (text_.empty() || text_.ends_with('\n') ? "" : "\n") + indent_ + "ended after " +
-               std::to_string(commandLimit().count() / 1000) + " s (" +
-               std::string(tolk::PN::SUPPORT_COMMAND_TIMEOUT.key) + ")\n";
+    if (status == tolk::kInterrupted) addLine("ended by a signal");
+    if (status == tolk::kTimedOut) {
+      addLine("ended after " + std::to_string(commandLimit().count() / 1000) + " s (" +
+              std::string(tolk::PN::SUPPORT_COMMAND_TIMEOUT.key) + ")");
     }
     return std::move(text_);
   }
 
  private:
+  void addLine(const std::string& line) {
+    if (!text_.empty() && !text_.ends_with('\n')) text_ += '\n';
+    text_ += indent_ + line + '\n';
+  }
+
   std::string indent_;
   std::string text_;
   std::size_t inPiece_ = 0;
   std::size_t leftOut_ = 0;
 };
 
-/// Reads until the end of the pipe; false when the deadline came first.
+/// Reads until the end of the pipe; false when the deadline, or a signal that shall end this
+/// process, came first.
 bool readAll(int pipe, const tolk::ChildProcess& child, Clock::time_point deadline,
              IndentedOutput& output) {
   std::array<char, 65536> chunk{};
@@ -77,6 +83,14 @@ bool readAll(int pipe, const tolk::ChildProcess& child, Clock::time_point deadli
     output.take({chunk.data(), static_cast<std::size_t>(count)});
   }
   return false;
+}
+
+/// Reads what is in the pipe now: what a program that was ended said then. One piece holds it all.
+void readRest(int pipe, IndentedOutput& output) {
+  std::array<char, 65536> chunk{};
+  ::fcntl(pipe, F_SETFL, O_NONBLOCK);
+  const ssize_t count = ::read(pipe, chunk.data(), chunk.size());
+  if (count > 0) output.take({chunk.data(), static_cast<std::size_t>(count)});
 }
 
 /// The indented output of a shell command; throws IOException when it cannot be started.
@@ -92,9 +106,10 @@ std::string outputOf(const std::string& command, const char* indent) {
   IndentedOutput output(indent);
   const bool complete = readAll(readEnd.get(), child, deadline, output);
   const int status = child.wait(complete ? deadline : Clock::now());
-  const bool timedOut = !complete || status == tolk::kTimedOut;
-  if (!complete) readAll(readEnd.get(), child, Clock::now(), output);  // what it said at its end
-  return std::move(output).finish(timedOut);
+  if (complete) return std::move(output).finish(status);
+  readRest(readEnd.get(), output);
+  // A program that has ended may have left another one behind at the pipe.
+  return std::move(output).finish(status == tolk::kInterrupted ? status : tolk::kTimedOut);
 }
 
 void sayNoPipe(const std::string& command) {
@@ -120,6 +135,7 @@ int runCommands(const CommandTable& commands, bool echo) {
 int runPiped(const char* heading, const std::string& command, const char* indent) {
   if (heading != nullptr) std::cout << '\n' << heading;
   std::cout.flush();
+  const tolk::HeldSignals untilShown;  // what a command says at its end is often what matters
   try {
     std::cout << outputOf(command, indent) << '\n' << std::flush;
     return 0;

@@ -105,6 +105,11 @@ HeldSignals::~HeldSignals() {
   ::pthread_sigmask(SIG_SETMASK, &before_, nullptr);
 }
 
+bool HeldSignals::pending() const noexcept {
+  pollfd entry{.fd = descriptor_.get(), .events = POLLIN, .revents = 0};
+  return ::poll(&entry, 1, 0) > 0;
+}
+
 ChildProcess::ChildProcess(std::vector<std::string> arguments, int output) {
   std::vector<std::string> variables = cleanEnvironment();
   const std::vector<char*> words = pointersTo(arguments);
@@ -127,7 +132,8 @@ int ChildProcess::wait(Clock::time_point deadline) {
   const bool ended = ready(process_.get(), deadline);
   if (!ended) endGroup();
   const int status = reap();
-  return ended ? status : kTimedOut;
+  if (ended) return status;
+  return signals_.pending() ? kInterrupted : kTimedOut;
 }
 
 bool ChildProcess::ready(int descriptor, Clock::time_point deadline) const {

@@ -13,10 +13,12 @@
 
 namespace tolk {
 
-/// What spawnfv() returns for a program that cannot be run, and for one that was ended at its
-/// limit; the numbers are those of sh(1) and timeout(1).
+/// What spawnfv() returns for a program that cannot be run, for one that was ended at its limit,
+/// and for one that was ended because this process shall end; the numbers are those of sh(1) and
+/// timeout(1).
 inline constexpr int kCannotRun = 127;
 inline constexpr int kTimedOut = 124;
+inline constexpr int kInterrupted = 130;
 
 /// Holds the signals that would end this process back while it lives, and lets them come then.
 class HeldSignals {
@@ -26,7 +28,9 @@ class HeldSignals {
   HeldSignals& operator=(const HeldSignals&) = delete;
   ~HeldSignals();
 
-  /// Can be read when such a signal is waiting.
+  /// Whether such a signal is waiting.
+  [[nodiscard]] bool pending() const noexcept;
+  /// Can be read when one is.
   [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
  private:
@@ -51,7 +55,7 @@ class ChildProcess {
   /// process, comes first.
   [[nodiscard]] bool ready(int descriptor, std::chrono::steady_clock::time_point deadline) const;
   /// Waits for the end; at the deadline, or when a signal shall end this process, ends the whole
-  /// group. The exit status, 128 and the signal's number, or kTimedOut.
+  /// group. The exit status, 128 and the signal's number, kTimedOut or kInterrupted.
   int wait(std::chrono::steady_clock::time_point deadline);
 
  private:
