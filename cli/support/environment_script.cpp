@@ -14,6 +14,7 @@
 #include "tolk/base/child_process.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
+#include "tolk/base/text.h"
 
 namespace joinscope {
 namespace {
@@ -30,10 +31,11 @@ void writeFile(const std::string& path, std::string_view text) {
   }
 }
 
+// One line a variable, whatever is in its value.
 std::string environmentLines() {
   std::string lines;
   for (char** variable = ::environ; *variable != nullptr; ++variable) {
-    lines += std::string(*variable) + '\n';
+    lines += tolk::printable(*variable) + '\n';
   }
   return lines;
 }
