@@ -12,6 +12,8 @@ pkg_check_modules(ldap REQUIRED IMPORTED_TARGET ldap)
 pkg_check_modules(lber REQUIRED IMPORTED_TARGET lber)
 pkg_check_modules(sasl REQUIRED IMPORTED_TARGET libsasl2)
 pkg_check_modules(nettle REQUIRED IMPORTED_TARGET nettle)
+pkg_check_modules(libarchive REQUIRED IMPORTED_TARGET libarchive)
+pkg_check_modules(zlib REQUIRED IMPORTED_TARGET zlib)
 pkg_check_modules(libcurl REQUIRED IMPORTED_TARGET libcurl)
 pkg_check_modules(cpphttplib REQUIRED IMPORTED_TARGET cpp-httplib openssl)
 

@@ -11,13 +11,15 @@ velkdProgram() {
   return 1
 }
 
-# scriptsInstall NODE: the agent's scripts and the version file of the build, where the package puts them.
+# scriptsInstall NODE: the agent's scripts, the program that they use and the version file of the build, where the
+# package puts them.
 scriptsInstall() {
   local program version
-  inNode "$1" mkdir -p /usr/share/orvald/{bin,etc,kerberos/bin}
+  inNode "$1" mkdir -p /usr/share/orvald/{bin,etc,kerberos/bin} /usr/libexec/orvald
   inNode "$1" cp -p "$ROOT"/share/. -r /usr/share/orvald/bin
   inNode "$1" ln -sf /usr/bin/klist /usr/share/orvald/kerberos/bin/klist
   program=$(velkdProgram) || return 0
+  inNode "$1" ln -sf "${program%/*}/joinscope_bundle" /usr/libexec/orvald/
   version=${program%/bin/velkd}/orvald_suite_version
   [[ ! -f $version ]] || inNode "$1" cp "$version" /usr/share/orvald/etc
 }

@@ -52,7 +52,7 @@ mountProject() {
 # Identity, and nothing of what this machine may know about a domain of its own.
 writeIdentity() {
   rm -rf root/etc/{hosts,hostname,resolv.conf,krb5.conf,krb5.conf.d,krb5.keytab,orvald} root/var/orvald \
-    root/usr/share/orvald root/var/log/orvald.log root/etc/selinux root/etc/apparmor.d
+    root/usr/{share,libexec}/orvald root/var/log/orvald.log root/etc/selinux root/etc/apparmor.d
   echo "$name" >root/etc/hostname
   printf '127.0.0.1 localhost\n::1 localhost ip6-localhost\n%s %s.%s %s\n' "$address" "$name" "$domain" "$name" >root/etc/hosts
   printf 'search %s\nnameserver %s\noptions timeout:2 attempts:1\n' "$domain" "$nameServer" >root/etc/resolv.conf

@@ -12,7 +12,7 @@ struct Property {
   std::string_view name;     ///< the constant's name below
   std::string_view key;      ///< as written in the file; compared without case
   std::string_view value;    ///< the default; empty when there is none
-  std::string_view unit;     ///< "seconds", "count", "text", "path", "boolean", "level"
+  std::string_view unit;     ///< "seconds", "MiB", "count", "text", "path", "boolean", "level"
   std::string_view meaning;  ///< one sentence
 
   // NOLINTNEXTLINE(google-explicit-constructor): a property stands for its key
@@ -102,6 +102,14 @@ inline constexpr Property VELKD_IDENTIFIERS_INTERVAL{
 inline constexpr Property SUPPORT_COMMAND_TIMEOUT{
     "SUPPORT_COMMAND_TIMEOUT", "support.command.timeout", "120", "seconds",
     "Limit of one command or script that a report runs."};
+inline constexpr Property SUPPORT_BUNDLE_LOG_MAX{
+    "SUPPORT_BUNDLE_LOG_MAX", "support.bundle.log.max", "256", "MiB",
+    "Most that a support bundle holds of the report with the stack trace, and of the log with "
+    "the configuration, before it is compressed."};
+inline constexpr Property SUPPORT_BUNDLE_PATHS_MAX{
+    "SUPPORT_BUNDLE_PATHS_MAX", "support.bundle.paths.max", "1024", "MiB",
+    "Most that a support bundle holds of the paths named with -P, together, before it is "
+    "compressed."};
 
 // The cloud client
 inline constexpr Property CLOUD_PROXY_SERVER{"CLOUD_PROXY_SERVER", "cloud.proxy.server", "", "text",
@@ -221,6 +229,8 @@ inline constexpr std::array kProperties{
     &PN::VELKD_RECONNECT_MAXTIME,
     &PN::VELKD_IDENTIFIERS_INTERVAL,
     &PN::SUPPORT_COMMAND_TIMEOUT,
+    &PN::SUPPORT_BUNDLE_LOG_MAX,
+    &PN::SUPPORT_BUNDLE_PATHS_MAX,
     &PN::CLOUD_PROXY_SERVER,
     &PN::CLOUD_PROXY_AUTH_REQUIRED,
     &PN::CLOUD_PROXY_AUTH_TYPE,
