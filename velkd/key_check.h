@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tolk/krb5/keytab_accounts.h"
+#include "tolk/krb5/keytab.h"
 #include "tolk/ldap/ad_object.h"
 
 namespace velkd {

@@ -1,5 +1,5 @@
 // The computer accounts of keytabs that the Kerberos library itself writes.
-#include "tolk/krb5/keytab_accounts.h"
+#include "tolk/krb5/keytab.h"
 
 #include <gtest/gtest.h>
 
