@@ -157,7 +157,10 @@ TEST_F(LocatorTest, RefreshOrdersDiscardsAndStores) {
   // The next refresh begins anew, and what it chose is there after a restart. One that many say has
   // failed costs no other one; nor does what is no connector.
   EXPECT_TRUE(locator.UpdateCloudConnectors());
-  for (int i = 0; i < 8; ++i) locator.connectorFailed("10.2.2.2:8080");
+  for (int i = 0; i < 8; ++i) {
+    locator.connectorFailed("10.2.2.2:8080");
+    (void)locator.getCloudConnector();
+  }
   locator.connectorFailed("web.test:443");
   EXPECT_EQ(locator.getCloudConnector(), "10.1.1.1:8080");
   log.take();

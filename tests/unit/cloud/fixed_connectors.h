@@ -11,8 +11,8 @@ namespace tolk::test {
 /// Connectors that know one platform and one web server for the site check.
 class FixedConnectors : public ConnectorAccess {
  public:
-  FixedConnectors(std::string platform, std::string site)
-      : platform_(std::move(platform)), site_(std::move(site)) {
+  FixedConnectors(std::string url, std::string site)
+      : platform(std::move(url)), site_(std::move(site)) {
     install(this);
   }
   ~FixedConnectors() override { install(nullptr); }
@@ -20,16 +20,17 @@ class FixedConnectors : public ConnectorAccess {
   void connectorFailed(const std::string& address) override {
     if (address == connector && ++failures == kMost) connector.clear();
   }
-  std::string platformUrl() override { return platform_; }
+  std::string platformUrl() override { return platform; }
   IwaAddress getIwaUrl() override { return {.url = site_, .principal = "HTTP/x@X.TEST"}; }
   std::string GetSPNFromIwaURL(const std::string& /*url*/) override { return {}; }
 
+  std::string platform;
   std::string connector;
   int failures = 0;
 
  private:
   static constexpr int kMost = 9;
-  std::string platform_, site_;
+  std::string site_;
 };
 
 }  // namespace tolk::test

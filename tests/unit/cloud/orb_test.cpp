@@ -111,6 +111,26 @@ TEST_F(OrbTest, ExpiredCookieCostsTheEventThatMeetsItAndNoOther) {
                                           R"(m8 {"e":"7"})", R"(m8 {"e":"8"})"));
 }
 
+TEST_F(OrbTest, EventsGoWhereThePlatformIsNow) {
+  const PlatformServer first = platform("[]");
+  const PlatformServer second = platform(R"([{"json":{"success":true},"repeat":true}])");
+  const auto url = [](const PlatformServer& server) {
+    return "http://127.0.0.1:" + std::to_string(server.port()) + "/";
+  };
+  const RawHttpServer iwa = site();
+  FixedConnectors connectors(url(first), iwa.url());
+  ORBProcessor processor;
+  processor.initProc("");
+  connectors.platform = url(second);
+  for (const char* value : {"1", "2"}) {
+    ORBProcessor::handleLogPrivEvent({{"e", value}});
+    processor.postLogPrivEvent();
+    connectors.platform.clear();  // while none is told it is where it was
+  }
+  EXPECT_THAT(posted(first), IsEmpty());
+  EXPECT_THAT(posted(second), ElementsAre(R"(one {"e":"1"})", R"(one {"e":"2"})"));
+}
+
 TEST_F(OrbTest, FailedSiteChecksAreTold) {
   struct Row {
     RawHttpServer::Answer answer;
