@@ -261,7 +261,8 @@ TEST_F(CloudTest, OrbinfoTellsTheWay) {
   EXPECT_EQ(stored.out, "Stored the user for the web proxy in /var/orvald/httpproxy.cred.\n");
   restartDaemon();
   RunningCommand server =
-      platform(R"({"client":"orb","answers":{"sysinfo/version":[{"json":{},"repeat":true}]}})");
+      platform(R"({"client":"orb","answers":{"sysinfo/version":[{"json":{},"repeat":true}],)"
+               R"("security/sso":[{"json":{"success":true},"repeat":true}]}})");
   ASSERT_TRUE(server.waitForError("ready"));
   EXPECT_EQ(orbinfo(), (CommandResult{182, address + "proxy1.lab.test:3128\n", ""}));
   EXPECT_EQ(lab.member.must("grep -c Web-One-Pass1 /var/log/orvald.log; true"), "0\n");
