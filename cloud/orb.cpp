@@ -146,10 +146,10 @@ std::unique_ptr<CurlObject> ORBProcessor::newTransfer(const PlatformWay& way) co
 }
 
 void ORBProcessor::cloudIWA() {
-  siteCheck_ = json::Document();
   SiteCheckResult check = checkSite(*transfer_, way_, kLog);
   recordFault(check, transfer_->responseCode());
-  if (check.fault == SiteCheckResult::Fault::none) siteCheck_ = std::move(check.answer);
+  const bool good = check.fault == SiteCheckResult::Fault::none;
+  siteCheck_ = good ? std::move(check.answer) : json::Document();
 }
 
 void ORBProcessor::cloudSSO() {

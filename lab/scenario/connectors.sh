@@ -1,7 +1,8 @@
 # connectors on | twins | many NUMBER | off: cloud connectors as directory objects, with names in DNS and a site link that makes Tokyo the next closest site
 #
 # All are in OU=Connectors, for the platform https://cloud.lab.test and its instance LAB0001; the table below lists
-# them. `many` adds that many in Tokyo, without names in DNS. Nothing of them listens.
+# them. `many` adds that many in Tokyo, without names in DNS. Nothing of them listens. A host uses them once its
+# orvald.conf says cloud.connector.trusted: OU=Connectors,DC=lab,DC=test
 
 connectorsBase=OU=Connectors,DC=lab,DC=test
 connectorsLink="CN=TokyoLink,CN=IP,CN=Inter-Site Transports,CN=Sites,CN=Configuration,DC=lab,DC=test"

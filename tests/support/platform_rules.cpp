@@ -34,25 +34,26 @@ struct PathRule {
   std::vector<MemberRule> members = {};
 };
 
+/// Guesses, which the client makes as well, have "guess" behind them: that a one-time code is good
+/// once and comes without a cookie; which members go with which request of version 0, and that the
+/// password alone goes to MultiAuthLogin; which cookie and which members go with which request of
+/// version 1.0S. What its two endpoints want is not even guessed.
 const std::vector<PathRule>& rules() {
   static const std::vector<PathRule> all{
       {{"orb", "v0", "v1", "v1s"}, kVersionPath, "GET"},
-      // Guess: that the code is good for one time, as its name says, and comes without a cookie.
-      {{"orb", "v1s"}, "security/sso", "GET", Cookie::none, "OneTimePass"},
+      {{"orb", "v1s"}, "security/sso", "GET", Cookie::none, "OneTimePass"},  // guess
       {{"orb"}, "tqsintegration/LogPrivEvent", "POST", Cookie::machine, "", true},
 
-      // Guess: which member goes with which request of version 0, and that the password alone goes
-      // to MultiAuthLogin.
       {{"v0"}, "security/GetAuthPolicy", "POST", Cookie::any, "", false, {{"user"}}},
       {{"v0"},
-       "security/MultiAuthLogin",
+       "security/MultiAuthLogin",  // guess
        "POST",
        Cookie::any,
        "",
        false,
        {{"user"}, {"code"}, {"recId"}, {"nextMechId", true, {"UP"}}}},
       {{"v0"},
-       "security/MoveToNextLoginPage",
+       "security/MoveToNextLoginPage",  // guess
        "POST",
        Cookie::any,
        "",
@@ -78,17 +79,15 @@ const std::vector<PathRule>& rules() {
         {"TenantId"},
         {"Answer", false}}},
 
-      // Guess: which cookie and which members go with which request of version 1.0S. What the two
-      // endpoints want is not even guessed.
       {{"v1s"},
-       "security/startimpersonate",
+       "security/startimpersonate",  // guess
        "POST",
        Cookie::machine,
        "",
        false,
        {{"username"}, {"uuid", false}}},
       {{"v1s"},
-       "security/startchallenge",
+       "security/startchallenge",  // guess
        "POST",
        Cookie::user,
        "",

@@ -34,6 +34,7 @@ checkHeads() { tracked '*.cpp' '*.h' ':!tests' | xargs -r awk 'FNR == 1 && !/^\/
 
 # checkPromises: the tests that SECURITY.md names are there.
 checkPromises() {
+  # shellcheck disable=SC2016 # backticks of the page
   grep -oE '`[A-Z][A-Za-z0-9]+\.[A-Z][A-Za-z0-9]+`' SECURITY.md | tr -d '`' | sort -u | while IFS=. read -r suite test; do
     grep -rqzE "TEST(_F|_P)?\($suite,[[:space:]]*$test\)" tests || echo "SECURITY.md: there is no test $suite.$test"
   done | { ! grep .; }
