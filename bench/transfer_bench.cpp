@@ -25,7 +25,6 @@
 #include <string_view>
 #include <vector>
 
-#include "cloud/curl_memory.h"
 #include "cloud/curl_object.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/properties.h"

@@ -5,9 +5,13 @@
 #include <string>
 #include <vector>
 
+#include "cloud/cloud_log.h"
 #include "tolk/base/text.h"
 
 namespace tolk {
+
+/// The records of everything about connectors.
+inline constexpr CloudLog logConnector{"base.cloudconnector.locator"};
 
 /// What a connector offers and has configured; the sum is the "services" number of the records.
 struct ConnectorService {

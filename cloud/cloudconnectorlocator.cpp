@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "cloud/cloud_connector.h"
 #include "cloud/cloud_exceptions.h"
 #include "cloud/connector_attributes.h"
 #include "cloud/connector_checks.h"
 #include "cloud/connector_dump.h"
-#include "cloud/connector_log.h"
 #include "cloud/connector_subnets.h"
 #include "cloud/http_proxy.h"
 #include "cloud/iwa_principal.h"

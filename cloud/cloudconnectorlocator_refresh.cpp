@@ -2,11 +2,11 @@
 #include <algorithm>
 #include <utility>
 
+#include "cloud/cloud_connector.h"
 #include "cloud/cloud_exceptions.h"
 #include "cloud/cloudconnectorlocator.h"
 #include "cloud/connector_checks.h"
 #include "cloud/connector_kset.h"
-#include "cloud/connector_log.h"
 #include "cloud/connector_search.h"
 #include "cloud/connector_trust.h"
 #include "tolk/base/join_settings.h"

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <utility>
 
-#include "cloud/connector_log.h"
+#include "cloud/cloud_connector.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"

@@ -4,8 +4,8 @@
 #include <charconv>
 #include <utility>
 
+#include "cloud/cloud_connector.h"
 #include "cloud/connector_attributes.h"
-#include "cloud/connector_log.h"
 #include "cloud/connector_trust.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"

@@ -6,8 +6,8 @@
 #include <charconv>
 #include <cstddef>
 
+#include "cloud/cloud_connector.h"
 #include "cloud/connector_attributes.h"
-#include "cloud/connector_log.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/dn.h"
 

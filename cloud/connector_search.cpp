@@ -3,10 +3,10 @@
 
 #include <utility>
 
+#include "cloud/cloud_connector.h"
 #include "cloud/cloud_exceptions.h"
 #include "cloud/connector_attributes.h"
 #include "cloud/connector_checks.h"
-#include "cloud/connector_log.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/ldap/ad_names.h"

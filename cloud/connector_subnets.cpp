@@ -7,8 +7,8 @@
 #include <span>
 #include <utility>
 
+#include "cloud/cloud_connector.h"
 #include "cloud/connector_attributes.h"
-#include "cloud/connector_log.h"
 #include "tolk/base/property_names.h"
 #include "tolk/net/event_loop.h"
 #include "tolk/net/host_query.h"

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "cloud/connector_log.h"
+#include "cloud/cloud_connector.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <set>
 
-#include "cloud/connector_log.h"
+#include "cloud/cloud_connector.h"
 #include "tolk/base/text.h"
 
 namespace tolk {

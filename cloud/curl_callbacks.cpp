@@ -1,13 +1,16 @@
-// What libcurl calls back. Nothing is thrown through it: the handle would be broken for good.
+// What libcurl calls back, its memory included. Nothing is thrown through it: the handle would be
+// broken for good.
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "cloud/cloud_exceptions.h"
 #include "cloud/cloud_log.h"
 #include "cloud/curl_object.h"
 #include "tolk/base/text.h"
+#include "tolk/base/wiping_memory.h"
 
 namespace tolk {
 namespace {
@@ -32,6 +35,12 @@ bool mayRepeatSecret(std::string_view text) {
 }
 
 }  // namespace
+
+void startCurl() {
+  static const CURLcode result = curl_global_init_mem(CURL_GLOBAL_DEFAULT, std::malloc, wipeAndFree,
+                                                      wipingRealloc, ::strdup, std::calloc);
+  if (result != CURLE_OK) throw CurlException("Failed to create curl context", result);
+}
 
 std::size_t CurlObject::ReadMemoryCallback(char* out, std::size_t size, std::size_t count,
                                            void* object) noexcept {

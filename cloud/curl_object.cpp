@@ -6,7 +6,6 @@
 
 #include "cloud/cloud_exceptions.h"
 #include "cloud/cloud_log.h"
-#include "cloud/curl_memory.h"
 #include "cloud/http_proxy.h"
 #include "cloud/proxy_auth.h"
 #include "cloud/url_text.h"

@@ -28,6 +28,10 @@ struct CurlGssOption {
   static constexpr CURLoption setupData = static_cast<CURLoption>(10067);
 };
 
+/// Starts libcurl once for the process, with memory that is zeroed before it is given back: the
+/// library keeps copies of proxy passwords and cookies. Throws CurlException.
+void startCurl();
+
 /// For one thread at a time; reused for many requests. A transfer ends after
 /// PN::CLOUD_CURL_TIMEOUT, its connection is made within PN::CLOUD_CONNECT_TIMEOUT; a response body
 /// may have 1 MiB. Every failure of libcurl is a CurlException with its CURLcode, a

@@ -1,7 +1,8 @@
 // The Kerberos name of a site check's web server.
 #include "cloud/iwa_principal.h"
 
-#include "cloud/connector_log.h"
+#include "cloud/cloud_connector.h"
+#include "cloud/url_text.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_names.h"
@@ -22,15 +23,6 @@ ADObjectList searchComputers(ADSession& session, const std::string& filter) {
 }
 
 }  // namespace
-
-std::string hostOfUrl(const std::string& url) {
-  const std::size_t scheme = url.find("://");
-  const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
-  std::string authority = url.substr(start, url.find_first_of("/?#", start) - start);
-  const std::size_t user = authority.rfind('@');
-  if (user != std::string::npos) authority.erase(0, user + 1);
-  return toLower(authority.substr(0, authority.find(':')));
-}
 
 std::string iwaPrincipal(const std::string& host, const std::string& dn) {
   const std::string domain = DN::domainFromDN(dn);

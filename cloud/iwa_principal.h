@@ -8,9 +8,6 @@
 
 namespace tolk {
 
-/// The host part of a URL (RFC 3986, 3.2.2), "" when there is none.
-[[nodiscard]] std::string hostOfUrl(const std::string& url);
-
 /// "HTTP/host@REALM", the realm being the domain that `dn` lies in. Throws SystemException when
 /// `dn` is no name of an object in a domain.
 [[nodiscard]] std::string iwaPrincipal(const std::string& host, const std::string& dn);

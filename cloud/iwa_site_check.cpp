@@ -6,6 +6,7 @@
 #include "cloud/cloud_json.h"
 #include "cloud/cloud_object.h"
 #include "cloud/proxy_auth.h"
+#include "cloud/url_text.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
@@ -18,13 +19,6 @@ using Fault = SiteCheckResult::Fault;
 constexpr long kOk = 200;
 constexpr long kUnauthorized = 401;
 constexpr long kServerErrors = 500;
-
-/// "host:port" or "host" of a URL.
-std::string serverOf(const std::string& url) {
-  const std::size_t scheme = url.find("://");
-  const std::size_t start = scheme == std::string::npos ? 0 : scheme + 3;
-  return url.substr(start, url.find_first_of("/?#", start) - start);
-}
 
 /// Takes what the site check needs off a transfer at the end of its life. No network.
 class SiteTransfer {
@@ -51,7 +45,7 @@ void askSite(CurlObject& transfer, const IwaAddress& site, const CloudLog& log) 
   const SiteTransfer restored(transfer, log);
   const std::string url = site.url + CLOUD_RESTAPI_IWA_SITECHECK;
   for (const bool again : {false, true}) {
-    transfer.setServerNegotiate(site.principal, serverOf(site.url), kMachineUser);
+    transfer.setServerNegotiate(site.principal, serverOfUrl(site.url), kMachineUser);
     checkSiteCertificate(transfer);
     transfer.makeRequest(url, {}, false);
     log.debug("siteCheck: URL = %s, SPN = %s, httpCode = %ld",

@@ -1,6 +1,8 @@
 // Text inside of URLs.
 #include "cloud/url_text.h"
 
+#include "tolk/base/text.h"
+
 namespace tolk {
 namespace {
 
@@ -33,6 +35,18 @@ std::string percentEncoded(std::string_view text) {
   std::string encoded(kEncodedLength * text.size(), '\0');
   encoded.resize(static_cast<std::size_t>(percentEncode(text, encoded.data()) - encoded.data()));
   return encoded;
+}
+
+std::string serverOfUrl(std::string_view url) {
+  const std::size_t scheme = url.find("://");
+  if (scheme != std::string_view::npos) url.remove_prefix(scheme + 3);
+  const std::string_view authority = url.substr(0, url.find_first_of("/?#"));
+  return std::string(authority.substr(authority.rfind('@') + 1));
+}
+
+std::string hostOfUrl(std::string_view url) {
+  const std::string server = serverOfUrl(url);
+  return toLower(server.substr(0, server.find(':')));
 }
 
 }  // namespace tolk

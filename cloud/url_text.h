@@ -11,4 +11,9 @@ namespace tolk {
 char* percentEncode(std::string_view text, char* out) noexcept;
 [[nodiscard]] std::string percentEncoded(std::string_view text);
 
+/// "host:port", or "host", of a URL (RFC 3986, 3.2), without a user; "" when there is none.
+[[nodiscard]] std::string serverOfUrl(std::string_view url);
+/// The host part of it in lower case.
+[[nodiscard]] std::string hostOfUrl(std::string_view url);
+
 }  // namespace tolk

@@ -7,6 +7,7 @@
 #include "cloud/connector_dump.h"
 #include "cloud/connector_kset.h"
 #include "cloud/iwa_principal.h"
+#include "cloud/url_text.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/ldap/ad_names.h"
