@@ -256,13 +256,26 @@ TEST_F(AccountTest, ShortNamesOfDomains) {
 TEST_F(AccountTest, PasswordsWithoutAController) {
   const HostChange away(lab.guest, "ip route add unreachable 10.99.0.10/32",
                         "ip route del unreachable 10.99.0.10/32");
-  const CommandResult auth = lab.guest.joinscope(withAlice({"-A", "lab.test"}));
+  const std::vector<std::string> user{"-u", "al\x1bice", "-p", "x", "-V"};
+  const auto check = [&](std::vector<std::string> task) {
+    task.insert(task.end(), user.begin(), user.end());
+    return lab.guest.joinscope(task);
+  };
+  const CommandResult auth = check({"-A", "lab.test"});
   EXPECT_THAT(auth.out, testing::StartsWith("Unable to connect to server . Reason: "));
+  EXPECT_THAT(auth.err, HasSubstr("  Checking user password, domain=lab.test, user=al\\x1Bice\n"));
   EXPECT_EQ(auth.status, 6);
-  const CommandResult ntlm = lab.guest.joinscope(withAlice({"-N", "lab.test"}));
-  EXPECT_THAT(ntlm.err,
-              testing::StartsWith("Failed to authenticate user alice.\nException caught: "));
+  const CommandResult ntlm = check({"-N", "lab.test"});
+  EXPECT_THAT(ntlm.err, HasSubstr("  Checking NTLM user password, domain=lab.test, "
+                                  "user=al\\x1Bice\nFailed to authenticate user "
+                                  "al\\x1Bice.\nException caught: "));
   EXPECT_EQ(ntlm.status, 159);
+  for (const char* task : {"-A", "-N"}) {
+    const CommandResult nowhere = check({task});
+    EXPECT_THAT(nowhere.out, testing::StartsWith("No domain specified\nSpecify a domain or join "
+                                                 "the machine to a domain\n"));
+    EXPECT_EQ(nowhere.status, 7);
+  }
 }
 
 TEST_F(AccountTest, FipsModeAllowsNoNtlm) {

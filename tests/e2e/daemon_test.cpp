@@ -261,6 +261,11 @@ TEST_F(DaemonTest, WhatAnswersBadlyIsDisconnected) {
 TEST_F(DaemonTest, RangesThatAreStillGatheredAreWaitedForAndGivenUp) {
   Lab::command({"daemon", "stop"});
   lab.member.must("echo 'join.velkd.wait.time: 2' >> /etc/orvald/orvald.conf");
+  {
+    const BrokenDaemon slow(lab.member, "slow");
+    EXPECT_THAT(lab.member.joinscope({"--diag"}).out,
+                HasSubstr("Domain RIDs in forest:\n  LAB.TEST: 7-9 (current domain)\n"));
+  }
   const BrokenDaemon daemon(lab.member, "gathering");
   const CommandResult result = lab.member.joinscope({"--diag", "-V"});
   EXPECT_THAT(result.err, HasSubstr("  It may take up to 2 seconds to gather information...\n"));

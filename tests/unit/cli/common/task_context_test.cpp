@@ -1,4 +1,4 @@
-// Construction of the task context from join settings of all kinds, and the order of its release.
+// Construction of the task context from join settings of all kinds.
 #include "cli/common/task_context.h"
 
 #include <gtest/gtest.h>
@@ -11,8 +11,6 @@
 
 #include "tests/unit/tolk/base/scratch_directory.h"
 #include "tolk/base/join_settings.h"
-#include "tolk/krb5/kerberos_context.h"
-#include "tolk/ldap/ad_binding.h"
 
 namespace joinscope {
 namespace {
@@ -89,39 +87,6 @@ TEST(TaskContext, TellsWhatIsWrongWithTheSettings) {
   const ScratchDirectory none;
   const TaskContext unjoined(nullptr, nullptr, &told, tolk::JoinSettings(none.path()));
   EXPECT_EQ(told.str(), "");
-}
-
-// Notes when it is released, and whether the Kerberos members were there then.
-class NotingBinding : public tolk::ADBinding {
- public:
-  NotingBinding(TaskContext& context, const char* name, std::string& notes)
-      : ADBinding("lab.test", "MEMORY:none", context.kerberosContext.get(), false, "", "", false,
-                  false),
-        context_(context),
-        name_(name),
-        notes_(notes) {}
-  ~NotingBinding() override {
-    notes_ += name_;
-    if (context_.memCache && context_.kerberosContext) notes_ += " before the cache;";
-  }
-
- private:
-  TaskContext& context_;
-  std::string name_;
-  std::string& notes_;
-};
-
-TEST(TaskContext, ReleasesBindingsBeforeWhatTheyNeed) {
-  std::string notes;
-  {
-    const ScratchDirectory directory;
-    TaskContext context(nullptr, nullptr, nullptr, tolk::JoinSettings(directory.path()));
-    context.kerberosContext = std::make_unique<tolk::KerberosContext>();
-    context.memCache = std::make_unique<tolk::KerberosCCache>(context.kerberosContext->get());
-    context.gcBinding.reset(new NotingBinding(context, "catalog", notes));
-    context.binding.reset(new NotingBinding(context, "domain", notes));
-  }
-  EXPECT_EQ(notes, "domain before the cache;catalog before the cache;");
 }
 
 }  // namespace

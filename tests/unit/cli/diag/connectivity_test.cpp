@@ -102,22 +102,6 @@ TEST(Connectivity, ListsKeepReachableServersInOrder) {
   EXPECT_GT(text.find("    Domain Controller: "), text.rfind("    Global Catalog: "));
 }
 
-TEST(Connectivity, NamedServerIsLowerCasedAndAskedWithoutDns) {
-  TaskContext ctx(nullptr, "lab.test", nullptr);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(runConnectivityTest(ctx, "LOCALHOST", nullptr), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout().find("Domain Diagnostics:\n"
-                                                        "  Domain: lab.test\n"
-                                                        "  Testing Active Directory connectivity:\n"
-                                                        "    Global Catalog: localhost\n"),
-            0U);
-  ctx.domain.clear();  // ends the task before any lookup
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(runConnectivityTest(ctx, "dc1.lab.test", nullptr), 0);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "Domain Diagnostics:\n  Domain not specified\n");
-}
-
 TEST(TimeQuery, OnlyATimeOutIsATimeOut) {
   EXPECT_EQ(judgeTimeQuery([] {}).result, ProbeVerdict::kGood);
   const ProbeVerdict silent = judgeTimeQuery([] { throw tolk::TimeoutException("silence"); });

@@ -41,17 +41,5 @@ TEST(SrvRecords, TextOfLists) {
   printSrvRecords(nullptr, {});
 }
 
-TEST(SrvRecords, AdviceNamesTheMissingRecord) {
-  std::ostringstream out;
-  printSrvAdvice(out, "lab.test");
-  EXPECT_EQ(out.str(), R"(    No DC records found in DNS or in orvald.conf.
-    Your DNS may be misconfigured!
-    If using a Windows DNS, please use NETDIAG on your
-    Windows domain controller to diagnose your problem further.
-    Otherwise, please add this SRV records to your DNS:
-      _ldap._tcp.lab.test 0 100 389
-)");
-}
-
 }  // namespace
 }  // namespace joinscope

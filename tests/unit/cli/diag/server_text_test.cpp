@@ -44,21 +44,6 @@ tolk::HostPort host(std::int32_t port) {
   return {.host = "dc1.lab.test", .text = {}, .port = port, .priority = 0, .weight = 0};
 }
 
-TEST(ServerText, FurtherPortsDecideNothing) {
-  const Written written =
-      write(kDomainController, host(390),
-            {verdictOf(0), verdictOf(1), verdictOf(-1), verdictOf(0), verdictOf(7), verdictOf(1)});
-  EXPECT_EQ(written.text, R"(    Domain Controller: dc1.lab.test
-      ldap:      390/tcp - good
-      ldap:      389/udp - refused
-      smb:       445/tcp - timeout
-      kdc:        88/tcp - good
-      kpasswd:   464/tcp - timeout
-      ntp:       123/udp - refused
-)");
-  EXPECT_TRUE(written.reachable);
-}
-
 TEST(ServerText, FirstRowDecides) {
   struct Case {
     const char* what;

@@ -109,14 +109,5 @@ TEST_F(ZoneReportOfServer, ASecondReportReadsNothing) {
   EXPECT_EQ(diag.str(), "");
 }
 
-TEST_F(ZoneReportOfServer, AFailureInTheThirdPageListsNothing) {
-  const Slapd server("limits * size.prtotal=2\n", kZones);
-  connect(server);
-  EXPECT_EQ(report(), "\nRetrieving zone data from lab.test\n");
-  EXPECT_EQ(diag.str().rfind("    Cannot read zone data: Size limit exceeded", 0), 0u);
-  EXPECT_FALSE(ctx.zonesLoaded);
-  EXPECT_TRUE(ctx.standardZones->empty());
-}
-
 }  // namespace
 }  // namespace joinscope

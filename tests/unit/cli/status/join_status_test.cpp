@@ -6,19 +6,14 @@
 #include <boost/make_shared.hpp>
 #include <cstdlib>
 #include <ctime>
-#include <iostream>
 #include <sstream>
 
 #include "cli/common/task_context.h"
-#include "cli/status/single_values.h"
-#include "cli/status/sysinfo.h"
-#include "tests/support/captured_output.h"
+#include "cli/status/config_report.h"
 #include "tolk/ldap/ad_names.h"
 
 namespace joinscope {
 namespace {
-
-using test::CapturedOutput;
 
 constexpr char kWarning[] =
     "  Warning! Unable to locate computer's subnet site in Active Directory.\n"
@@ -46,17 +41,6 @@ std::string text(const Facts& shown) {
   return out.str();
 }
 
-TEST(JoinStatus, LabelsFillNineteenColumns) {
-  EXPECT_EQ(text(facts("Tokyo")),
-            "Local host name:   host1\n"
-            "Joined to domain:  lab.test\n"
-            "Joined as:         host1.lab.test\n"
-            "Pre-win2K name:    HOST1\n"
-            "Current DC:        dc1.lab.test\n"
-            "Preferred site:    Paris\n"
-            "Subnet site:       Tokyo\n");
-}
-
 TEST(JoinStatus, SubnetSiteIsShownWhereItDiffers) {
   const std::string common = text(facts({}));
   EXPECT_EQ(text(facts("Paris")), common);
@@ -72,6 +56,14 @@ TEST(JoinStatus, SubnetSiteIsShownWhereItDiffers) {
             "Current DC:        dc\\x0A1\n"
             "Preferred site:    \n" +
                 std::string(kWarning));
+}
+
+TEST(ConfigReport, SortsWithoutCaseAndEscapesValuesOnly) {
+  tolk::Properties properties;
+  properties.parse("b.Two: x\ty\nA.one: \xff\nB.TWO: 2\na.zero: Grüße\nC: \n");
+  std::ostringstream out;
+  writeConfig(out, properties.all());
+  EXPECT_EQ(out.str(), "A.one: \\xFF\na.zero: Grüße\nB.TWO: 2\nC: \n");
 }
 
 TEST(JoinStatus, HeaderForEveryState) {
@@ -112,24 +104,6 @@ TEST(JoinStatus, PasswordLastSetInLocalTime) {
   EXPECT_EQ(formatPasswordLastSet({}), "<unavailable>");
   ::unsetenv("TZ");
   ::tzset();
-}
-
-TEST(JoinStatus, NothingIsPrintedForScriptsWithoutAJoin) {
-  TaskContext context(nullptr, nullptr, nullptr);
-  context.joined = false;
-  const CapturedOutput out(std::cout);
-  const CapturedOutput err(std::cerr);
-  for (const auto print : {printDomain, printZoneDn, printSite, printServer, printName,
-                           printGlobalCatalog, printMode}) {
-    EXPECT_EQ(print(context), 10);
-  }
-  EXPECT_EQ(printZone(context, nullptr), 10);
-  EXPECT_EQ(out.text() + err.text(), "");
-  EXPECT_EQ(joinStatusReport(context, nullptr, nullptr), 10);
-  EXPECT_EQ(out.text(), "Not joined to any domain\n");
-  EXPECT_EQ(sysinfo(context, 1, nullptr), 10);
-  EXPECT_EQ(out.text(),
-            "Not joined to any domain\nSystem Diagnostic\n  Not joined to any domain\n");
 }
 
 }  // namespace
