@@ -1,4 +1,4 @@
-// The keytab scan, with keytabs that the Kerberos library wrote, and the key version made of it.
+// The keytab scan, and the key version made of it.
 #include "cli/account/local_keys.h"
 
 #include <gtest/gtest.h>
@@ -8,14 +8,12 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <iostream>
 #include <sstream>
 
 #include "cli/account/binding.h"
 #include "cli/account/computer_account.h"
 #include "cli/common/task_context.h"
-#include "keytab_file.h"
-#include "tests/support/captured_output.h"
+#include "tests/support/keytab_file.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/krb5/kerberos_context.h"
 #include "tolk/krb5/kerberos_paths.h"
@@ -24,7 +22,6 @@
 namespace joinscope {
 namespace {
 
-using test::CapturedOutput;
 using test::KeytabFile;
 using test::KeytabKey;
 
@@ -82,8 +79,7 @@ TEST_F(LocalKeys, TheNewestKeyOfTheRealmCounts) {
   };
   for (const Case& row : cases) {
     SCOPED_TRACE(row.what);
-    const KeytabFile file;
-    for (const KeytabKey& key : row.keys) file.add(key);
+    const KeytabFile file(row.keys);
     EXPECT_EQ(scan(), row.expected);
   }
 }

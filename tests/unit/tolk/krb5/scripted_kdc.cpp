@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,18 +15,6 @@
 namespace tolk::test {
 namespace {
 
-UniqueFd boundSocket(sockaddr_in& address) {
-  UniqueFd fd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  address = {};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  auto* generic = reinterpret_cast<sockaddr*>(&address);
-  if (::bind(fd.get(), generic, size) != 0 || ::getsockname(fd.get(), generic, &size) != 0)
-    throw std::runtime_error("no loopback socket");
-  return fd;
-}
-
 bool readExactly(int fd, char* target, std::size_t size) {
   return ::recv(fd, target, size, MSG_WAITALL) == static_cast<ssize_t>(size);
 }
@@ -35,10 +22,7 @@ bool readExactly(int fd, char* target, std::size_t size) {
 }  // namespace
 
 ScriptedKdc::ScriptedKdc(KdcScript script)
-    : script_(std::move(script)),
-      listener_(boundSocket(address_)),
-      stopped_(::eventfd(0, EFD_CLOEXEC)) {
-  ::listen(listener_.get(), 8);
+    : script_(std::move(script)), stopped_(::eventfd(0, EFD_CLOEXEC)) {
   thread_ = std::thread([this] { serve(); });
 }
 
@@ -49,9 +33,9 @@ ScriptedKdc::~ScriptedKdc() {
 
 void ScriptedKdc::serve() {
   for (;;) {
-    pollfd waits[] = {{listener_.get(), POLLIN, 0}, {stopped_.get(), POLLIN, 0}};
+    pollfd waits[] = {{listener_.descriptor(), POLLIN, 0}, {stopped_.get(), POLLIN, 0}};
     if (::poll(waits, 2, -1) < 0 || waits[1].revents != 0) return;
-    answer(UniqueFd(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC)));
+    answer(listener_.accept());
   }
 }
 
@@ -68,12 +52,6 @@ void ScriptedKdc::answer(UniqueFd client) {
   }
   for (const char byte : *reply)  // in single bytes, as slow a network as there is
     if (::send(client.get(), &byte, 1, MSG_NOSIGNAL) != 1) return;
-}
-
-sockaddr_in refusedAddress() {
-  sockaddr_in address{};
-  const UniqueFd closedAtOnce = boundSocket(address);
-  return address;
 }
 
 Bytes framed(const Bytes& message) {

@@ -2,8 +2,6 @@
 // such answers.
 #pragma once
 
-#include <netinet/in.h>
-
 #include <atomic>
 #include <functional>
 #include <optional>
@@ -11,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "tolk/base/handle.h"
+#include "tests/support/tcp_port.h"
 #include "tolk/krb5/krb5_library.h"
 
 namespace tolk::test {
@@ -30,7 +28,7 @@ class ScriptedKdc {
   ScriptedKdc& operator=(const ScriptedKdc&) = delete;
   ~ScriptedKdc();
 
-  [[nodiscard]] sockaddr_in address() const noexcept { return address_; }
+  [[nodiscard]] sockaddr_in address() const noexcept { return listener_.where(); }
   [[nodiscard]] int requests() const noexcept { return requests_; }
 
  private:
@@ -38,16 +36,12 @@ class ScriptedKdc {
   void answer(UniqueFd client);
 
   KdcScript script_;
-  sockaddr_in address_{};
-  UniqueFd listener_;
+  Listener listener_;
   UniqueFd stopped_;  // event: the end has come
   std::atomic<int> requests_ = 0;
   std::vector<UniqueFd> silent_;
   std::thread thread_;
 };
-
-/// An address on the loopback where nobody listens.
-sockaddr_in refusedAddress();
 
 /// `message` with its length in front.
 Bytes framed(const Bytes& message);

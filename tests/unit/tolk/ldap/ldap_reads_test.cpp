@@ -223,7 +223,7 @@ TEST_F(LdapReads, ALostConnectionFailsWhatIsUnderWayAndIsOpenedAgain) {
 
 TEST_F(LdapReads, RootDsesOfSeveralServersComeByName) {
   const Listener mute;
-  const std::string refused = test::refusingAddress();
+  const std::string refused = Listener().address();
   Props().set(PN::LDAP_BIND_TIMEOUT, "0.3");
   EventLoop loop;
   RootDseReads reads(loop, {mute.address(), refused, "not:a:port", server_->address()});

@@ -1,9 +1,6 @@
 #include "tests/unit/tolk/ldap/slapd.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
 #include <cstdlib>
 
@@ -49,34 +46,13 @@ std::string tree(const std::string& hugeFile) {
          "jpegPhoto:< file://" + hugeFile + "\n";
 }
 
-sockaddr_in loopback(int port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<std::uint16_t>(port));
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return address;
-}
-
-bool accepts(int port) {
+bool accepts(in_port_t port) {
   const UniqueFd socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  const sockaddr_in address = loopback(port);
+  const sockaddr_in address = loopback("127.0.0.1", port);
   return ::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 }  // namespace
-
-Listener::Listener() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-  sockaddr_in address = loopback(0);
-  socklen_t size = sizeof address;
-  EXPECT_EQ(::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), size), 0);
-  EXPECT_EQ(::getsockname(socket_.get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
-  EXPECT_EQ(::listen(socket_.get(), 4), 0);
-  address_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-}
-
-UniqueFd Listener::accept() const {
-  return UniqueFd(::accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-}
 
 bool Slapd::available() {
   return std::filesystem::exists(kServer);
@@ -92,7 +68,7 @@ Slapd::Slapd(const std::string& settings, const std::string& more) {
     ::execl(kServer, kServer, "-d", "0", "-f", file.c_str(), "-h", ("ldap://" + address_).c_str(),
             nullptr);
   });
-  const int port = std::stoi(address_.substr(address_.find(':') + 1));
+  const auto port = static_cast<in_port_t>(std::stoi(address_.substr(address_.find(':') + 1)));
   while (!accepts(port)) {
     if (::waitpid(process_->pid(), nullptr, WNOHANG) != 0) throw std::runtime_error("slapd ended");
     ::usleep(10000);

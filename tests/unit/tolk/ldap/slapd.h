@@ -1,5 +1,4 @@
-// A directory server of the tests' own on loopback: slapd(8) with a small tree, and listeners that
-// do not behave like one.
+// A directory server of the tests' own on loopback: slapd(8) with a small tree.
 #pragma once
 
 #include <sys/types.h>
@@ -7,30 +6,11 @@
 #include <optional>
 #include <string>
 
+#include "tests/support/tcp_port.h"
 #include "tests/unit/tolk/base/child_process.h"
 #include "tests/unit/tolk/base/scratch_directory.h"
-#include "tolk/base/handle.h"
 
 namespace tolk::test {
-
-/// A port of the loopback interface where the system accepts connections and nobody answers.
-class Listener {
- public:
-  Listener();
-  /// "127.0.0.1:PORT"
-  [[nodiscard]] const std::string& address() const noexcept { return address_; }
-  /// Accepts one connection.
-  [[nodiscard]] UniqueFd accept() const;
-
- private:
-  UniqueFd socket_;
-  std::string address_;
-};
-
-/// An address that nobody listens at.
-inline std::string refusingAddress() {
-  return Listener().address();
-}
 
 /// The tree under "DC=lab,DC=test": 60 people "cn=u00" to "cn=u59" below "OU=People", each with its
 /// name as `sn`; "CN=odd" with an empty, a binary and a huge value.
@@ -56,7 +36,7 @@ class Slapd {
 
  private:
   ScratchDirectory directory_;
-  std::string address_ = refusingAddress();
+  std::string address_ = Listener().address();
   std::optional<ChildProcess> process_;
 };
 

@@ -63,17 +63,4 @@ std::string netlogonReply(const std::string& request, const NetlogonFields& fiel
   return entryMessage(id, "", {{"netlogon", {netlogonRecord(fields)}}}) + doneMessage(id);
 }
 
-std::string fromHex(const std::string& digits) {
-  std::string bytes;
-  std::string pair;
-  for (const char digit : digits) {
-    if (digit == ' ' || digit == '\n') continue;
-    pair += digit;
-    if (pair.size() < 2) continue;
-    bytes += static_cast<char>(std::stoi(pair, nullptr, 16));
-    pair.clear();
-  }
-  return bytes;
-}
-
 }  // namespace tolk::test

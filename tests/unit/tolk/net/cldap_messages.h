@@ -39,7 +39,4 @@ std::string netlogonRecord(const NetlogonFields& fields);
 /// Both messages that answer a netlogon ping.
 std::string netlogonReply(const std::string& request, const NetlogonFields& fields);
 
-/// The bytes that pairs of hexadecimal digits stand for; blanks are skipped.
-std::string fromHex(const std::string& digits);
-
 }  // namespace tolk::test

@@ -1,43 +1,17 @@
 #include "tests/unit/tolk/net/loopback_server.h"
 
-#include <arpa/inet.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 
 #include <array>
-#include <cerrno>
-#include <system_error>
 #include <utility>
+
+#include "tests/support/tcp_port.h"
 
 namespace tolk::test {
 namespace {
 
 constexpr auto kNever = Operation::Clock::time_point::max();
-
-void check(bool good, const char* what) {
-  if (!good) throw std::system_error(errno, std::generic_category(), what);
-}
-
-// Binds to `address` and stores there what the kernel has chosen.
-UniqueFd boundSocket(int type, sockaddr_in& address) {
-  UniqueFd fd(::socket(AF_INET, type | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  check(bool(fd), "socket");
-  const int on = 1;
-  ::setsockopt(fd.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  socklen_t size = sizeof address;
-  auto* generic = reinterpret_cast<sockaddr*>(&address);
-  check(::bind(fd.get(), generic, size) == 0, "bind");
-  check(::getsockname(fd.get(), generic, &size) == 0, "getsockname");
-  return fd;
-}
-
-sockaddr_in makeAddress(const std::string& text, in_port_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  check(inet_pton(AF_INET, text.c_str(), &address.sin_addr) == 1, "inet_pton");
-  return address;
-}
 
 class Server : public Operation {
  public:
@@ -136,15 +110,15 @@ LoopbackServer::~LoopbackServer() {
 }
 
 sockaddr_in LoopbackServer::udp(DatagramScript script, const std::string& address, in_port_t port) {
-  sockaddr_in bound = makeAddress(address, port);
-  UniqueFd fd = boundSocket(SOCK_DGRAM, bound);
+  sockaddr_in bound = loopback(address, port);
+  UniqueFd fd = boundSocket(SOCK_DGRAM | SOCK_NONBLOCK, bound);
   servers_.push_back(std::make_unique<UdpServer>(loop_, std::move(fd), std::move(script)));
   return bound;
 }
 
 sockaddr_in LoopbackServer::tcp(StreamScript script, const std::string& address, in_port_t port) {
-  sockaddr_in bound = makeAddress(address, port);
-  UniqueFd fd = boundSocket(SOCK_STREAM, bound);
+  sockaddr_in bound = loopback(address, port);
+  UniqueFd fd = boundSocket(SOCK_STREAM | SOCK_NONBLOCK, bound);
   check(::listen(fd.get(), 16) == 0, "listen");
   servers_.push_back(std::make_unique<TcpServer>(loop_, std::move(fd), std::move(script)));
   return bound;
@@ -152,22 +126,6 @@ sockaddr_in LoopbackServer::tcp(StreamScript script, const std::string& address,
 
 void LoopbackServer::start() {
   thread_ = std::thread([this] { loop_.runUntil([this] { return servers_.front()->done(); }); });
-}
-
-sockaddr_in closedAddress() {
-  sockaddr_in address = makeAddress("127.0.0.1", 0);
-  (void)boundSocket(SOCK_STREAM, address);  // free again as soon as it is known
-  return address;
-}
-
-SilentPort::SilentPort() : address_(makeAddress("127.0.0.1", 0)) {
-  listener_ = boundSocket(SOCK_STREAM, address_);
-  check(::listen(listener_.get(), 0) == 0, "listen");
-  // A queue of length 0 holds one connection; the kernel drops what does not fit (listen(2)).
-  for (int i = 0; i < 4; ++i) {
-    UniqueFd& filler = fillers_.emplace_back(::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0));
-    (void)::connect(filler.get(), reinterpret_cast<sockaddr*>(&address_), sizeof address_);
-  }
 }
 
 }  // namespace tolk::test

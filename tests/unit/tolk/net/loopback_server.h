@@ -45,19 +45,4 @@ class LoopbackServer {
   std::thread thread_;
 };
 
-/// A loopback address and port where nobody listens, neither TCP nor UDP.
-sockaddr_in closedAddress();
-
-/// Holds a TCP port whose queue is full, so that further connections get no answer.
-class SilentPort {
- public:
-  SilentPort();
-  [[nodiscard]] sockaddr_in address() const noexcept { return address_; }
-
- private:
-  UniqueFd listener_;
-  std::vector<UniqueFd> fillers_;
-  sockaddr_in address_{};
-};
-
 }  // namespace tolk::test

@@ -4,6 +4,7 @@
 
 #include <array>
 
+#include "tests/support/hex.h"
 #include "tests/unit/tolk/net/cldap_messages.h"
 #include "tests/unit/tolk/net/dns_zone.h"
 #include "tolk/base/exceptions.h"

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/hex.h"
 #include "tests/unit/tolk/ntlm/ntlm_test_messages.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/net/smb_messages.h"

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "tests/support/hex.h"
 #include "tests/unit/tolk/ntlm/ntlm_test_messages.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/net/smb_messages.h"

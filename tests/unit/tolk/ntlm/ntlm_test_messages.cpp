@@ -2,30 +2,10 @@
 
 #include <stdexcept>
 
+#include "tests/support/hex.h"
 #include "tolk/net/smb_messages.h"
 
 namespace tolk::test {
-
-std::string fromHex(std::string_view digits) {
-  std::string compact;
-  for (const char c : digits) {
-    if (c != ' ') compact += c;
-  }
-  std::string bytes;
-  for (std::size_t i = 0; i + 1 < compact.size(); i += 2) {
-    bytes += static_cast<char>(std::stoi(compact.substr(i, 2), nullptr, 16));
-  }
-  return bytes;
-}
-
-std::string toHex(std::string_view bytes) {
-  std::string digits;
-  for (const char c : bytes) {
-    digits += "0123456789abcdef"[static_cast<unsigned char>(c) >> 4];
-    digits += "0123456789abcdef"[static_cast<unsigned char>(c) & 15];
-  }
-  return digits;
-}
 
 std::string avPairs(const std::vector<std::pair<unsigned, std::string>>& pairs) {
   LittleEndian list;

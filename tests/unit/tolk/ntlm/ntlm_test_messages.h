@@ -9,10 +9,6 @@
 
 namespace tolk::test {
 
-/// Bytes from hexadecimal digits, blanks between them left out; and back, in lower case.
-std::string fromHex(std::string_view digits);
-std::string toHex(std::string_view bytes);
-
 /// AV pairs with the end of the list.
 std::string avPairs(const std::vector<std::pair<unsigned, std::string>>& pairs);
 

@@ -8,6 +8,8 @@
 #include <future>
 #include <numeric>
 
+#include "tests/support/hex.h"
+#include "tests/support/tcp_port.h"
 #include "tests/unit/tolk/net/loopback_server.h"
 #include "tests/unit/tolk/ntlm/ntlm_test_messages.h"
 #include "tolk/base/exceptions.h"

@@ -9,6 +9,7 @@
 #include <list>
 #include <optional>
 
+#include "tests/support/failure_of.h"
 #include "tests/unit/tolk/base/child_process.h"
 #include "tests/unit/tolk/base/scratch_directory.h"
 #include "tests/unit/tolk/rpc/scripted_daemon.h"
@@ -18,6 +19,7 @@
 #include "tolk/base/property_names.h"
 #include "tolk/base/troubles.h"
 #include "tolk/rpc/daemon_protocol.h"
+#include "tolk/rpc/orv_session.h"
 #include "tolk/rpc/wire_object.h"
 
 namespace tolk {
@@ -25,19 +27,9 @@ namespace {
 
 using namespace std::string_literals;
 using joinscope::test::listenAt;
+using test::failureOf;
 using test::ScriptedDaemon;
 using testing::HasSubstr;
-
-// The exception that `work` throws, as "code text"; "" when it throws none.
-template <typename Exception, typename Work>
-std::string failureOf(Work work) {
-  try {
-    work();
-    return "";
-  } catch (const Exception& e) {
-    return std::to_string(e.code()) + " " + e.what();
-  }
-}
 
 class Session : public testing::Test {
  protected:
@@ -237,6 +229,45 @@ TEST_F(Session, AnotherUsersProcessIsNoDaemon) {
   EXPECT_THAT(failureOf<IPCException>([&] { LocalRpcSession(directory_.path()); }),
               testing::AllOf(HasSubstr(std::to_string(IpcError::kForeignDaemon) + " "),
                              HasSubstr("user 65534")));
+}
+
+TEST_F(Session, DomainIdentifiersMayComeLaterAndInOneShapeOnly) {
+  const std::string gathering = R"({"error":"org.orvald.velkd.StillGathering","parameters":{}})";
+  ScriptedDaemon daemon(
+      socket_,
+      {gathering + "\0"s, R"({"parameters":{"ranges":[{"key":"LAB.TEST","value":"100-199"},)"
+                          R"({"key":"A.LAB.TEST","value":""}]}})" +
+                              "\0"s});
+  const auto starts = [](int code) { return testing::StartsWith(std::to_string(code) + " "); };
+  LocalRpcSession session(directory_.path(), false, false);
+  const auto ask = [&] { return session.getDomainIdentifiers(); };
+  EXPECT_THAT(failureOf<IPCException>(ask), starts(IpcError::kStillGathering));
+  EXPECT_THAT(ask(), testing::ElementsAre(testing::Pair("LAB.TEST", "100-199"),
+                                          testing::Pair("A.LAB.TEST", "")));
+  EXPECT_EQ(daemon.calls().back(),
+            R"({"method":"org.orvald.velkd.GetDomainIdentifiers","parameters":{}})");
+  for (const char* parameters :
+       {"{}", R"({"ranges":5})", R"({"ranges":[5]})", R"({"ranges":[{"key":"A"}]})",
+        R"({"ranges":[{"key":1,"value":""}]})"}) {
+    std::filesystem::remove(socket_);
+    const ScriptedDaemon other(socket_, {R"({"parameters":)" + std::string(parameters) + "}\0"s});
+    LocalRpcSession next(directory_.path(), false, false);
+    EXPECT_THAT(failureOf<IPCException>([&] { return next.getDomainIdentifiers(); }),
+                starts(IpcError::kBadMessage))
+        << parameters;
+  }
+}
+
+TEST(OrvSession, RefusesBadArguments) {
+  OrvSession* session = nullptr;
+  OrvKeyValue* set = nullptr;
+  EXPECT_EQ(orvSessionOpen(2, 21, &session), OrvCode::kBadArgument);
+  EXPECT_EQ(orvSessionOpen(1, 21, nullptr), OrvCode::kBadArgument);
+  EXPECT_EQ(orvGetDomainRids(nullptr, &set), OrvCode::kBadArgument);
+  orvSessionClose(nullptr);
+  orvFreeKeyValueSet(nullptr);
+  EXPECT_STREQ(orvGetOrvCodeStr(OrvCode::kRefused), "The agent daemon answered with an error");
+  EXPECT_STREQ(orvGetOrvCodeStr(-5), "Unknown failure");
 }
 
 }  // namespace
