@@ -267,6 +267,7 @@ TEST_F(LocatorTest, OnlyWhatLiesWhereAnAdministratorSaidIsUsed) {
                 testing::ContainsRegex("invalid:\n(.*\n)* *Pellion Connector: 10.2.2.2\n"));
     // What was stored is trusted no longer than what is found.
     locator.UpdateCloudConnectors();
+    EXPECT_THAT(log.take(), Not(Contains(HasSubstr("is not used")))) << "told once";
     EXPECT_EQ(CloudConnectorLocator(kset_.path("new")).getCloudConnector(),
               row.used.empty() ? "" : row.used[0]);
     set(PN::CLOUD_CONNECTOR_TRUSTED, "DC=other");
