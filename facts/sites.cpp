@@ -61,7 +61,7 @@ std::string subnetsBase(const std::string& configurationContext) {
 }
 
 std::string siteServersBase(const std::string& site, const std::string& configurationContext) {
-  return "CN=servers,cn=" + site + ",CN=Sites," + configurationContext;
+  return "CN=servers,cn=" + tolk::DN::escapeValue(site) + ",CN=Sites," + configurationContext;
 }
 
 std::vector<SubnetSite> readSubnets(tolk::LDAPBinding& binding, const std::string& base,
@@ -71,6 +71,7 @@ std::vector<SubnetSite> readSubnets(tolk::LDAPBinding& binding, const std::strin
   tolk::PagedObjectList page =
       binding.searchPaged(tolk::configuredPageSize(), tolk::AD_ALL_OBJECTS, base, kSubnetAttributes,
                           tolk::SearchScope::oneLevel, 0, 0);
+  page.keepAll();
   while (true) {
     requestPage(reads, page.objects());
     for (const tolk::ADObject& subnet : page.objects()) {

@@ -99,6 +99,7 @@ tolk::ADObjectList MachineSession::search(Server server, const std::string& filt
   tolk::PagedObjectList page =
       asked.searchPaged(tolk::configuredPageSize(), filter, asked.wholeTree(), names.get(),
                         tolk::SearchScope::subtree, 0, tolk::SearchFlags::none);
+  page.keepAll();
   tolk::ADObjectList all = std::move(page.objects());
   while (!page.complete()) {
     page.nextPage();

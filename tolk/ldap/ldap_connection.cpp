@@ -202,6 +202,11 @@ void LdapConnection::throwOversized(const std::string& detail) {
   throw LDAPException(ldapMessage(LDAP_PROTOCOL_ERROR, serverName_, reason), LDAP_PROTOCOL_ERROR);
 }
 
+void LdapConnection::throwIfOversized(const SearchBudget& budget) {
+  if (budget.bytes() > kMostBytes) throwOversized(std::to_string(kMostBytes >> 20) + " MiB");
+  if (budget.answers() > kMostObjects) throwOversized(std::to_string(kMostObjects) + " objects");
+}
+
 LdapMessage LdapConnection::nextMessage(int id, const WaitLimit& limit) {
   LdapMessage message = readMessage(id, limit.time);
   if (message == nullptr) throwTimeout(limit);
@@ -242,6 +247,7 @@ SearchResult LdapConnection::collect(int id, const SearchRequest& request, Searc
     budget.earn(1);
   }
   budget.spend(std::chrono::steady_clock::now() - started);
+  budget.take(kMostBytes - allowance_);
   return result;
 }
 

@@ -69,6 +69,9 @@ class LdapConnection {
   /// The same within what is left of `budget`, which is charged.
   SearchResult receive(int id, const SearchRequest& request, SearchBudget& budget);
 
+  /// Throws LDAPException when all that came for `budget` is more than one search may bring.
+  void throwIfOversized(const SearchBudget& budget);
+
   /// What a search may take in time: the limit of `request`, or PN::LDAP_SEARCH_TIMEOUT.
   [[nodiscard]] static SearchBudget budgetFor(const SearchRequest& request);
 

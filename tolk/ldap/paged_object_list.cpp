@@ -52,6 +52,7 @@ void PagedObjectList::nextPage() {
     objects_.clear();
   } else {
     readPage();
+    if (keepsAll_) connection_->throwIfOversized(*budget_);
   }
 }
 

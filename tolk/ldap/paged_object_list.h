@@ -26,6 +26,10 @@ class PagedObjectList {
   PagedObjectList& operator=(PagedObjectList&&) noexcept;
   ~PagedObjectList();
 
+  /// For who keeps what the pages bring: together they may bring no more than a search without
+  /// pages, else nextPage() throws LDAPException.
+  void keepAll() noexcept { keepsAll_ = true; }
+
   /// The objects of the current page. The last page may be empty.
   [[nodiscard]] ADObjectList& objects() noexcept { return objects_; }
   [[nodiscard]] const ADObjectList& objects() const noexcept { return objects_; }
@@ -43,6 +47,7 @@ class PagedObjectList {
   std::unique_ptr<SearchRequest> request_;
   std::unique_ptr<SearchBudget> budget_;  ///< of all pages together
   int pageSize_;
+  bool keepsAll_ = false;
   std::string cookie_;  ///< the server's place to go on from; empty at the end
   ADObjectList objects_;
 };

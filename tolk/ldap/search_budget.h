@@ -1,5 +1,5 @@
-// What a search may cost in time: a server that sends little by little would otherwise hold its
-// reader for as long as it likes. For tolk/ldap only.
+// What a search may cost, in time above all: a server that sends little by little would otherwise
+// hold its reader for as long as it likes. For tolk/ldap only.
 #pragma once
 
 #include <chrono>
@@ -29,9 +29,13 @@ class SearchBudget {
 
   explicit SearchBudget(WaitLimit limit) : limit_(std::move(limit)) {}
 
-  /// Counts a wait that is over, and answers that have come.
+  /// Counts a wait that is over, answers that have come, and the bytes of a whole page of them.
   void spend(std::chrono::steady_clock::duration time) { spent_ += time; }
   void earn(std::size_t answers) { answers_ += answers; }
+  void take(std::size_t bytes) { bytes_ += bytes; }
+
+  [[nodiscard]] std::size_t answers() const noexcept { return answers_; }
+  [[nodiscard]] std::size_t bytes() const noexcept { return bytes_; }
 
   /// What is left of it while a wait runs since `started`, at least 0.
   [[nodiscard]] WaitLimit left(std::chrono::steady_clock::time_point started) const;
@@ -45,6 +49,7 @@ class SearchBudget {
   WaitLimit limit_;
   std::chrono::steady_clock::duration spent_{};
   std::size_t answers_ = 0;
+  std::size_t bytes_ = 0;
 };
 
 }  // namespace tolk

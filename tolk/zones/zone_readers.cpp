@@ -58,6 +58,7 @@ boost::shared_ptr<ADObjectList> ZoneReader::getZoneList(ADBinding& binding,
   auto zones = boost::make_shared<ADObjectList>();
   PagedObjectList page = binding.searchPaged(configuredPageSize(), filter(), root, kAttributes,
                                              SearchScope::subtree, 0, SearchFlags::none);
+  page.keepAll();
   for (;;) {
     addConverted(*zones, page.objects());
     if (page.complete()) return zones;

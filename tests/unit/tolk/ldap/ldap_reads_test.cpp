@@ -352,5 +352,36 @@ TEST(LdapAnswers, PagesWithoutEndAreAFailure) {
   EXPECT_EQ(failureOf([&] { return list.nextPage(), 0; }).first, LDAP_PROTOCOL_ERROR);
 }
 
+TEST(LdapAnswers, PagesThatAreKeptAreNoMoreThanOneSearch) {
+  using namespace std::string_literals;
+  Props().set(PN::LDAP_SEARCH_TIMEOUT, "60");
+  for (const bool keeps : {false, true}) {
+    const Listener listener;
+    LDAPBinding binding;
+    binding.connectToServer(listener.address());
+    const UniqueFd peer = listener.accept();
+    const std::jthread writer([&peer] {
+      constexpr int kObjects = 60'000;  // on each of two pages
+      for (char number = 1; number <= 2; ++number) {
+        std::string page;
+        std::string entry = kEmptyEntry;
+        entry[4] = number;
+        for (int i = 0; i < kObjects; ++i) page += entry;
+        page += "\x30\x32\x02\x01"s + number +
+                "\x65\x07\x0a\x01\x00\x04\x00\x04\x00\xa0\x24\x30\x22\x04\x16"
+                "1.2.840.113556.1.4.319"
+                "\x04\x08\x30\x06\x02\x01\x00\x04\x01\x63"s;
+        (void)::send(peer.get(), page.data(), page.size(), MSG_NOSIGNAL);
+      }
+    });
+    PagedObjectList list =
+        binding.searchPaged(7, AD_ALL_OBJECTS, "", kSn, SearchScope::subtree, 0, 0);
+    if (keeps) list.keepAll();
+    const int code = keeps ? LDAP_PROTOCOL_ERROR : 0;
+    EXPECT_EQ(failureOf([&] { return list.nextPage(), 0; }).first, code) << keeps;
+    ::shutdown(peer.get(), SHUT_RDWR);
+  }
+}
+
 }  // namespace
 }  // namespace tolk
