@@ -148,8 +148,18 @@ void addZone(const Options& options, MachineBinding& machine, tolk::JoinSettingV
       tolk::guidText(zone.object.getString(tolk::AD_OBJECT_GUID, ""));
 }
 
+// A ping answer is not signed, so its site counts only where the directory has it.
+std::string knownSite(MachineBinding& machine, const std::string& site, std::ostream& out) {
+  if (site.empty()) return {};
+  const std::string name = "CN=" + tolk::DN::escapeValue(site) + ",CN=Sites," +
+                           machine.directory().configurationContext();
+  if (machine.read(name, {tolk::AD_OBJECT_CLASS}).found) return site;
+  out << "The directory has no site '" << tolk::printable(site) << "': none is recorded\n";
+  return {};
+}
+
 tolk::JoinSettingValues settingsOf(const Options& options, MachineBinding& machine,
-                                   const tolk::ADObject& computer) {
+                                   const tolk::ADObject& computer, std::ostream& out) {
   const std::string domain = machine.directory().domainName();
   const boost::shared_ptr<tolk::DCInfo> info = tolk::NetworkState::getDCInfo(machine.host(), false);
   const std::string account = computer[tolk::AD_SAM_ACCOUNT_NAME].toString();
@@ -160,8 +170,10 @@ tolk::JoinSettingValues settingsOf(const Options& options, MachineBinding& machi
   set(tolk::SETTING_DOMAIN_NAME, domain);
   set(tolk::SETTING_HOST_NAME, qualifiedName(computer, domain));
   set(tolk::SETTING_PREW2K_HOST_NAME, tolk::toUpper(account.substr(0, account.size() - 1)));
-  set(tolk::SETTING_MACHINE_SITE, info->clientSite.empty() ? info->dcSite : info->clientSite);
-  set(tolk::SETTING_SUBNET_SITE, info->clientSite);
+  const std::string subnetSite = knownSite(machine, info->clientSite, out);
+  set(tolk::SETTING_MACHINE_SITE,
+      subnetSite.empty() ? knownSite(machine, info->dcSite, out) : subnetSite);
+  set(tolk::SETTING_SUBNET_SITE, subnetSite);
   set(tolk::SETTING_DOMAIN_CONTROLLER, machine.host());
   set(tolk::SETTING_GLOBAL_CATALOG, globalCatalogOf(machine.directory().forestName()));
   set(tolk::SETTING_HOSTSID, tolk::SID::fromBinary(computer["objectSid"].toString()).toString());
@@ -218,7 +230,7 @@ void adopt(const Options& options, std::ostream& out) {
     out << "Connected to " << tolk::printable(machine->host()) << " with it\n";
     const tolk::ADObject computer = findComputer(*machine, account);
     out << "Found the computer object " << tolk::printable(computer.dn()) << '\n';
-    const tolk::JoinSettingValues values = settingsOf(options, *machine, computer);
+    const tolk::JoinSettingValues values = settingsOf(options, *machine, computer, out);
     tolk::writeJoinSettings(tolk::kStateDirectory, values);
     out << "Wrote the join settings:\n";
     for (const auto& [name, value] : values) {

@@ -17,6 +17,7 @@
 #include "tolk/base/handle.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/open_directory.h"
+#include "tolk/base/text.h"
 
 namespace tolk {
 namespace {
@@ -106,6 +107,11 @@ void removeSetting(const std::string& directory, const std::string& name) {
 }  // namespace
 
 void writeJoinSettings(const std::string& directory, const JoinSettingValues& values) {
+  for (const auto& [name, value] : values) {
+    if (printable(value) == value) continue;
+    throw BadDataException("\"" + printable(value) + "\" cannot be kset." + name +
+                           ": it has control characters, or is no UTF-8");
+  }
   makeDirectory(directory);
   TemporaryFiles files(directory);
   std::vector<std::string> names;

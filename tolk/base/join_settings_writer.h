@@ -14,7 +14,8 @@ using JoinSettingValues = std::map<std::string, std::string, std::less<>>;
 /// first written and synced to a temporary file in the same directory (mode 0644) and only then are
 /// all renamed; domain and host name come last, so that a join that is not complete does not show
 /// as one. Settings that are not in `values` are removed. Throws IOException with errno; a failure
-/// before the first rename leaves the settings as they were.
+/// before the first rename leaves the settings as they were. BadDataException for a value that is
+/// no text of one line: what the network says is kept here for all programs to show.
 void writeJoinSettings(const std::string& directory, const JoinSettingValues& values);
 
 /// Replaces one setting below `directory` and leaves the others alone; an empty value removes it. A

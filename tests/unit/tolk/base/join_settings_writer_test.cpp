@@ -49,6 +49,10 @@ TEST(JoinSettingsWriter, FailureBeforeTheFirstRenameChangesNothing) {
   EXPECT_THROW(writeJoinSettings(
                    directory, {{"domain", "new.test"}, {"hostname", "h.new.test"}, {"site", "s"}}),
                IOException);
+  for (const char* site : {"Paris\nkset", "\x1b[2J", "\xff"}) {
+    EXPECT_THROW(writeJoinSettings(directory, {{"domain", "new.test"}, {"site", site}}),
+                 BadDataException);
+  }
   EXPECT_EQ(filesIn(directory), (std::set<std::string>{"kset.domain", "kset.hostname"}));
   EXPECT_EQ(JoinSettings(directory).load("domain", false, true), "old.test");
 }
