@@ -97,6 +97,7 @@ int main2(int argc, char** argv) {
 
   std::ostream* diag = options.verbose ? &std::cerr : nullptr;
   TaskContext context(options.credentials, options.domain, &std::cerr);
+  if (options.serverName != nullptr) context.serverName = options.serverName;
   takeLogWindow(context, options);
   checkKeySets(context);
   disableCache();

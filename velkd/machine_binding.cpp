@@ -73,6 +73,7 @@ std::unique_ptr<tolk::ADBinding> MachineBinding::bindTo(const std::string& domai
                                                         const std::string& server) {
   auto binding = std::make_unique<tolk::ADBinding>(domain, ticket_.cacheName(), &kerberos_, true,
                                                    server, std::string(), false, false);
+  if (!server.empty()) binding->allowAlias();  // root's own choice
   binding->connect();
   return binding;
 }

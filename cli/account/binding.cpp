@@ -63,10 +63,18 @@ std::string chooseServer(const TaskContext& context, const std::string& named) {
   }
 }
 
+// Only the user may name a server by an alias; a name that a server has told could be anybody's.
+Binding withAlias(Binding binding, const Attempt& attempt) {
+  const std::string& named = attempt.context.serverName;
+  if (!named.empty() && attempt.server == named) binding->allowAlias();
+  return binding;
+}
+
 Binding cacheBinding(const Attempt& attempt, const std::string& cacheName) {
   TaskContext& context = attempt.context;
-  return Binding(new tolk::ADBinding(context.domain, cacheName, context.kerberosContext.get(),
-                                     false, attempt.server, context.site, false, false));
+  Binding binding(new tolk::ADBinding(context.domain, cacheName, context.kerberosContext.get(),
+                                      false, attempt.server, context.site, false, false));
+  return withAlias(std::move(binding), attempt);
 }
 
 void connectAndForget(tolk::ADBinding& binding) {
@@ -92,6 +100,7 @@ Binding bindWithPassword(const Attempt& attempt) {
   Binding binding(new tolk::ADBinding(context.domain, record.user, record.password,
                                       context.kerberosContext.get(), context.site, false,
                                       attempt.server, false));
+  binding = withAlias(std::move(binding), attempt);
   binding->setInitialCredentialsCallback(
       tolk::gic_with_password_callback,
       tolk::CallbackData(new tolk::Shredder(record.password),

@@ -52,6 +52,7 @@ struct TaskContext {
   std::string hostName;          ///< as joined; joined hosts only
   std::string preWin2kHostName;  ///< NetBIOS name; joined hosts only
   std::string domain;            ///< the domain to work on: the argument, else the joined one
+  std::string serverName;        ///< the server that the user named; else empty
   std::string forestName;
   std::string site;  ///< where this host is, as far as known; written again by every bind
   std::string configNamingContext;

@@ -102,7 +102,8 @@ TEST_F(BindingTest, SkewedClockIsNamedOnEveryPath) {
     }
   }
   // With a ticket for the directory itself no KDC is asked.
-  lab.member.must("setpriv --reuid tester kvno -c /tmp/krb5cc_1500 ldap/dc1.lab.test@LAB.TEST");
+  lab.member.must(
+      "setpriv --reuid tester kvno -c /tmp/krb5cc_1500 ldap/dc1.lab.test/lab.test@LAB.TEST");
   EXPECT_EQ(
       lab.member
           .run({"faketime", "-f", "+20m", joinscopeBinary(), "--computer"}, {.user = "tester"})

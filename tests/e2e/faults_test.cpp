@@ -191,6 +191,19 @@ TEST_F(FaultsTest, WherePingsAreLostTheSiteIsAskedOverTcp) {
   EXPECT_THAT(result.err, HasSubstr("  dc1.lab.test was asked over TCP: "));
 }
 
+/// A name that a member can give itself: it counts where the user has chosen it, and with a word.
+TEST_F(FaultsTest, AnAliasIsAControllerOnlyWhenItIsNamed) {
+  const DnsRecord address("alias.lab.test", "A", "10.99.0.10");
+  const HostChange name(lab.dc, "samba-tool spn add ldap/alias.lab.test 'DC1$'",
+                        "samba-tool spn delete ldap/alias.lab.test 'DC1$'");
+  const CommandResult result =
+      lab.member.joinscope({"--computer", "-V", "-S", "alias.lab.test"}, bounded());
+  EXPECT_EQ(result.status, 0);
+  EXPECT_THAT(result.err, HasSubstr("  The domain has no controller by the name of "
+                                    "ldap/alias.lab.test/lab.test: alias.lab.test is taken for "
+                                    "one because it was named\n"));
+}
+
 /// Another name and address of dc1, where pings are answered and connections accepted, but nothing
 /// is read; the first address answers no pings, so that it is the second choice.
 TEST_F(FaultsTest, AMuteControllerLeavesItsPlaceToTheNext) {
@@ -198,14 +211,14 @@ TEST_F(FaultsTest, AMuteControllerLeavesItsPlaceToTheNext) {
   const DnsRecord service("_ldap._tcp.dc._msdcs.lab.test", "SRV", "0 100 389 mute.lab.test");
   const HostChange twin(
       lab.dc,
-      "samba-tool spn add ldap/mute.lab.test 'DC1$'; ip addr add 10.99.0.12/24 dev eth0; "
+      "samba-tool spn add ldap/mute.lab.test/lab.test 'DC1$'; ip addr add 10.99.0.12/24 dev eth0; "
       "nft 'add table ip e2e; add chain ip e2e nat { type nat hook prerouting priority dstnat; }; "
       "add rule ip e2e nat ip daddr 10.99.0.12 dnat to 10.99.0.10; "
       "add chain ip e2e in { type filter hook input priority 0; }; "
       "add rule ip e2e in ct original ip daddr 10.99.0.12 tcp flags & psh == psh drop; "
       "add rule ip e2e in ct original ip daddr 10.99.0.10 udp dport 389 drop'",
       "nft delete table ip e2e; ip addr del 10.99.0.12/24 dev eth0; "
-      "samba-tool spn delete ldap/mute.lab.test 'DC1$'");
+      "samba-tool spn delete ldap/mute.lab.test/lab.test 'DC1$'");
   // Time enough for the second choice to be the first that answers, whatever else runs here.
   const CommandResult result = lab.member.joinscopeAfter(
       "sed 's/^net.discovery.timeout.*/net.discovery.timeout: 20/' /etc/orvald/orvald.conf > "

@@ -5,6 +5,8 @@
 #include <string_view>
 
 #include "tolk/base/exceptions.h"
+#include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/krb5/service_ticket.h"
 #include "tolk/krb5/user_principal.h"
@@ -57,8 +59,7 @@ boost::shared_ptr<BindingTickets> BindingTickets::fromCache(KerberosContext& ker
   return tickets;
 }
 
-void BindingTickets::obtain(const InitialCredentialsCallback& callback, const std::string& host,
-                            const std::string& realm) {
+void BindingTickets::obtain(const InitialCredentialsCallback& callback, const LdapServer& server) {
   if (needsTicket_) {
     const krb5_error_code code = ask(callback);
     const std::string what =
@@ -71,21 +72,34 @@ void BindingTickets::obtain(const InitialCredentialsCallback& callback, const st
     needsTicket_ = false;
   }
   try {
-    fetch(host, realm);
+    fetch(server);
   } catch (const KerberosException& failure) {
     if (failure.code() != KRB5KDC_ERR_TGT_REVOKED || ask(callback) != 0) throw;
-    fetch(host, realm);
+    fetch(server);
   }
 }
 
-void BindingTickets::fetch(const std::string& host, const std::string& realm) {
+void BindingTickets::fetch(const LdapServer& server) {
   try {
-    fetchServiceTicket(kerberos_.get(), cache(), "ldap", host, realm);
+    fetchByName(server);
   } catch (const KerberosException& failure) {
     if (failure.code() != KRB5KDC_ERR_S_PRINCIPAL_UNKNOWN ||
-        !isComputerOfOtherRealm(client_.get(), realm))
+        !isComputerOfOtherRealm(client_.get(), server.realm))
       throw;
     throw BaseException(failure.what(), BindError::kJoinedToOtherDomain);
+  }
+}
+
+void BindingTickets::fetchByName(const LdapServer& server) {
+  try {
+    fetchControllerTicket(kerberos_.get(), cache(), server.host, server.realm);
+  } catch (const KerberosException& failure) {
+    if (failure.code() != KRB5KDC_ERR_S_PRINCIPAL_UNKNOWN || !server.named) throw;
+    fetchServiceTicket(kerberos_.get(), cache(), "ldap", server.host, server.realm);
+    const std::string host = printable(server.host);
+    noteTrouble("tolk.krb5", "The domain has no controller by the name of ldap/" + host + "/" +
+                                 printable(toLower(server.realm)) + ": " + host +
+                                 " is taken for one because it was named");
   }
 }
 

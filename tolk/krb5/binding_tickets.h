@@ -11,6 +11,13 @@
 
 namespace tolk {
 
+/// The server that a binding needs a ticket for.
+struct LdapServer {
+  std::string host;  ///< DNS name
+  std::string realm;
+  bool named = false;  ///< somebody has given this very name: it comes from no search
+};
+
 /// A cache with tickets for one client. Bindings made from one another share it, so that a
 /// reconnect or a global catalog binding needs no password. `kerberos` must outlive it.
 class BindingTickets {
@@ -29,15 +36,15 @@ class BindingTickets {
   BindingTickets(const BindingTickets&) = delete;
   BindingTickets& operator=(const BindingTickets&) = delete;
 
-  /// Makes sure that the cache holds a ticket for the LDAP server `host` of `realm`. `callback`
-  /// is asked for initial credentials when a user has none yet, and
-  /// once when the KDC says that those of a cache were revoked; the new ones go to memory, a named
-  /// cache stays untouched. Throws BaseException kInvalidCredentials when the KDC refuses a user's
-  /// password or there is none, kUnknownUser, kJoinedToOtherDomain when no trust leads from a
-  /// computer account's realm to `realm`, else KerberosException (the revocation itself when the
-  /// callback did not help).
-  void obtain(const InitialCredentialsCallback& callback, const std::string& host,
-              const std::string& realm);
+  /// Makes sure that the cache holds a ticket for `server`, of the kind that controllers alone can
+  /// have. Where its domain has none of that name, one that was named may be known as ldap/HOST, as
+  /// an alias is; that is told as a trouble (tolk/base/troubles.h). `callback` is asked for initial
+  /// credentials when a user has none yet, and once when the KDC says that those of a cache were
+  /// revoked; the new ones go to memory, a named cache stays untouched. Throws BaseException
+  /// kInvalidCredentials when the KDC refuses a user's password or there is none, kUnknownUser,
+  /// kJoinedToOtherDomain when no trust leads from a computer account's realm to the server's, else
+  /// KerberosException (the revocation itself when the callback did not help).
+  void obtain(const InitialCredentialsCallback& callback, const LdapServer& server);
 
   /// Open as long as this object lives; obtain() may replace it.
   [[nodiscard]] krb5_ccache cache() const noexcept;
@@ -48,7 +55,8 @@ class BindingTickets {
  private:
   explicit BindingTickets(KerberosContext& kerberos) noexcept;
 
-  void fetch(const std::string& host, const std::string& realm);
+  void fetch(const LdapServer& server);
+  void fetchByName(const LdapServer& server);
   krb5_error_code ask(const InitialCredentialsCallback& callback);
   void startOwnCache(krb5_principal client);
 

@@ -15,6 +15,13 @@ namespace tolk {
 void fetchServiceTicket(krb5_context context, krb5_ccache cache, const std::string& service,
                         const std::string& host, const std::string& realm);
 
+/// The same for the controller `host` of the domain that is `realm`, by the name that controllers
+/// alone may have, ldap/HOST/DOMAIN (MS-ADTS 5.1.1.1.4; a member may give itself ldap/HOST, MS-ADTS
+/// 3.1.1.5.3.1.1.4). GSS-API finds that ticket, and no other that the cache has held, under
+/// ldap/HOST.
+void fetchControllerTicket(krb5_context context, krb5_ccache cache, const std::string& host,
+                           const std::string& realm);
+
 /// The same for a principal as text, "HTTP/web.example.com@REALM" (without a realm, that of the
 /// cache's client), whose ticket GSS-API is to find under `service`/`host`.
 void fetchServiceTicketAs(krb5_context context, krb5_ccache cache, const std::string& principal,

@@ -82,6 +82,7 @@ struct ADBinding::Impl {
   std::string domain;
   KerberosContext* context = nullptr;
   std::string server;             // no other will do; empty: the search chooses
+  bool aliasAllowed = false;      // for the server
   int port = 0;                   // replaces the service's own
   std::optional<HostPort> first;  // where the search would choose: tried before it
   std::string site;
@@ -107,7 +108,7 @@ struct ADBinding::Impl {
   [[nodiscard]] std::optional<HostPort> insteadOf(const HostPort& failed,
                                                   const std::string& reason) const;
   [[nodiscard]] std::string realmOf(const std::string& host) const;
-  void obtainTickets(const std::string& host, const std::string& realm);
+  void obtainTickets(const LdapServer& target);
 };
 
 HostPort ADBinding::Impl::findServer(bool anew) const {
@@ -158,7 +159,7 @@ std::string ADBinding::Impl::realmOf(const std::string& host) const {
   return toUpper(suffix);
 }
 
-void ADBinding::Impl::obtainTickets(const std::string& host, const std::string& realm) {
+void ADBinding::Impl::obtainTickets(const LdapServer& target) {
   if (tickets == nullptr) {
     tickets = cacheName.empty() ? BindingTickets::forUser(*context, user, domain)
                                 : BindingTickets::fromCache(*context, cacheName, inPlace);
@@ -166,9 +167,9 @@ void ADBinding::Impl::obtainTickets(const std::string& host, const std::string& 
   if (callback.function == nullptr && cacheName.empty() && !password.empty()) {
     tickets->obtain(
         {.function = gic_with_password_callback, .data = boost::make_shared<Shredder>(password)},
-        host, realm);
+        target);
   } else {
-    tickets->obtain(callback, host, realm);
+    tickets->obtain(callback, target);
   }
 }
 
@@ -199,6 +200,7 @@ ADBinding::ADBinding(ADBinding& from, bool globalCatalog) : impl_(std::make_uniq
   impl_->context = from.impl_->context;
   impl_->site = from.impl_->site;
   impl_->globalCatalog = globalCatalog;
+  impl_->aliasAllowed = from.impl_->aliasAllowed;
   impl_->cacheName = from.impl_->cacheName;
   impl_->tickets = from.impl_->tickets;
   impl_->callback = duplicate(from.impl_->callback);
@@ -216,6 +218,10 @@ ADBinding::ADBinding(ADBinding& from, bool globalCatalog) : impl_(std::make_uniq
 }
 
 ADBinding::~ADBinding() = default;
+
+void ADBinding::allowAlias() noexcept {
+  impl_->aliasAllowed = true;
+}
 
 std::string ADBinding::cacheName() const {
   return impl_->tickets == nullptr ? std::string() : impl_->tickets->cacheName();
@@ -267,7 +273,9 @@ void ADBinding::open(const HostPort& target) {
   const std::string host = hostNameOf(target);
   const std::shared_ptr<LdapConnection> connection = LdapConnection::open(target, host);
   const std::string realm = impl_->realmOf(host);
-  impl_->obtainTickets(host, realm);
+  // What goes by an address has told its name itself.
+  const bool named = impl_->aliasAllowed && !impl_->server.empty() && !isAddress(target.host);
+  impl_->obtainTickets({.host = host, .realm = realm, .named = named});
   bindGssapi(*connection, *impl_->tickets, host, realm);
   adopt(connection);
   impl_->bound = target;

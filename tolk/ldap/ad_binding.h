@@ -45,6 +45,11 @@ class ADBinding : public LDAPBinding {
 
   ~ADBinding() override;
 
+  /// The server that was given is a name of somebody's choice. Controllers are known by a name that
+  /// they alone can have (ldap/HOST/DOMAIN); this one may be an alias, which only ldap/HOST stands
+  /// for. Not for a name that comes from DNS or from a server: any member may have that.
+  void allowAlias() noexcept;
+
   /// Finds the server, gets tickets, connects and binds. An argument that is not "" or 0 replaces
   /// what the constructor was given, or the usual port. Throws LDAPException; KerberosException
   /// with the Kerberos code; BaseException with BindError::kInvalidCredentials for a wrong

@@ -86,9 +86,9 @@ class Tickets : public testing::Test {
   }
 
   int failureOf(BindingTickets& tickets, const InitialCredentialsCallback& callback,
-                const char* realm = "TEST.REALM") {
+                const char* realm = "TEST.REALM", bool named = false) {
     try {
-      tickets.obtain(callback, "dc1.test.realm", realm);
+      tickets.obtain(callback, {.host = "dc1.test.realm", .realm = realm, .named = named});
     } catch (const Base_Exception& failure) {
       text = failure.what();
       return failure.code();
@@ -271,6 +271,28 @@ TEST_F(Tickets, ANewTicketGoesToMemoryAndIsUsed) {
   EXPECT_EQ(kdc.requests(), 4);  // with the old and with the new ticket, with and without referrals
   EXPECT_NE(tickets->cacheName(), name);
   EXPECT_EQ(tickets->cacheName().substr(0, 7), "MEMORY:");
+}
+
+TEST_F(Tickets, OnlyWhatWasNamedMayBeKnownByANameThatAMemberCanHave) {
+  const std::string controllers = der(0x1b, "dc1.test.realm") + der(0x1b, "test.realm");
+  const std::string anybodys = der(0x30, der(0x1b, "ldap") + der(0x1b, "dc1.test.realm"));
+  std::vector<std::string> asked;
+  const ScriptedKdc kdc([&asked](const Bytes& request) -> std::optional<Bytes> {
+    asked.emplace_back(request.data(), request.size());
+    return krbError(kUnknownServer);
+  });
+  knownKdcs = {kdc.address()};
+  for (const bool named : {false, true}) {
+    asked.clear();
+    const auto tickets = BindingTickets::fromCache(kerberos, cacheOf("alice@TEST.REALM"));
+    EXPECT_EQ(failureOf(*tickets, {}, "TEST.REALM", named),
+              static_cast<int>(KRB5KDC_ERR_S_PRINCIPAL_UNKNOWN));
+    EXPECT_THAT(asked, testing::Contains(testing::HasSubstr(controllers)));
+    EXPECT_EQ(
+        std::ranges::any_of(
+            asked, [&](const std::string& one) { return one.find(anybodys) != std::string::npos; }),
+        named);
+  }
 }
 
 TEST_F(Tickets, AComputerOfAnotherForestIsToldSo) {
