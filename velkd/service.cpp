@@ -152,7 +152,7 @@ Outcome Service::fetchObject(const Call& call) {
   FetchCall fetch{.privileged = call.request.caller.privileged(),
                   .server = cText(parameters, "server"),
                   .dn = cText(parameters, "dn"),
-                  .attributes = texts(parameters, "attributes"),
+                  .attributes = attributeNames(parameters, "attributes"),
                   .fresh = flag(parameters, "fresh", false)};
   const auto job = [this, fetch = std::move(fetch), later = Later(call)] {
     answerLater(later, [&] {

@@ -1,6 +1,9 @@
 // One call on the daemon channel while it is answered.
 #include "velkd/service_call.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "tolk/base/text.h"
 
 namespace velkd {
@@ -38,12 +41,18 @@ bool flag(const json::Value& object, std::string_view name, bool fallback) {
   return member->GetBool();
 }
 
-std::vector<std::string> texts(const json::Value& parameters, std::string_view name) {
-  constexpr std::size_t kMaxTexts = 1024;
+std::vector<std::string> attributeNames(const json::Value& parameters, std::string_view name) {
+  constexpr std::size_t kMostNames = 1024;
+  constexpr std::size_t kLongestName = 256;
   const json::Value& list = needed(parameters, name);
-  if (!list.IsArray() || list.Size() > kMaxTexts) throwInvalid(name);
+  if (!list.IsArray() || list.Size() > kMostNames) throwInvalid(name);
   std::vector<std::string> all;
-  for (const json::Value& item : list.GetArray()) all.push_back(textOf(item, name));
+  for (const json::Value& item : list.GetArray()) {
+    std::string one = textOf(item, name);
+    const bool graphic = std::ranges::all_of(one, [](char c) { return c > ' ' && c <= '~'; });
+    if (one.empty() || one.size() > kLongestName || !graphic) throwInvalid(name);
+    all.push_back(std::move(one));
+  }
   return all;
 }
 

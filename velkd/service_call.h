@@ -40,7 +40,10 @@ struct Reply {
 /// Parameters by name, of the type that the interface says; else they throw as throwInvalid().
 [[nodiscard]] const json::Value& needed(const json::Value& parameters, std::string_view name);
 [[nodiscard]] bool flag(const json::Value& object, std::string_view name, bool fallback);
-[[nodiscard]] std::vector<std::string> texts(const json::Value& parameters, std::string_view name);
+/// A list of attribute descriptions (RFC 4512, 2.5, and "*" and the like): graphic ASCII, at most 256
+/// bytes each.
+[[nodiscard]] std::vector<std::string> attributeNames(const json::Value& parameters,
+                                                      std::string_view name);
 /// A text without a NUL byte, which would end it early in C.
 [[nodiscard]] std::string cText(const json::Value& parameters, std::string_view name);
 /// The same in place, for a secret; valid as long as the parameters.

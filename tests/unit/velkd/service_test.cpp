@@ -162,6 +162,10 @@ TEST_F(ServiceTest, WhatIsNotKnownIsNamed) {
               R"({"error":"org.varlink.service.InvalidParameter","parameters":{"parameter":"dn"}})"},
           Row{R"({"method":"org.orvald.velkd.FetchObject","parameters":{"server":"","dn":"a\u0000b","attributes":[]}})",
               R"({"error":"org.varlink.service.InvalidParameter","parameters":{"parameter":"dn"}})"},
+          Row{R"({"method":"org.orvald.velkd.FetchObject","parameters":{"server":"","dn":"","attributes":["cn\nsn"]}})",
+              R"({"error":"org.varlink.service.InvalidParameter","parameters":{"parameter":"attributes"}})"},
+          Row{R"({"method":"org.orvald.velkd.\u001b\n"})",
+              R"({"error":"org.varlink.service.MethodNotFound","parameters":{"method":"org.orvald.velkd.\\x1B\\x0A"}})"},
           Row{R"({"method":"org.varlink.service.GetInterfaceDescription","parameters":{"interface":"x.y"}})",
               R"({"error":"org.varlink.service.InterfaceNotFound","parameters":{"interface":"x.y"}})"},
       }) {
