@@ -42,7 +42,11 @@ CloudConnectorsSiteCheck::CloudConnectorsSiteCheck(CloudConnectorLocator& locato
 }
 
 void CloudConnectorsSiteCheck::run() {
-  locator_.checkSite();
+  if (locator_.needsRefresh()) {
+    (void)locator_.UpdateCloudConnectors();
+  } else {
+    locator_.checkSite();
+  }
 }
 
 }  // namespace tolk

@@ -26,7 +26,8 @@ class CloudConnectorsRefresh final : public QueueAble {
   bool again_ = true;
 };
 
-/// Once: sorts the connectors anew if this host has changed its site.
+/// Once, for an agent that is connected again: makes up for a search that has not succeeded, else
+/// sorts the connectors anew if this host has changed its site.
 class CloudConnectorsSiteCheck final : public QueueAble {
  public:
   /// `locator` must outlive the queue.

@@ -41,9 +41,10 @@ void ConnectorService::connected() {
   const std::lock_guard lock(mutex_);
   const bool moved = !domain_.empty() && domain_ != domain;
   domain_ = std::move(domain);
-  if (moved || locator.needsRefresh()) {
+  if (moved) {
     enqueueRefresh();
   } else {
+    // Behind a search that is under way, and may succeed.
     enqueue(std::make_shared<tolk::CloudConnectorsSiteCheck>(locator));
   }
 }

@@ -203,6 +203,9 @@ TEST_F(LocatorTest, FailuresOfTheDirectoryLeaveTheListsAlone) {
   directory_.place = {};
   locator.checkSite();
   EXPECT_EQ(locator.getCloudConnector(), "10.2.2.2:8080") << "no answer is no other site";
+  directory_.controllerDown = false;
+  CloudConnectorsSiteCheck(locator).run();
+  EXPECT_FALSE(locator.needsRefresh()) << "a connected agent makes up for a search";
 }
 
 TEST_F(LocatorTest, InvalidOnesAreReportedOnce) {
