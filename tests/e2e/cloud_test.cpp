@@ -360,8 +360,9 @@ TEST_F(CloudTest, UserIsAuthenticatedByHand) {
   ASSERT_TRUE(server.waitForError("ready"));
   configure(std::string(kPlatform) + "cloud.proxy.server: proxy1.lab.test:3130\n");
   Lab::command({"daemon", "stop"});
-  lab.member.must(": > /var/log/orvald.log; SSLKEYLOGFILE=/tmp/tls.keys setsid " + daemonBinary() +
-                  " >/dev/null 2>&1 &");
+  lab.member.must(
+      "rm -f /tmp/tls.keys; : > /var/log/orvald.log; SSLKEYLOGFILE=/tmp/tls.keys setsid " +
+      daemonBinary() + " >/dev/null 2>&1 &");
   lab.member.must(kRefreshed);
   // The second way of the first challenge; then the code is left empty and the platform polled.
   // Longer than the calls that follow, which could overwrite it otherwise.
