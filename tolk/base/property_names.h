@@ -104,8 +104,8 @@ inline constexpr Property SUPPORT_COMMAND_TIMEOUT{
     "Limit of one command or script that a report runs."};
 inline constexpr Property SUPPORT_BUNDLE_LOG_MAX{
     "SUPPORT_BUNDLE_LOG_MAX", "support.bundle.log.max", "256", "MiB",
-    "Most that a support bundle holds of the report with the stack trace, and of the log with "
-    "the configuration, before it is compressed."};
+    "Most that a support bundle holds of the report, of the stack trace, of the agent's log and "
+    "of its configuration, each, before it is compressed."};
 inline constexpr Property SUPPORT_BUNDLE_PATHS_MAX{
     "SUPPORT_BUNDLE_PATHS_MAX", "support.bundle.paths.max", "1024", "MiB",
     "Most that a support bundle holds of the paths named with -P, together, before it is "

@@ -1,6 +1,7 @@
 #include "cli/support/bundle/bundle.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <array>
 #include <climits>
@@ -72,19 +73,20 @@ class Bundle {
   }
 
   void addFixed() {
-    std::uint64_t limit = limitOf(tolk::PN::SUPPORT_BUNDLE_LOG_MAX);
-    addMarked(report_, TextKind::report, Oversize::keepStart, limit);
+    addOne(report_, TextKind::report, Oversize::keepStart);
     std::array<char, PATH_MAX> folder{};
     if (tolk::GetPellionTempDirForCurrentUser(folder.data(), folder.size()) == 0) {
-      addMarked(std::string(folder.data()) + "/stacktrace.txt", TextKind::plain,
-                Oversize::keepStart, limit);
+      addOne(std::string(folder.data()) + "/stacktrace.txt", TextKind::plain, Oversize::keepStart);
     }
-    limit = limitOf(tolk::PN::SUPPORT_BUNDLE_LOG_MAX);
-    addMarked("/var/log/orvald.log", TextKind::plain, Oversize::keepEnd, limit);
-    addMarked("/etc/orvald", TextKind::plain, Oversize::leaveOut, limit);
+    addOne("/var/log/orvald.log", TextKind::plain, Oversize::keepEnd);
+    // What logrotate(8) took of it last.
+    constexpr char kLogBefore[] = "/var/log/orvald.log.1.gz";
+    if (::access(kLogBefore, F_OK) == 0) addOne(kLogBefore, TextKind::plain, Oversize::leaveOut);
+    addOne("/etc/orvald", TextKind::plain, Oversize::leaveOut);
   }
 
-  void addMarked(const std::string& path, TextKind kind, Oversize oversize, std::uint64_t& limit) {
+  void addOne(const std::string& path, TextKind kind, Oversize oversize) {
+    std::uint64_t limit = limitOf(tolk::PN::SUPPORT_BUNDLE_LOG_MAX);
     collector_.add(path, kind, oversize, limit);
     file_.mark(collector_.last());
   }

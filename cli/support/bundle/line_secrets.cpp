@@ -13,6 +13,9 @@ namespace {
 
 constexpr std::size_t npos = std::string_view::npos;
 
+// How far ahead of a mark its end is looked for, so that a long line of marks costs no square.
+constexpr std::size_t kAhead = 4096;
+
 // What can stand before a secret.
 constexpr auto kMarks = [] {
   std::array<bool, 256> marks{};
@@ -30,7 +33,9 @@ bool isOneOf(std::string_view text, std::initializer_list<std::string_view> word
 std::pair<std::size_t, std::size_t> urlSecret(std::string_view line, std::size_t at) {
   constexpr std::size_t kTokenLength = 20;  // a user without a password, as long as no user's name
   const std::size_t start = at + 3;
-  const std::string_view token = line.substr(start, line.find_first_of(" \t\"'<>`", start) - start);
+  const std::string_view ahead = line.substr(start, kAhead);
+  if (ahead.find('@') == npos) return {};
+  const std::string_view token = ahead.substr(0, ahead.find_first_of(" \t\"'<>`"));
   if (token.starts_with('[')) return {};
   const std::string_view authority = token.substr(0, token.find_first_of("/?#"));
   std::size_t end = authority.rfind('@');
@@ -66,7 +71,7 @@ class LineScan {
       case '<':
         return element(at);
       case '>':
-        return at == elementEnd_ || (named_ && line_.find('<') < at) ? content(at + 1) : at + 1;
+        return at == elementEnd_ || (named_ && isMarkup_) ? content(at + 1) : at + 1;
       case '-':
         return line_.substr(at).starts_with("-----BEGIN ") ? key(at) : option(at);
       default:
@@ -107,7 +112,8 @@ class LineScan {
     const bool isNamed = named_ && isOneOf(name.text, {"value", "val", "content"});
     if (!isNamed && !isSecretName(name.text)) return value;
     if (isNamed) named_ = false;
-    if (name.isPath || isNameServiceEntry(name.text, line_.substr(value))) return value;
+    if (name.isPath) return value;
+    if (!name.insideLine && isNameServiceEntry(name.text, line_.substr(value))) return value;
     return replace(findValue(line_, value, name));
   }
 
@@ -116,14 +122,16 @@ class LineScan {
     std::size_t end = at + 1;
     while (end < line_.size() && isNameByte(line_[end])) ++end;
     if (end == at + 1) return end;
+    isMarkup_ = true;
     std::string_view name = line_.substr(at + 1, end - at - 1);
     if (end < line_.size() && line_[end] == ':') {  // RFC 3688 and its like: a prefix
       const std::size_t start = ++end;
       while (end < line_.size() && isNameByte(line_[end])) ++end;
       name = line_.substr(start, end - start);
     }
-    const std::size_t close = line_.find('>', end);
-    if (close != npos && line_[close - 1] != '/' && isSecretName(name)) elementEnd_ = close;
+    if (!isSecretName(name)) return end;
+    const std::size_t close = line_.substr(0, end + kAhead).find('>', end);
+    if (close != npos && line_[close - 1] != '/') elementEnd_ = close;
     return end;
   }
 
@@ -196,6 +204,7 @@ class LineScan {
   std::string_view line_;
   std::string& out_;
   std::size_t copied_ = 0;
+  bool isMarkup_ = false;          // an element has begun
   std::size_t elementEnd_ = npos;  // of the opening tag of a secret
   bool named_;                     // a `name` member said that the `value` member is a secret
   bool namedHere_ = false;

@@ -123,9 +123,10 @@ std::size_t plainEnd(std::string_view line, std::size_t start, const NameInFront
   }
   if (name.quoted) return std::min(line.find_first_of(",}] \t", start), line.size());
   if (isHeader(name.text)) return line.size();
-  std::size_t end = nextMember(line, start);
-  if (!name.insideLine) return end;
-  end = std::min(end, line.find_first_of(name.before == ',' ? " \t," : " \t", start));
+  if (!name.insideLine) return nextMember(line, start);
+  const std::string_view ends = name.before == ',' ? " \t," : " \t";
+  std::size_t end = std::min(line.find_first_of(ends, start), line.size());
+  end = nextMember(line.substr(0, end), start);
   while (end > start + 1 && std::string_view(")]},;").find(line[end - 1]) != npos) --end;
   return end;
 }
@@ -156,11 +157,11 @@ bool isBlockMark(std::string_view rest) {
 
 // Whether a brace opens a list of members, and not the scheme of a hashed password (RFC 3112).
 bool isStructure(std::string_view rest) {
+  constexpr std::size_t kLongestScheme = 40;
+  rest = rest.substr(0, kLongestScheme);
   const std::size_t end = rest.find_first_not_of("{}");
   if (end == npos || end > 1 || std::isalnum(static_cast<unsigned char>(rest[1])) == 0) return true;
-  const std::size_t close = rest.find('}');
-  return close == npos || close + 1 == rest.size() ||
-         rest.substr(1, close - 1).find_first_of(":=, ") != npos;
+  return rest.substr(0, rest.find('}')).find_first_of(":=, ") != npos;
 }
 
 }  // namespace

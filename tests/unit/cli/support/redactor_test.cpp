@@ -74,6 +74,7 @@ pwdLastSet: 133000000000000000
   rootpw	⟦{SSHA}abcdef⟧
 #bindpw ⟦old⟧
 DB_PWD=⟦a⟧
+password: ⟦{brace⟧
 export SMTP_PASS=⟦b⟧
 export A_PASSPHRASE='⟦it is long⟧' B=1
 SSH_CREDENTIALS="⟦x\"y⟧"
