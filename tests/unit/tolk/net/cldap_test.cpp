@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
-
 #include "tests/support/failure_of.h"
 #include "tests/support/hex.h"
 #include "tests/support/tcp_port.h"
@@ -115,19 +113,6 @@ TEST(CldapSearch, TakesOnlyTheAnswerToItsOwnRequest) {
   ASSERT_EQ(entries.size(), 2U);
   EXPECT_EQ(entries[0].dn, "first");
   EXPECT_EQ(entries[1].dn, "second");
-}
-
-TEST(CldapSearch, AsksAgainWhenADatagramIsLost) {
-  std::atomic<int> requests = 0;
-  const auto entries = search(
-      [&requests](const std::string& request) -> std::vector<std::string> {
-        if (++requests == 1) return {};
-        return {entryMessage(test::messageIdOf(request), "x", {}) +
-                doneMessage(test::messageIdOf(request))};
-      },
-      1h);
-  EXPECT_EQ(entries.size(), 1U);
-  EXPECT_EQ(requests, 2);
 }
 
 TEST(CldapSearch, ARefusingServerHasNoEntries) {
