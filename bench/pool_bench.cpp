@@ -5,7 +5,7 @@
 #include <mutex>
 #include <vector>
 
-#include "cloud/cloud_conn_pool.h"
+#include "cloud/http/cloud_conn_pool.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 

@@ -25,7 +25,7 @@
 #include <string_view>
 #include <vector>
 
-#include "cloud/curl_object.h"
+#include "cloud/http/curl_object.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"

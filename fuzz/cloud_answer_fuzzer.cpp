@@ -5,9 +5,9 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "cloud/cloud_json.h"
-#include "cloud/cloud_object.h"
-#include "cloud/mfa_policy.h"
+#include "cloud/http/cloud_object.h"
+#include "cloud/signon/cloud_json.h"
+#include "cloud/signon/mfa_policy.h"
 #include "tolk/base/exceptions.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -5,13 +5,13 @@
 #include <memory>
 #include <utility>
 
-#include "cloud/cloud_conn_pool.h"
-#include "cloud/cloud_exceptions.h"
-#include "cloud/cloud_object.h"
-#include "cloud/curl_gsssetup.h"
-#include "cloud/curl_object.h"
-#include "cloud/orb.h"
-#include "cloud/platform_way.h"
+#include "cloud/http/cloud_conn_pool.h"
+#include "cloud/http/cloud_exceptions.h"
+#include "cloud/http/cloud_object.h"
+#include "cloud/http/curl_gsssetup.h"
+#include "cloud/http/curl_object.h"
+#include "cloud/http/platform_way.h"
+#include "cloud/signon/orb.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"

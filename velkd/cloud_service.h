@@ -9,7 +9,7 @@
 #include <mutex>
 #include <vector>
 
-#include "cloud/orb.h"
+#include "cloud/signon/orb.h"
 #include "velkd/cloud_desk.h"
 #include "velkd/connector_service.h"
 #include "velkd/mfa_sessions.h"

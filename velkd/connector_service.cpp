@@ -4,9 +4,9 @@
 #include <memory>
 #include <utility>
 
-#include "cloud/cloud_conn_pool.h"
-#include "cloud/cloud_connectors_refresh.h"
-#include "cloud/cloudconnectorlocator.h"
+#include "cloud/connectors/cloud_connectors_refresh.h"
+#include "cloud/connectors/cloudconnectorlocator.h"
+#include "cloud/http/cloud_conn_pool.h"
 #include "tolk/base/run_queue.h"
 #include "velkd/machine_agent.h"
 

@@ -8,7 +8,7 @@
 #include <iostream>
 #include <thread>
 
-#include "cloud/cloud_auth.h"
+#include "cloud/signon/cloud_auth.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/terminal.h"
 #include "tolk/base/text.h"

@@ -7,8 +7,8 @@
 #include <array>
 #include <vector>
 
-#include "cloud/cloud_exceptions.h"
-#include "cloud/get_handler.h"
+#include "cloud/http/cloud_exceptions.h"
+#include "cloud/signon/get_handler.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 

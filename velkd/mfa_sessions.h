@@ -7,7 +7,7 @@
 #include <mutex>
 #include <string>
 
-#include "cloud/cloud_auth.h"
+#include "cloud/signon/cloud_auth.h"
 #include "tolk/rpc/mfa_step.h"
 
 namespace velkd {

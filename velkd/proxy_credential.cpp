@@ -5,7 +5,7 @@
 
 #include <iostream>
 
-#include "cloud/http_proxy.h"
+#include "cloud/http/http_proxy.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/open_directory.h"
 #include "tolk/base/protected_credential.h"

@@ -9,7 +9,7 @@
 
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
-#include "cloud/http_proxy.h"
+#include "cloud/http/http_proxy.h"
 #include "facts/agent_state.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/properties.h"

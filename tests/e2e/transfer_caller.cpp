@@ -24,9 +24,9 @@
 #include <string>
 #include <thread>
 
-#include "cloud/certificate_check.h"
-#include "cloud/curl_object.h"
-#include "cloud/iwa_site_check.h"
+#include "cloud/http/certificate_check.h"
+#include "cloud/http/curl_object.h"
+#include "cloud/signon/iwa_site_check.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/logger.h"
 #include "tolk/base/properties.h"

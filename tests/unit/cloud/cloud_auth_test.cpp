@@ -2,12 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cloud/cloud_auth_v0.h"
-#include "cloud/cloud_auth_v1.h"
-#include "cloud/cloud_auth_v1s.h"
-#include "cloud/cloud_conn_pool.h"
-#include "cloud/cloud_exceptions.h"
-#include "cloud/get_handler.h"
+#include "cloud/http/cloud_conn_pool.h"
+#include "cloud/http/cloud_exceptions.h"
+#include "cloud/signon/cloud_auth_v0.h"
+#include "cloud/signon/cloud_auth_v1.h"
+#include "cloud/signon/cloud_auth_v1s.h"
+#include "cloud/signon/get_handler.h"
 #include "tests/support/platform_server.h"
 #include "tests/unit/cloud/fixed_connectors.h"
 #include "tests/unit/cloud/log_texts.h"

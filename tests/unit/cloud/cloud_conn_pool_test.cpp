@@ -6,8 +6,8 @@
 #include <thread>
 #include <vector>
 
-#include "cloud/cloud_conn_pool.h"
-#include "cloud/cloud_exceptions.h"
+#include "cloud/http/cloud_conn_pool.h"
+#include "cloud/http/cloud_exceptions.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tests/unit/cloud/raw_http_server.h"
 

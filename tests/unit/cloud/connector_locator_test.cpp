@@ -9,10 +9,10 @@
 #include <future>
 #include <thread>
 
-#include "cloud/cloud_connectors_refresh.h"
-#include "cloud/cloud_exceptions.h"
-#include "cloud/cloudconnectorlocator.h"
-#include "cloud/http_proxy.h"
+#include "cloud/connectors/cloud_connectors_refresh.h"
+#include "cloud/connectors/cloudconnectorlocator.h"
+#include "cloud/http/cloud_exceptions.h"
+#include "cloud/http/http_proxy.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"

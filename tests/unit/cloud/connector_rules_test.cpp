@@ -2,12 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cloud/connector_attributes.h"
-#include "cloud/connector_checks.h"
-#include "cloud/connector_dump.h"
-#include "cloud/connector_kset.h"
-#include "cloud/iwa_principal.h"
-#include "cloud/url_text.h"
+#include "cloud/connectors/connector_attributes.h"
+#include "cloud/connectors/connector_checks.h"
+#include "cloud/connectors/connector_dump.h"
+#include "cloud/connectors/connector_kset.h"
+#include "cloud/connectors/iwa_principal.h"
+#include "cloud/http/url_text.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/ldap/ad_names.h"

@@ -1,11 +1,11 @@
 // The order of choice, and what happens when the connectors fail one after the other.
-#include "cloud/connector_try_lists.h"
+#include "cloud/connectors/connector_try_lists.h"
 
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "cloud/connector_subnets.h"
+#include "cloud/connectors/connector_subnets.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tolk/ldap/site_links.h"
 

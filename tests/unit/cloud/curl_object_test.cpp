@@ -5,10 +5,10 @@
 #include <chrono>
 #include <cstdlib>
 
-#include "cloud/cloud_exceptions.h"
-#include "cloud/cloud_json.h"
-#include "cloud/curl_object.h"
-#include "cloud/proxy_auth.h"
+#include "cloud/http/cloud_exceptions.h"
+#include "cloud/http/curl_object.h"
+#include "cloud/http/proxy_auth.h"
+#include "cloud/signon/cloud_json.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tests/unit/cloud/raw_http_server.h"
 #include "tolk/base/json.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <utility>
 
-#include "cloud/connector_access.h"
+#include "cloud/http/connector_access.h"
 
 namespace tolk::test {
 

@@ -4,8 +4,8 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 
-#include "cloud/http_proxy.h"
-#include "cloud/proxy_auth.h"
+#include "cloud/http/http_proxy.h"
+#include "cloud/http/proxy_auth.h"
 #include "tests/unit/cloud/log_texts.h"
 #include "tests/unit/tolk/net/sandbox.h"
 #include "tolk/base/exceptions.h"

@@ -4,8 +4,8 @@
 
 #include <thread>
 
-#include "cloud/cloud_exceptions.h"
-#include "cloud/orb.h"
+#include "cloud/http/cloud_exceptions.h"
+#include "cloud/signon/orb.h"
 #include "tests/support/platform_server.h"
 #include "tests/unit/cloud/fixed_connectors.h"
 #include "tests/unit/cloud/log_texts.h"

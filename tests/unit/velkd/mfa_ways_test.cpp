@@ -4,7 +4,7 @@
 
 #include <future>
 
-#include "cloud/cloud_conn_pool.h"
+#include "cloud/http/cloud_conn_pool.h"
 #include "tests/support/platform_server.h"
 #include "tests/unit/cloud/raw_http_server.h"
 #include "tolk/base/exceptions.h"
