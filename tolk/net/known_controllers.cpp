@@ -67,7 +67,11 @@ void KnownControllers::remember(const DiscoveryRequest& request, const KnownSear
   const std::lock_guard lock(mutex_);
   ++misses_;
   searches_[keyOf(request)] = result;
-  if (result.failure.empty()) servers_[result.info.host] = result.info;
+  if (!result.failure.empty()) return;
+  servers_[result.info.host] = result.info;
+  // A realm that has a controller again need not go without a key distribution center any longer.
+  const auto centers = kdcs_.find(request.domain);
+  if (centers != kdcs_.end() && centers->second.first.empty()) kdcs_.erase(centers);
 }
 
 std::optional<DCInfo> KnownControllers::server(const std::string& host) {

@@ -27,7 +27,8 @@ struct KnownSearch {
 };
 
 /// Used by all threads. A controller stays known for good, a failed search for 45 seconds, a failed
-/// controller for five minutes, so that a daemon comes back to it.
+/// controller for five minutes, so that a daemon comes back to it. That a realm has no key
+/// distribution center is forgotten with the next controller that is found there.
 class KnownControllers {
  public:
   using Clock = std::chrono::steady_clock;

@@ -60,6 +60,10 @@ TEST(KnownControllers, AFailedSearchIsForgottenWithTime) {
                            .failure = "x",
                            .since = KnownControllers::Clock::now() - std::chrono::minutes(2)});
   EXPECT_FALSE(known.search(request));
+  known.rememberKdcs(request.domain, {});
+  EXPECT_TRUE(known.kdcs(request.domain));
+  known.remember(request, {.info = {}, .failure = ""});
+  EXPECT_FALSE(known.kdcs(request.domain)) << "the realm has a controller again";
 }
 
 TEST_F(DiscoveryScene, AControllerThatFailedLeavesItsPlaceToTheNext) {
