@@ -18,6 +18,7 @@
 #include "tolk/ldap/ad_object.h"
 #include "tolk/ldap/root_dse_reads.h"
 #include "tolk/net/dns.h"
+#include "tolk/net/host_query.h"
 #include "tolk/net/probes.h"
 #include "tolk/net/sockets.h"
 

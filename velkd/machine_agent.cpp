@@ -17,6 +17,7 @@
 #include "tolk/ldap/site_links.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/event_loop.h"
+#include "tolk/net/host_query.h"
 #include "tolk/net/network_state.h"
 #include "velkd/machine_binding.h"
 

@@ -12,6 +12,7 @@
 
 #include "tolk/ldap/ldap_error.h"
 #include "tolk/net/dns.h"
+#include "tolk/net/host_query.h"
 #include "tolk/net/ldap_silence.h"
 #include "tolk/net/operation.h"
 #include "tolk/net/probes.h"

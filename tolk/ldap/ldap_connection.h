@@ -12,8 +12,8 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/handle.h"
 #include "tolk/ldap/ad_object.h"
-#include "tolk/ldap/ldap_binding.h"
 #include "tolk/ldap/search_budget.h"
+#include "tolk/ldap/search_request.h"
 #include "tolk/net/host_port.h"
 
 namespace tolk {

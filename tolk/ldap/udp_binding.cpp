@@ -17,6 +17,7 @@
 #include "tolk/ldap/ldap_error.h"
 #include "tolk/net/cldap.h"
 #include "tolk/net/dns.h"
+#include "tolk/net/host_query.h"
 
 namespace tolk {
 namespace {

@@ -10,6 +10,7 @@
 
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
+#include "tolk/net/host_query.h"
 #include "tolk/net/sockets.h"
 
 namespace tolk {

@@ -3,13 +3,11 @@
 #include "tolk/net/controller_records.h"
 
 #include <algorithm>
-#include <array>
-#include <string_view>
 #include <utility>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
-#include "tolk/base/troubles.h"
+#include "tolk/net/configured_controllers.h"
 
 namespace tolk {
 namespace {
@@ -78,29 +76,6 @@ void ControllerRecords::nextSource(std::vector<NamedControllers>& out) {
   if (list.empty()) list = configuredControllers("_ldap._tcp." + domain_);
   if (list.empty()) list = recordedControllers("_ldap._tcp." + domain_);
   if (!list.empty()) out.push_back({std::move(list), ""});
-}
-
-HostPortList recordedControllers(const std::string& srvName) {
-  struct Service {
-    std::string_view prefix;
-    ServiceType::Enum type;
-    std::int32_t port;
-  };
-  constexpr std::array kServices{
-      Service{"_ldap._tcp.", ServiceType::domainController, 389},
-      Service{"_gc._tcp.", ServiceType::globalCatalog, 3268},
-  };
-  for (const Service& service : kServices) {
-    if (!srvName.starts_with(service.prefix)) continue;
-    try {
-      const std::string host = toLower(NetworkState::getDCFromKset(
-          srvName.substr(service.prefix.size()), service.type, false, false));
-      if (!host.empty()) return {{.host = host, .text = {}, .port = service.port}};
-    } catch (const Base_Exception& failure) {
-      noteTrouble("base.net.discovery", failure.what());
-    }
-  }
-  return {};
 }
 
 bool ControllerRecords::pending(const std::string& site) const {

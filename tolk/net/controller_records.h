@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "tolk/net/dc_info.h"
 #include "tolk/net/dns.h"
-#include "tolk/net/network_state.h"
 
 namespace tolk {
 
@@ -58,10 +58,5 @@ class ControllerRecords {
   bool askedPlain_ = false;
   bool exhausted_ = false;
 };
-
-/// The controller that the join settings record, for an SRV name _ldap._tcp.DOMAIN or
-/// _gc._tcp.DOMAIN of the joined domain; empty for others. Settings that cannot be read count as
-/// none.
-HostPortList recordedControllers(const std::string& srvName);
 
 }  // namespace tolk

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tolk/net/network_state.h"
+#include "tolk/net/dc_info.h"
 
 namespace tolk {
 

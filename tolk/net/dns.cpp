@@ -4,15 +4,10 @@
 #include <arpa/inet.h>
 #include <arpa/nameser.h>
 
-#include <array>
-#include <charconv>
-#include <string_view>
-
 #include "tolk/base/exceptions.h"
-#include "tolk/base/properties.h"
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
-#include "tolk/net/controller_records.h"
+#include "tolk/net/configured_controllers.h"
 #include "tolk/net/dns_records.h"
 #include "tolk/net/dns_task.h"
 #include "tolk/net/host_query.h"
@@ -117,36 +112,6 @@ std::string reverseName(const std::string& address) {
   return name + "in-addr.arpa";
 }
 
-// Which property names the servers behind a service, and their port where an entry has none.
-struct ConfiguredService {
-  std::string_view prefix;
-  std::string_view key;
-  std::int32_t port;
-};
-constexpr std::array kConfiguredServices{
-    // a longer prefix before the one it starts with
-    ConfiguredService{"_ldap._tcp.dc._msdcs.", "dns.dc.", 389},
-    ConfiguredService{"_ldap._tcp.gc._msdcs.", "dns.gc.", 3268},
-    ConfiguredService{"_ldap._tcp.", "dns.dc.", 389},
-    ConfiguredService{"_gc._tcp.", "dns.gc.", 3268},
-};
-
-HostPort readConfigured(std::string_view word, std::int32_t defaultPort) {
-  HostPort entry{.host = {}, .text = {}, .port = defaultPort};
-  const std::size_t colon = word.rfind(':');
-  if (colon != std::string_view::npos) {
-    std::uint16_t port = 0;
-    const std::string_view digits = word.substr(colon + 1);
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), port);
-    if (error == std::errc() && end == digits.data() + digits.size() && port != 0) {
-      entry.port = port;
-    }
-  }
-  entry.host = toLower(word.substr(0, colon));
-  if (entry.host.ends_with('.')) entry.host.pop_back();
-  return entry;
-}
-
 }  // namespace
 
 Pending<HostPortList> startSrvLookup(EventLoop& loop, const std::string& name,
@@ -157,26 +122,6 @@ Pending<HostPortList> startSrvLookup(EventLoop& loop, const std::string& name,
 Pending<HostPortList> startPtrLookup(EventLoop& loop, const std::string& address,
                                      std::chrono::milliseconds limit) {
   return startTask<PointerTask>(loop, reverseName(address), limit);
-}
-
-HostPortList configuredControllers(const std::string& srvName) {
-  const std::string name = toLower(srvName);
-  for (const ConfiguredService& service : kConfiguredServices) {
-    if (!name.starts_with(service.prefix)) continue;
-    std::string domain = name.substr(service.prefix.size());
-    if (domain.ends_with('.')) domain.pop_back();
-    std::string value = Props().getProperty(std::string(service.key) + domain, "");
-    HostPortList list;
-    constexpr std::string_view kSeparators = " \t,";
-    for (std::size_t at = 0; (at = value.find_first_not_of(kSeparators, at)) != value.npos;) {
-      const std::size_t end = std::min(value.find_first_of(kSeparators, at), value.size());
-      HostPort entry = readConfigured(std::string_view(value).substr(at, end - at), service.port);
-      if (!entry.host.empty()) list.push_back(std::move(entry));
-      at = end;
-    }
-    return list;
-  }
-  return {};
 }
 
 int FindSrvFromDns(const std::string& name, HostPortList& out, int /*reserved1*/, int /*reserved2*/,

@@ -56,14 +56,4 @@ Pending<HostPortList> startPtrLookup(
     EventLoop& loop, const std::string& address,
     std::chrono::milliseconds limit = configuredLimit(PN::VELKD_DNS_RESPONSE_MAXTIME));
 
-/// IPv4 addresses of a host, found as by tolk_gethostbyname_r; empty when there is none, for
-/// whatever reason. Never fails.
-Pending<std::vector<in_addr>> startHostLookup(
-    EventLoop& loop, const std::string& name,
-    std::chrono::milliseconds limit = configuredLimit(PN::VELKD_DNS_RESPONSE_MAXTIME));
-
-/// The controllers that orvald.conf names for an SRV name, as FindSrv describes; empty when there
-/// are none.
-HostPortList configuredControllers(const std::string& srvName);
-
 }  // namespace tolk

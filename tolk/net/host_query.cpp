@@ -10,7 +10,6 @@
 
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
-#include "tolk/net/dns.h"
 #include "tolk/net/dns_task.h"
 #include "tolk/net/host_memory.h"
 #include "tolk/net/mapped_task.h"

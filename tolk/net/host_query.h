@@ -7,7 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "tolk/base/property_names.h"
 #include "tolk/net/event_loop.h"
+#include "tolk/net/limits.h"
 
 namespace tolk {
 
@@ -23,6 +25,12 @@ struct HostAnswer {
 /// of resolv.conf(5). Never fails; TRY_AGAIN after `limit`.
 Pending<HostAnswer> startHostQuery(EventLoop& loop, const std::string& name,
                                    std::chrono::milliseconds limit);
+
+/// IPv4 addresses of a host, found as by tolk_gethostbyname_r; empty when there is none, for
+/// whatever reason. Never fails.
+Pending<std::vector<in_addr>> startHostLookup(
+    EventLoop& loop, const std::string& name,
+    std::chrono::milliseconds limit = configuredLimit(PN::VELKD_DNS_RESPONSE_MAXTIME));
 
 /// A name as messages show it: at most 255 bytes of it.
 std::string shownName(const std::string& name);

@@ -12,6 +12,7 @@
 #include "tolk/base/logger.h"
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
+#include "tolk/net/configured_controllers.h"
 #include "tolk/net/discovery.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/host_query.h"
@@ -39,10 +40,6 @@ KnownControllers& known() {
   return KnownControllers::instance();
 }
 
-bool isJoinedDomain(const std::string& domain) {
-  return equalsIgnoringCase(loadSetting(SETTING_DOMAIN_NAME), domain);
-}
-
 // The site that this host is recorded in, when the domain is the joined one. Unreadable settings
 // only cost the preference.
 std::string recordedSite(const std::string& domain) {
@@ -57,12 +54,12 @@ std::string recordedSite(const std::string& domain) {
 }
 
 // The controller of the join, when a search has found none; without a host when there is no such.
-DCInfo recordedController(const DiscoveryRequest& request, const std::string& failure) {
+DCInfo controllerOfTheJoin(const DiscoveryRequest& request, const std::string& failure) {
   DCInfo info;
   info.flags = DCInfo::kUnverified;
   info.domain = request.domain;
   try {
-    info.host = toLower(NetworkState::getDCFromKset(request.domain, request.type, false, false));
+    info.host = toLower(recordedController(request.domain, request.type));
   } catch (const Base_Exception& unreadable) {
     noteTrouble(kLogger, unreadable.what());
   }
@@ -90,7 +87,7 @@ DCInfo search(DiscoveryRequest request) {
     }
   } catch (const TOLKException& failure) {
     result.failure = failure.what();
-    result.info = recordedController(request, result.failure);
+    result.info = controllerOfTheJoin(request, result.failure);
   }
   result.since = Clock::now();  // after the failures that this search has met
   known().remember(request, result);
@@ -193,9 +190,7 @@ std::string NetworkState::getSubnetSite(const std::string& domain) {
 
 std::string NetworkState::getDCFromKset(const std::string& domain, const ServiceType::Enum& type,
                                         bool /*reserved1*/, bool /*reserved2*/) {
-  if (!isJoinedDomain(domain)) return {};
-  const bool catalog = type == ServiceType::globalCatalog;
-  return loadSetting(catalog ? SETTING_GLOBAL_CATALOG : SETTING_DOMAIN_CONTROLLER);
+  return recordedController(domain, type);
 }
 
 void NetworkState::passOver(const std::string& server, ServiceType::Enum type,

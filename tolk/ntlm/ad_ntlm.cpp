@@ -7,6 +7,7 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/logger.h"
 #include "tolk/net/dns.h"
+#include "tolk/net/host_query.h"
 #include "tolk/net/netbios_domain.h"
 #include "tolk/net/network_state.h"
 #include "tolk/net/sockets.h"

@@ -18,6 +18,7 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
+#include "tolk/net/host_query.h"
 #include "tolk/net/interfaces.h"
 
 namespace tolk {
