@@ -199,6 +199,10 @@ TEST_F(SupportTest, NoFileNoReport) {
                            "and is left as it is; name a file with -o\n"}));
   EXPECT_EQ(refused("[ -p /tmp/pipe ] || mkfifo /tmp/pipe", "/tmp/pipe").status, 6);
   EXPECT_EQ(lab.member.must("stat -c %F /tmp/pipe; rm /tmp/pipe"), "fifo\n");
+  EXPECT_THAT(
+      refused("[ -p /tmp/r.tar.gz ] || mkfifo /tmp/r.tar.gz", "/tmp/r").out,
+      HasSubstr("No support bundle: /tmp/r.tar.gz is no regular file and is left as it is"));
+  EXPECT_EQ(lab.member.must("stat -c %F /tmp/r.tar.gz; rm -f /tmp/r /tmp/r.tar.gz"), "fifo\n");
   const std::string warning =
       "WARNING: /tmp/small/report is not complete: No space left on device\n";
   const CommandResult full = refused(

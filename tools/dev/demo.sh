@@ -4,7 +4,7 @@
 run() {
   local obstacle program=$ROOT/build/release/bin/joinscope
   verb setup --quiet
-  buildPreset release joinscope velkd
+  buildPreset release joinscope joinscope_bundle velkd
   obstacle=$(labObstacle)
   if [[ -n $obstacle ]]; then
     say "demo: no forest on this machine: $obstacle; running the command on this host instead"

@@ -4,7 +4,7 @@
 run() {
   (($# == 0)) || die "package takes no argument"
   verb setup --quiet
-  buildPreset release joinscope velkd
+  buildPreset release joinscope joinscope_bundle velkd
   rm -f "$ROOT"/build/release/joinscope_*.deb
   timed "package" bash -c "cd '$ROOT/build/release' && cpack"
 }

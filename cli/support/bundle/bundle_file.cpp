@@ -49,7 +49,10 @@ BundleFile::~BundleFile() {
 void BundleFile::removeOld() {
   struct stat status {};
   if (::fstatat(directory_.get(), name_.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return;
-  if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) fail(path_, EEXIST);
+  if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+    throw tolk::IOException(
+        path_ + " is no regular file and is left as it is; name another report with -o", EEXIST);
+  }
   if (::unlinkat(directory_.get(), name_.c_str(), 0) != 0) fail(path_, errno);
 }
 

@@ -1,7 +1,9 @@
 // joinscope_bundle [PATH...] REPORT: packs the support report, what belongs to it and the paths
 // into REPORT.tar.gz. joinscope_extra.sh runs it.
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <iostream>
 #include <string>
@@ -31,6 +33,10 @@ int tell(const joinscope::BundleResult& result) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The bundle must not become standard output because that is closed.
+  for (int fd = ::open("/dev/null", O_RDWR); fd != -1 && fd <= STDERR_FILENO;) {
+    fd = ::open("/dev/null", O_RDWR);
+  }
   if (argc < 2) {
     std::cerr << "usage: joinscope_bundle [PATH...] REPORT\n";
     return kUsageError;
