@@ -105,6 +105,7 @@ class LineScan {
     const NameInFront name = nameInFront(line_, at);
     const std::size_t value = behindSeparator(line_, at);
     if (name.text.empty()) return value;
+    if (isSecretName(name.words)) return replace(findValue(line_, value, name));
     if (isOneOf(name.text, {"name", "key", "id"})) {
       named_ = namedHere_ = isSecretName(firstWord(line_.substr(value)));
       return value;
@@ -149,9 +150,9 @@ class LineScan {
     return end == start ? start : replace(start, std::min(end, line_.size()));
   }
 
-  // `--name value`
+  // `--name value`, `-name value`
   std::size_t option(std::size_t at) {
-    if (!line_.substr(at).starts_with("--")) return at + 1;
+    if (at > 0 && line_[at - 1] != ' ') return at + 1;
     std::size_t end = at;
     while (end < line_.size() && isNameByte(line_[end])) ++end;
     if (end == line_.size() || line_[end] != ' ' || !isSecretName(line_.substr(at, end - at))) {
@@ -183,8 +184,9 @@ class LineScan {
     const std::size_t start = std::min(line_.find_first_not_of(" \t#;"), line_.size());
     std::size_t end = start;
     while (end < line_.size() && isNameByte(line_[end])) ++end;
-    const std::size_t value = line_.find_first_not_of(" \t", end);
     const std::string_view word = line_.substr(start, end - start);
+    if (isOneOf(word, {"machine", "default", "login"})) return netrc(end);
+    const std::size_t value = line_.find_first_not_of(" \t", end);
     if (value == npos || value == end || std::string_view("=:").find(line_[value]) != npos ||
         !isSecretName(word)) {
       return start;
@@ -199,6 +201,14 @@ class LineScan {
     SecretValue found = findValue(line_, value, {.text = word});
     if (found.open.until == OpenSecret::Until::indent) found.open = {};
     return replace(found);
+  }
+
+  // `machine host login user password value`, as ftp(1) reads it.
+  std::size_t netrc(std::size_t at) {
+    constexpr std::string_view kName = " password ";
+    const std::size_t name = line_.find(kName, at);
+    if (name == npos) return at;
+    return replace(findValue(line_, name + kName.size(), {.text = {}, .insideLine = true}));
   }
 
   std::string_view line_;

@@ -147,7 +147,7 @@ bool Redactor::goesOn(std::string_view text, std::string& out) {
     case Until::backslash:
       break;
   }
-  if (isNameAndValue(text)) return open_ = {}, false;
+  if (!open_.begun && isNameAndValue(text)) return open_ = {}, false;
   out += text.substr(0, indentOf(text));
   out += kLeftOut;
   if (text.ends_with('\\')) {

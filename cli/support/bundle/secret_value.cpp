@@ -25,12 +25,14 @@ std::size_t skipBlanks(std::string_view line, std::size_t at) {
 // Whether what stands in front of a name is at most a few words, as of a label: "#Proxy password".
 bool isLabel(std::string_view front) {
   constexpr long kMostWords = 4;
-  return std::ranges::all_of(front,
-                             [](char byte) {
-                               return std::isalpha(static_cast<unsigned char>(byte)) != 0 ||
-                                      std::string_view(" \t#;\"'-{*").find(byte) != npos;
-                             }) &&
-         std::ranges::count(tolk::trim(front), ' ') <= kMostWords;
+  const auto isLabelByte = [](char byte) {
+    return std::isalpha(static_cast<unsigned char>(byte)) != 0 ||
+           std::string_view(" \t#;\"'-{*").find(byte) != npos;
+  };
+  if (!std::ranges::all_of(front, isLabelByte)) return false;
+  const std::size_t option = front.find(" -");
+  if (option != npos && option + 2 < front.size() && front[option + 2] != ' ') return false;
+  return std::ranges::count(tolk::trim(front), ' ') <= kMostWords;
 }
 
 bool isHeader(std::string_view name) {
@@ -93,6 +95,14 @@ std::size_t nextMember(std::string_view line, std::size_t at) {
 SecretValue quoted(std::string_view line, std::size_t quote, const NameInFront& name) {
   std::size_t backslashes = 0;
   while (line[quote] == '\\') ++quote, ++backslashes;
+  const std::string three(3, line[quote]);
+  if (line.substr(quote).starts_with(three)) {  // TOML, Python
+    const std::size_t close = line.find(three, quote + three.size());
+    return {.start = quote + three.size(),
+            .end = std::min(close, line.size()),
+            .next = std::min(close, line.size() - three.size()) + three.size(),
+            .open = {.until = close == npos ? Until::quote : Until::here, .mark = line[quote]}};
+  }
   const std::size_t first = quote + 1;
   const std::size_t end = closingQuote(line, first, line[quote], backslashes);
   const std::size_t start = isHeader(name.text) ? behindScheme(line, first) : first;
@@ -137,8 +147,10 @@ SecretValue plain(std::string_view line, std::size_t start, const NameInFront& n
   if (isHeader(name.text)) start = behindScheme(line, start);
   const bool toTheEnd = end == line.size() && !name.quoted && !name.insideLine;
   if (toTheEnd && line.back() == '\\') {
-    value.open = {.until = Until::backslash};
     --end;
+    // Behind a blank the next word comes, which may be another member.
+    const bool goesOn = end <= start || kBlanks.find(line[end - 1]) == npos;
+    value.open = {.until = Until::backslash, .begun = goesOn};
   } else if (toTheEnd) {
     value.open = {.until = Until::indent, .indent = indentOf(line)};
   }
@@ -187,6 +199,12 @@ NameInFront nameInFront(std::string_view line, std::size_t at) {
   std::size_t start = end;
   while (start > 0 && isNameByte(line[start - 1])) --start;
   name.text = line.substr(start, end - start);
+  if (tolk::equalsIgnoringCase(name.text, "key") || tolk::equalsIgnoringCase(name.text, "phrase")) {
+    while (start > 0 && line[start - 1] == ' ') --start;  // "Private key", "API key", "pass phrase"
+    while (start > 0 && isNameByte(line[start - 1])) --start;
+    name.words = line.substr(start, end - start);
+    start = end - name.text.size();
+  }
   name.before = start > 0 ? line[start - 1] : '\0';
   name.insideLine = name.text.starts_with("--") || !isLabel(line.substr(0, start));
   name.isPath = name.before == '/' && line[at] == ':';

@@ -11,7 +11,8 @@ namespace joinscope {
 /// A name in front of a separator, and how it stands there.
 struct NameInFront {
   std::string_view text;
-  bool quoted = false;  ///< in quotes of its own, as in JSON
+  std::string_view words = {};  ///< with the word before it, when it says little by itself
+  bool quoted = false;          ///< in quotes of its own, as in JSON
   bool insideLine =
       false;            ///< behind more than a few words: part of a log line or of an option list
   bool isPath = false;  ///< the last part of a path, before a colon

@@ -94,6 +94,13 @@ Server=s;Password=⟦q⟧;Database=d
 curl --user-token ⟦o⟧ --password=⟦r⟧ -v
 $config['db_password'] = '⟦it''s⟧';
 {user=u, password=⟦w⟧}
+Private key: ⟦a b⟧
+pass phrase = ⟦x⟧
+keytool -storepass ⟦changeit⟧ -keypass ⟦c2⟧ -alias x
+machine h login u password ⟦p⟧
+ldap_default_authtok = ⟦x⟧
+ldap_default_authtok_type = password
+openssl x -passin pass:⟦x⟧ -in password.txt
 )"},
     {"URLs and headers", TextKind::plain, R"(url = http://user:⟦p@ss⟧@host:80/path?token=⟦t⟧&x=1
 proxy http://u:⟦a/b⟧@h/ and ftp://u:⟦c⟧@h
@@ -151,6 +158,11 @@ user = u
 syncrepl rid=1 \
   credentials=⟦c⟧ \
   searchbase="dc=x"
+secret = ⟦one⟧\
+⟦two=three⟧
+text = """
+password = """⟦in three⟧
+⟦quotes⟧""" # x
 password = "⟦first⟧
 ⟦second⟧" next=1
 user=u
