@@ -38,6 +38,16 @@ pid_t writerOf(int fd) {
   return lock.l_pid > 0 ? lock.l_pid : -1;
 }
 
+// A link into the service manager's directory leads nowhere while a service is not running.
+bool makeTargetDirectory(const std::filesystem::path& link) {
+  constexpr mode_t kOwnersDirectory = 0700;
+  std::error_code none;
+  const std::filesystem::path target = std::filesystem::read_symlink(link, none);
+  if (none) return false;
+  const std::filesystem::path directory = (link.parent_path() / target).parent_path();
+  return ::mkdir(directory.c_str(), kOwnersDirectory) == 0;
+}
+
 }  // namespace
 
 InstanceLock::InstanceLock(const std::string& path) : path_(path) {
@@ -59,6 +69,7 @@ InstanceLock::InstanceLock(const std::string& path) : path_(path) {
 bool InstanceLock::take() {
   constexpr int kFlags = O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   fd_.reset(::open(path_.c_str(), kFlags, kOwnerOnly));
+  if (!fd_ && errno == ENOENT && makeTargetDirectory(path_)) return false;
   if (!fd_) fail("Cannot make " + path_, errno);
   path_ = std::filesystem::canonical(path_).string();
   struct stat status {};

@@ -329,5 +329,31 @@ TEST_F(DaemonTest, OneInstanceThatEndsCleanlyAndRereadsItsConfiguration) {
   EXPECT_TRUE(eventually([this] { return mode() == 0; }));
 }
 
+/// Where all but the unit's places is read-only, without a capability, by the umask of the unit.
+TEST_F(DaemonTest, RunsOnWhatItsUnitAllows) {
+  Lab::command({"daemon", "stop"});
+  const HostChange places(
+      lab.member,
+      "mv /var/log/orvald.log /root/log.e2e; systemd-tmpfiles --create " +
+          std::string(JOINSCOPE_PACKAGING "/velkd.tmpfiles"),
+      "rm -rf /run/velkd /run/velkd.lock; mv /root/log.e2e /var/log/orvald.log");
+  const std::string confined =
+      "mkdir -m 700 /run/velkd; mount --bind /run /run; mount --bind /var /var; "
+      "cd " JOINSCOPE_PACKAGING
+      "; "
+      "for place in /run/velkd $(sed -n 's/^ReadWritePaths=//p' velkd.service); do "
+      "place=${place#-}; [ ! -e $place ] || mount --bind $place $place; done; "
+      "mount -o remount,bind,ro /run; mount -o remount,bind,ro /var; umask "
+      "$(sed -n 's/^UMask=//p' velkd.service); "
+      "exec setpriv --bounding-set=-all --inh-caps=-all --no-new-privs " +
+      daemonBinary();
+  RunningCommand daemon = lab.member.start({"unshare", "--mount", "sh", "-c", confined});
+  EXPECT_TRUE(eventually([this] { return mode("tester") == 0; }));
+  EXPECT_EQ(velkd({"reload"}).status, 0);
+  EXPECT_THAT(lab.member.must("cat /var/log/orvald.log"), HasSubstr("Reread the configuration"));
+  lab.member.must("kill $(pgrep -x velkd)");
+  EXPECT_EQ(daemon.wait(), (CommandResult{0, "", ""}));
+}
+
 }  // namespace
 }  // namespace joinscope::test

@@ -77,13 +77,13 @@ TEST(Listener, RefusesADirectoryThatOthersMayWriteTo) {
 TEST(InstanceLock, SecondInstanceIsToldWhoHoldsItAndTheFileGoesWithTheFirst) {
   const ScratchDirectory scratch;
   const std::string path = scratch.path("velkd.lock");
-  fs::create_symlink("real.lock", path);  // as in a runtime directory of the service manager
+  fs::create_symlink("service/real.lock", path);  // the service manager's directory, not made yet
   {
     const InstanceLock lock(path);
-    EXPECT_EQ(modeOf(scratch.path("real.lock")), 0600U);
+    EXPECT_EQ(modeOf(scratch.path("service/real.lock")), 0600U);
   }
   EXPECT_FALSE(fs::exists(path));
-  scratch.write("real.lock", "");
+  scratch.write("service/real.lock", "");
   const ChildProcess daemon([&] { takeRecordLock(path); });
   EXPECT_EQ(failureOf([&] { InstanceLock{path}; }),
             "velkd runs already: process " + std::to_string(daemon.pid()) + " holds " + path);

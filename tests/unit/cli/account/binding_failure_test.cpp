@@ -15,7 +15,7 @@ constexpr CredentialPath kCache = CredentialPath::userCache;
 constexpr CredentialPath kPassword = CredentialPath::userPassword;
 constexpr CredentialPath kMachine = CredentialPath::machine;
 
-constexpr char kInvalidAlice[] = "Invalid username or password for user \"alice\"";
+constexpr char kInvalidAlice[] = "Invalid username or password for user \"al\\x1Bice\"";
 constexpr char kInvalidNobody[] = "Invalid username or password for user \"\"";
 constexpr char kMachineChanged[] =
     "Computer account password has been changed.\nPlease correct the cause of this problem, then "
@@ -70,7 +70,9 @@ TEST(BindingFailure, EachKindAndCodeHasItsMessageAndStatus) {
   };
   const UserCredentials nobody;
   UserCredentials alice;
-  alice.user = "alice";
+  alice.user =
+      "al\x1b"
+      "ice";
   for (const Row& row : rows) {
     SCOPED_TRACE(row.message);
     const UserCredentials* user = row.path == kPassword ? &alice : &nobody;
