@@ -197,14 +197,15 @@ TEST_F(AccountTest, PasswordsByKerberosAndByNtlm) {
       {"not ASCII", "ünal.öz", "Gizli-Şifre9", 0, "", 0, ""},
       {"wrong", "alice", "Alice-Pass2", 19, "Invalid username or password for user \"alice\"", 160,
        kWrong},
+      {"not ASCII, in capitals", "ÜNAL.ÖZ", "Gizli-Şifre9", 0, "", 0, ""},
       {"unknown user", "nobody.here", "Alice-Pass1", 19,
-       "Invalid username or password for user \"nobody.here\"", 160, "Reason: "},
+       "Invalid username or password for user \"nobody.here\"", 160, kWrong},
       {"disabled", "bob.disabled", "Bob-Pass1", 6, "Kerberos error: rc=-1765328366 ", 160,
-       "Reason: "},
+       "Reason: This user can't sign in because this account is currently disabled."},
       {"expired", "carol.expired", "Carol-Pass1", 6, "Kerberos error: rc=-1765328366 ", 160,
-       "Reason: "},
+       "Reason: The user's account has expired."},
       {"must change", "dave.mustchange", "Dave-Pass1", 6, "Kerberos error: rc=-1765328361 ", 160,
-       "Reason: "},
+       "Reason: The user's password must be changed before signing in."},
   };
   for (const Logon& logon : logons) {
     SCOPED_TRACE(logon.what);
@@ -275,6 +276,39 @@ TEST_F(AccountTest, PasswordsWithoutAController) {
     EXPECT_THAT(nowhere.out, testing::StartsWith("No domain specified\nSpecify a domain or join "
                                                  "the machine to a domain\n"));
     EXPECT_EQ(nowhere.status, 7);
+  }
+}
+
+TEST_F(AccountTest, NtlmAsksTheServerThatIsNamed) {
+  const auto failed = [](const std::string& reason) {
+    return CommandResult{159, "",
+                         "Failed to authenticate user alice.\nException caught: " + reason + "\n"};
+  };
+  const std::pair<const char*, CommandResult> rows[] = {
+      {"dc1.lab.test:389", {0, "Password for user \"alice\" is correct\n", ""}},
+      {"gone.lab.test", failed("gone.lab.test: the name has no address")},
+      {"host1.lab.test", failed("host1.lab.test: SMB connect: 10.99.0.21:445: Connection refused")},
+  };
+  for (const auto& [server, result] : rows) {
+    EXPECT_EQ(lab.guest.joinscope(withAlice({"-N", "lab.test", "-S", server})), result);
+  }
+}
+
+// Each signs in its own way, also where the policy is to sign nothing.
+TEST_F(AccountTest, NtlmIsProvenInEveryDialectAndByEveryPolicy) {
+  const std::string file = "/etc/samba/smb.conf";
+  const std::string reread = "smbcontrol smbd reload-config && smbcontrol smbd ping >/dev/null";
+  for (const char* setting : {"server max protocol = SMB2_10", "server max protocol = SMB3_02",
+                              "server max protocol = SMB3_11", "server signing = disabled",
+                              "server signing = mandatory", "smb encrypt = required"}) {
+    SCOPED_TRACE(setting);
+    const HostChange policy(lab.dc,
+                            "cp " + file + " /tmp/smb.conf && sed -i 's/^\\[global\\]/&\\n" +
+                                setting + "/' " + file + " && " + reread,
+                            "cp /tmp/smb.conf " + file + " && " + reread);
+    EXPECT_EQ(lab.guest.joinscope(withAlice({"-N", "lab.test"})).status, 0);
+    EXPECT_EQ(lab.guest.joinscope({"-N", "lab.test", "-u", "alice", "-p", "alice-pass1"}).status,
+              160);
   }
 }
 

@@ -87,17 +87,6 @@ TEST_F(DiagTest, UnjoinedHostWithUserAndPassword) {
   EXPECT_EQ(result.status, 0);
 }
 
-TEST_F(DiagTest, SambaToolSaysTheSameOfTheDomain) {
-  const std::string info = lab.member.must("samba-tool domain info dc1.lab.test");
-  EXPECT_THAT(info, testing::AllOf(HasSubstr("Forest           : lab.test\n"),
-                                   HasSubstr("Domain           : lab.test\n"),
-                                   HasSubstr("DC name          : dc1.lab.test\n"),
-                                   HasSubstr("Client site      : " + siteByAdcli(lab.member))));
-  const std::string levels = lab.dc.must("samba-tool domain level show");
-  EXPECT_THAT(levels, testing::AllOf(HasSubstr("Forest function level: (Windows) 2008 R2\n"),
-                                     HasSubstr("Domain function level: (Windows) 2008 R2\n")));
-}
-
 TEST_F(DiagTest, UserNamesOfEveryForm) {
   const std::vector<std::vector<std::string>> users{
       {"-u", "alice@lab.test", "-p", "Alice-Pass1"},
