@@ -1,17 +1,14 @@
 // Whether a key distribution center answers behind an open port: a request for a ticket to somebody
 // who does not exist (RFC 4120, 5.4.1), which no account pays for, and any answer to it.
-#include <poll.h>
-#include <sys/socket.h>
-
 #include <cerrno>
 
-#include <array>
-#include <cstdint>
 #include <initializer_list>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "tolk/net/probes.h"
-#include "tolk/net/sockets.h"
+#include "tolk/net/tcp_exchange.h"
 
 namespace tolk {
 namespace {
@@ -69,73 +66,31 @@ std::string ticketRequest(const std::string& realm) {
   return message + request;
 }
 
-class KdcProbe final : public Task<std::string> {
+class KdcProbe final : public TcpExchange<std::string> {
  public:
   KdcProbe(EventLoop& loop, const sockaddr_in& address, const std::string& realm,
            std::chrono::milliseconds limit)
-      : Task(loop, Clock::now() + limit),
-        address_(address),
-        limit_(limit),
-        request_(ticketRequest(realm)) {
-    int error = 0;
-    socket_ = beginConnect(address, error);
-    if (error != 0 && error != EINPROGRESS) fail(error);
-  }
+      : TcpExchange(loop, address, ticketRequest(realm), limit) {}
 
  private:
-  void watch(std::vector<pollfd>& out) override {
-    out.push_back({socket_.get(), sent_ < request_.size() ? short{POLLOUT} : short{POLLIN}, 0});
-  }
-
-  void advance(std::span<const pollfd> /*ready*/) override {
-    if (sent_ < request_.size()) return send();
-    std::array<char, 64> piece;
-    const ssize_t size = ::recv(socket_.get(), piece.data(), piece.size(), 0);
-    if (size < 0) return failUnlessLater();
-    if (size == 0) return finish("the connection was closed without an answer");
-    answer_.append(piece.data(), static_cast<std::size_t>(size));
-    judge();
-  }
-
-  void send() {
-    if (const int error = connectError(socket_.get()); error != 0) return fail(error);
-    const ssize_t size =
-        ::send(socket_.get(), request_.data() + sent_, request_.size() - sent_, MSG_NOSIGNAL);
-    if (size < 0) return failUnlessLater();
-    sent_ += static_cast<std::size_t>(size);
-  }
-
   // An error message (RFC 4120, 5.9.1) or a ticket.
-  void judge() {
+  std::optional<std::string> accept(std::string_view received) override {
     constexpr char kError = 0x7e;
     constexpr char kTicket = 0x6b;
-    if (answer_.size() <= kLengthBytes) return;
+    if (received.size() <= kLengthBytes) return std::nullopt;
     std::size_t length = 0;
-    for (const char byte : answer_.substr(0, kLengthBytes)) {
+    for (const char byte : received.substr(0, kLengthBytes)) {
       length = length << 8 | static_cast<unsigned char>(byte);
     }
-    const char tag = answer_[kLengthBytes];
+    const char tag = received[kLengthBytes];
     const bool good = length > 1 && length < kMostBytes && (tag == kError || tag == kTicket);
-    finish(good ? "" : "the answer is not that of a key distribution center");
+    return good ? "" : "the answer is not that of a key distribution center";
   }
 
-  void failUnlessLater() {
-    if (errno != EAGAIN && errno != EINTR) fail(errno);
+  void fail(int error) override {
+    const std::string limit = error == ETIME ? " (" + limitSource(PN::KRB5_KDC_TIMEOUT) + ")" : "";
+    finish(describe(error, "answer") + limit);
   }
-
-  void fail(int error) { finish(failureText(address_, error)); }
-
-  void expire() override {
-    finish("no answer within " + limitText(limit_) + " (" + limitSource(PN::KRB5_KDC_TIMEOUT) +
-           ")");
-  }
-
-  sockaddr_in address_;
-  std::chrono::milliseconds limit_;
-  std::string request_;
-  UniqueFd socket_;
-  std::size_t sent_ = 0;
-  std::string answer_;
 };
 
 }  // namespace
