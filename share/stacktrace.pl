@@ -21,6 +21,12 @@ sub daemonId {
   return (grep { /^Uid:(\s+0){4}$/ } <$status>) ? $id : undef;
 }
 
+# Whether the process is stopped by a signal.
+sub isStopped {
+  open(my $status, '<', "/proc/$_[0]/status") or return;
+  return scalar grep { /^State:\s+T/ } <$status>;
+}
+
 sub fromKernel {
   my ($id) = @_;
   my $text = '';
@@ -36,6 +42,18 @@ sub fromKernel {
 }
 
 my $id = daemonId();
+my $pipe;
+my $stopped = defined $id && isStopped($id);
+
+# A debugger that is killed while it attaches leaves the daemon stopped. What ends this script ends the debugger, too,
+# which detaches when it is given the time.
+$SIG{$_} = sub { exit 143 } for qw(HUP INT TERM);
+END {
+  local $?;
+  close $pipe if $pipe;
+  kill 'CONT', $id if defined $id && !$stopped && isStopped($id);
+}
+
 if (!defined $id) {
   print $out "velkd is not running\n";
 } else {
@@ -44,7 +62,7 @@ if (!defined $id) {
   open(STDERR, '>', '/dev/null');  # the debugger's complaints about missing symbols
   # No start-up file and no script that the daemon's files bring along: all of it would run as root.
   my @quiet = ('-q', '-batch', '-nx', '-iex', 'set auto-load off', '-iex', 'set debuginfod enabled off');
-  if ($debugger && open(my $pipe, '-|', $debugger, @quiet, '-p', $id, '-ex', 'thread apply all bt')) {
+  if ($debugger && open($pipe, '-|', $debugger, @quiet, '-p', $id, '-ex', 'thread apply all bt')) {
     local $/;
     $text = <$pipe> // '';
   }

@@ -248,6 +248,19 @@ TEST_F(SupportTest, InterruptEndsTheScriptToo) {
   EXPECT_EQ(lab.member.must("rm /tmp/ended && pgrep -fx 'sleep 4711' || echo none"), "none\n");
 }
 
+// A debugger that attaches has stopped the daemon; one that is killed then leaves it so.
+TEST_F(SupportTest, InterruptedStackTraceLeavesTheDaemonRunning) {
+  const std::string state = "ps -o stat= -p $(pgrep -x velkd)";
+  const CommandResult run = lab.member.joinscopeAfter(
+      instead("/usr/bin/gdb",
+              "while [ \"$1\" != -p ]; do shift; done; kill -STOP \"$2\"; sleep 60") +
+          "; " + joinscopeBinary() + " --support -o /mnt/report & for i in $(seq 200); do " +
+          state + " | grep -q T && break; sleep 0.1; done; kill -TERM $!; wait $! || [ $? = 143 ]",
+      {"--version"});
+  EXPECT_EQ(run.status, 0);
+  EXPECT_THAT(lab.member.must(state + "; kill -CONT $(pgrep -x velkd)"), StartsWith("S"));
+}
+
 TEST_F(SupportTest, DebugCache) {
   const CommandResult run = lab.member.joinscope({"--debugcache"});
   EXPECT_EQ(run.status, 0);
