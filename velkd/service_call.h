@@ -40,8 +40,8 @@ struct Reply {
 /// Parameters by name, of the type that the interface says; else they throw as throwInvalid().
 [[nodiscard]] const json::Value& needed(const json::Value& parameters, std::string_view name);
 [[nodiscard]] bool flag(const json::Value& object, std::string_view name, bool fallback);
-/// A list of attribute descriptions (RFC 4512, 2.5, and "*" and the like): graphic ASCII, at most 256
-/// bytes each.
+/// A list of attribute descriptions (RFC 4512, 2.5, and "*" and the like): graphic ASCII, at most
+/// 256 bytes each.
 [[nodiscard]] std::vector<std::string> attributeNames(const json::Value& parameters,
                                                       std::string_view name);
 /// A text without a NUL byte, which would end it early in C.

@@ -1,3 +1,4 @@
+// Writes the report, then lets the agent's scripts collect in their order.
 #include "cli/support/collect_support.h"
 
 #include <sys/stat.h>

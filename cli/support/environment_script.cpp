@@ -1,3 +1,5 @@
+// A script that prints, and beside it a file with this process's variables, which the script
+// itself does not get.
 #include "cli/support/environment_script.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Begin, end and hours become the arguments of journalctl(1).
 #include "cli/support/log_window.h"
 
 #include <algorithm>

@@ -1,3 +1,5 @@
+// Standard output and error go into the file for as long as the report is written; whether it
+// took all is asked at the end.
 #include "cli/support/report_file.h"
 
 #include <fcntl.h>

@@ -1,3 +1,4 @@
+// Sections in their order: the reports of other tasks, files, output of commands.
 #include "cli/support/support_report.h"
 
 #include <dirent.h>

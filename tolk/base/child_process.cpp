@@ -1,3 +1,5 @@
+// fork and exec with a clean environment and a process group, which is ended as a whole when its
+// time is up or this process is told to end.
 #include "tolk/base/child_process.h"
 
 #include <poll.h>

@@ -1,3 +1,4 @@
+// A leaky bucket for each source place; the number left out goes with the next line.
 #include "tolk/base/log_limit.h"
 
 #include <algorithm>

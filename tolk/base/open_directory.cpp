@@ -1,3 +1,4 @@
+// Made with the mode it is to have, whatever the umask.
 #include "tolk/base/open_directory.h"
 
 #include <sys/stat.h>

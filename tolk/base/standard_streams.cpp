@@ -1,3 +1,5 @@
+// A descriptor that is closed is opened on /dev/null in the wrong direction, so that its use
+// fails.
 #include "tolk/base/standard_streams.h"
 
 #include <fcntl.h>

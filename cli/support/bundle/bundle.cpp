@@ -1,3 +1,5 @@
+// Report and stack trace, then logs, then the paths; a mark behind each whole entry is the place
+// to which the file is cut back when something ends the work.
 #include "cli/support/bundle/bundle.h"
 
 #include <sys/stat.h>

@@ -1,3 +1,5 @@
+// A file without a name gets one when all is in it. Each mark ends a gzip member, so that the
+// file is whole when it is cut there.
 #include "cli/support/bundle/bundle_file.h"
 
 #include <fcntl.h>

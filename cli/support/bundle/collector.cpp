@@ -1,3 +1,5 @@
+// Every step is relative to an open directory and follows no link, so that what others do to the
+// tree meanwhile leads nowhere else.
 #include "cli/support/bundle/collector.h"
 
 #include <dirent.h>

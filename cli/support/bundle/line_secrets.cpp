@@ -1,3 +1,4 @@
+// One pass from name to name; what a name's value is, secret_value.cpp says.
 #include "cli/support/bundle/line_secrets.h"
 
 #include <algorithm>

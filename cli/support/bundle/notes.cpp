@@ -1,3 +1,4 @@
+// Lines with their number, the first ones kept.
 #include "cli/support/bundle/notes.h"
 
 #include <algorithm>

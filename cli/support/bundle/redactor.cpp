@@ -1,3 +1,5 @@
+// Line by line, with what the lines before have opened: a key's armour, a value that goes on, a
+// part of the report that joinscope wrote itself.
 #include "cli/support/bundle/redactor.h"
 
 #include <algorithm>

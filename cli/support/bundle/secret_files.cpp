@@ -1,3 +1,4 @@
+// A table of first bytes, and for DER and wide text a look at their structure.
 #include "cli/support/bundle/secret_files.h"
 
 #include <algorithm>

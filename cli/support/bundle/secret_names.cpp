@@ -1,3 +1,4 @@
+// A name is squeezed to its letters and known by its ending.
 #include "cli/support/bundle/secret_names.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Each syntax ends a value in its own way: quotes, brackets, the next member, the line.
 #include "cli/support/bundle/secret_value.h"
 
 #include <algorithm>

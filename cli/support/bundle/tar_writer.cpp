@@ -1,3 +1,4 @@
+// libarchive writes headers and padding into the bundle's file; after a cut it starts anew.
 #include "cli/support/bundle/tar_writer.h"
 
 #include <archive_entry.h>
