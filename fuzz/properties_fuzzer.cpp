@@ -33,8 +33,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     require(key.find(':') == std::string::npos && value.find('\n') == std::string::npos);
     require(tolk::isUtf8(tolk::EscapeSpecialChars(value)));
     (void)properties.getTime(key, 's', 1);
-    (void)properties.getBool(key, false);
     properties.set(tolk::PN::VELKD_RPC_TIMEOUT, value);
+    (void)properties.getBool(tolk::PN::VELKD_RPC_TIMEOUT);
     const int limit = properties.getLimitMs(tolk::PN::VELKD_RPC_TIMEOUT);
     require(limit >= 100 && limit <= 3600000);
     if (!isPlain(key, value)) continue;

@@ -157,7 +157,7 @@ void CloudService::connected() {
 }
 
 void CloudService::startEvents() {
-  if (!tolk::Props().getBool(tolk::PN::VELKD_CLOUD_LOG_PRIVEVENT, false)) return;
+  if (!tolk::Props().getBool(tolk::PN::VELKD_CLOUD_LOG_PRIVEVENT)) return;
   const std::lock_guard lock(mutex_);
   if (eventsStarted_) return;
   eventsStarted_ = true;
@@ -219,7 +219,7 @@ bool CloudService::authenticate(std::function<void(MfaSessions&)> work) {
 }
 
 bool CloudService::logEvent(PrivilegeEvent event) {
-  if (!tolk::Props().getBool(tolk::PN::VELKD_CLOUD_LOG_PRIVEVENT, false)) return false;
+  if (!tolk::Props().getBool(tolk::PN::VELKD_CLOUD_LOG_PRIVEVENT)) return false;
   tolk::ORBProcessor::handleLogPrivEvent(std::move(event));
   return true;
 }

@@ -40,12 +40,12 @@ ObjectState stateOf(const MachineBinding::Read& read) {
 }  // namespace
 
 Directory::Identity Directory::readIdentity() {
-  Identity identity{.domain = tolk::loadSetting(tolk::SETTING_DOMAIN_NAME, false, false),
-                    .host = tolk::loadSetting(tolk::SETTING_HOST_NAME, false, false),
+  Identity identity{.domain = tolk::loadSetting(tolk::SETTING_DOMAIN_NAME),
+                    .host = tolk::loadSetting(tolk::SETTING_HOST_NAME),
                     .sid = std::nullopt};
   if (identity.domain.empty() || identity.host.empty()) return {};
   identity.host += '\n' + tolk::PreW2KHostName();
-  const std::string sid = tolk::loadSetting(tolk::SETTING_HOSTSID, false, false);
+  const std::string sid = tolk::loadSetting(tolk::SETTING_HOSTSID);
   if (!sid.empty()) identity.sid = tolk::SID(sid);
   return identity;
 }

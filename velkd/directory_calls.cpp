@@ -83,7 +83,7 @@ std::string Directory::answer(const FetchCall& call) {
   const std::string key = keyOf(call);
   const std::chrono::milliseconds lifetime(
       tolk::Props().getLimitMs(tolk::PN::VELKD_CACHE_LIFETIME));
-  const bool cached = !call.fresh && !tolk::Props().getBool(tolk::PN::TOLKD_CACHE_DISABLE, false);
+  const bool cached = !call.fresh && !tolk::Props().getBool(tolk::PN::TOLKD_CACHE_DISABLE);
   auto known = cached ? cache_.find(key, lifetime, Clock::now()) : std::nullopt;
   board_.update(
       [&](DirectoryStatus& status) { ++(known ? status.cacheHits : status.cacheMisses); });

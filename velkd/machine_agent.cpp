@@ -43,11 +43,11 @@ class NameList {
 
 // "" when there is no object: joined without a zone, or to the automatic one.
 std::string zoneName() {
-  const std::string schema = tolk::loadSetting(tolk::SETTING_SCHEMA, false, false);
+  const std::string schema = tolk::loadSetting(tolk::SETTING_SCHEMA);
   for (const std::string_view none : {tolk::SCHEMA_AUTO, tolk::SCHEMA_NULL}) {
     if (tolk::equalsIgnoringCase(schema, none)) return {};
   }
-  return tolk::loadSetting(tolk::SETTING_ZONE_REALNAME, false, false);
+  return tolk::loadSetting(tolk::SETTING_ZONE_REALNAME);
 }
 
 std::optional<tolk::InterfaceDescription> addressTowardsHost(const std::string& host) {
@@ -149,7 +149,7 @@ tolk::AgentPlace MachineSession::place() {
   try {
     // A host outside of every subnet, or without an answer, is where it was joined to.
     if (place.site.empty()) {
-      place.site = tolk::loadSetting(tolk::SETTING_MACHINE_SITE, false, false);
+      place.site = tolk::loadSetting(tolk::SETTING_MACHINE_SITE);
     }
     // Not every controller names the next closest site.
     if (place.nextClosestSite.empty()) {
@@ -178,7 +178,7 @@ tolk::ADObject MachineSession::zone() {
 }  // namespace
 
 std::unique_ptr<tolk::ADSession> MachineAgent::open() {
-  const std::string domain = tolk::loadSetting(tolk::SETTING_DOMAIN_NAME, false, false);
+  const std::string domain = tolk::loadSetting(tolk::SETTING_DOMAIN_NAME);
   if (domain.empty()) throw tolk::NotFoundException("This host is in no domain");
   return std::make_unique<MachineSession>(domain);
 }

@@ -207,7 +207,7 @@ SystemFacts readSystemFacts(bool privileged, const StatusBoard& board, const Cou
       tolk::SETTING_ZONE_REALNAME, tolk::SETTING_SCHEMA,       tolk::SETTING_ZONE_GUID};
   try {
     for (const std::string_view name : kSettings) {
-      facts.settings[std::string(name)] = tolk::loadSetting(name, false, false);
+      facts.settings[std::string(name)] = tolk::loadSetting(name);
     }
     tolk::CheckEssentialKSets();
   } catch (const tolk::Base_Exception& e) {

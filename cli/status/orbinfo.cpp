@@ -81,7 +81,7 @@ int readSettings() {
     return exit_status::kOrbUnknown;
   }
   const std::string platform = fields[kPlatformField] + ",";
-  if (tolk::Props().getBool(tolk::PN::CLOUD_DIRECT_CONNECTION, false)) {
+  if (tolk::Props().getBool(tolk::PN::CLOUD_DIRECT_CONNECTION)) {
     return answer(platform, exit_status::kOrbStored);
   }
   tolk::UpdateCloudHttpProxy();

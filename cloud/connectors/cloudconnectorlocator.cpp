@@ -67,7 +67,7 @@ std::vector<CloudConnector> CloudConnectorLocator::State::listed(
 }
 
 void CloudConnectorLocator::State::splitBySubnet() {
-  const bool wanted = Props().getBool(PN::DEFAULT_CLOUD_CONNECTOR_SUBNET_PREFERENCE, true);
+  const bool wanted = Props().getBool(PN::DEFAULT_CLOUD_CONNECTOR_SUBNET_PREFERENCE);
   if (!wanted || !place.address) return;
   const ConnectorAddresses addresses =
       resolveConnectors(lists.list(ConnectorList::site), connectors);

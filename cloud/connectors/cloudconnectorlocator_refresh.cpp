@@ -45,7 +45,7 @@ class OneAtATime {
 // way.
 bool reachedWithoutConnector() {
   const Properties& properties = Props();
-  return properties.getBool(PN::CLOUD_DIRECT_CONNECTION, false) ||
+  return properties.getBool(PN::CLOUD_DIRECT_CONNECTION) ||
          !properties.getProperty(PN::CLOUD_PROXY_SERVER).empty();
 }
 

@@ -97,8 +97,7 @@ bool iwaRequired() {
   const Properties& properties = Props();
   if (!properties.getProperty(PN::CLOUD_IWA_URL_OVERRIDE).empty()) return false;
   const std::string version = properties.getProperty(PN::CLOUD_REST_VERSION);
-  return (version != "0" && version != "1.0") ||
-         properties.getBool(PN::VELKD_CLOUD_LOG_PRIVEVENT, false);
+  return (version != "0" && version != "1.0") || properties.getBool(PN::VELKD_CLOUD_LOG_PRIVEVENT);
 }
 
 ZonePlatform readZonePlatform(const ADObject& zone) {
@@ -114,7 +113,7 @@ ZonePlatform readZonePlatform(const ADObject& zone) {
   const Properties& properties = Props();
   platform.url = properties.getProperty(PN::VELKD_LEGACYZONE_MFA_CLOUDURL);
   platform.tenantId = properties.getProperty(PN::VELKD_LEGACYZONE_MFA_TENANTID);
-  platform.mfaEnabled = properties.getBool(PN::VELKD_LEGACYZONE_MFA_ENABLED, false);
+  platform.mfaEnabled = properties.getBool(PN::VELKD_LEGACYZONE_MFA_ENABLED);
   return platform;
 }
 

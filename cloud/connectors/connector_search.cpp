@@ -117,7 +117,7 @@ bool prepareSpecifiedSearch(ConnectorQuery& query) {
 
 void prepareNormalSearch(ConnectorQuery& query, const std::string& site) {
   query.filter = kFilterStart;
-  if (Props().getBool(PN::CLOUD_CONNECTOR_LOCAL, false)) {
+  if (Props().getBool(PN::CLOUD_CONNECTOR_LOCAL)) {
     if (site.empty()) {
       logConnector(
           LogLevel::error,

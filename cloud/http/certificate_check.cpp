@@ -43,7 +43,7 @@ std::string findCertificateBundle() {
 }
 
 void checkPlatformCertificate(CurlObject& transfer, const CloudLog& log) {
-  const bool skip = Props().getBool(PN::VELKD_CLOUD_SKIP_CERT_VERIFICATION, false);
+  const bool skip = Props().getBool(PN::VELKD_CLOUD_SKIP_CERT_VERIFICATION);
   verify(transfer, !skip);
   transfer.clearOption(CURLOPT_CAINFO);
   if (skip) return;
@@ -61,7 +61,7 @@ void checkPlatformCertificate(CurlObject& transfer, const CloudLog& log) {
 }
 
 void checkSiteCertificate(CurlObject& transfer) {
-  const bool skip = Props().getBool(PN::VELKD_IWA_SKIP_CERT_VERIFICATION, false);
+  const bool skip = Props().getBool(PN::VELKD_IWA_SKIP_CERT_VERIFICATION);
   verify(transfer, !skip);
   if (skip) return;
   transfer.setOption(CURLOPT_CAPATH, Props().getProperty(PN::ADSEC_CERT_DIR));

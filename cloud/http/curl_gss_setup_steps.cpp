@@ -70,15 +70,15 @@ void CreateDomainBind4Proxy(const std::string& domain, LDAPBinding*& binding,
         "Failed to downcast ADBind to ADBinding, incorrect binding type was supplied!");
   }
   kLog.debug("Asking the directory of '%s' for the name of a web service", {domain});
-  machine->connect("", "", 0);
+  machine->connect();
   std::unique_ptr<ADBinding> made;
   try {
     made = std::make_unique<ADBinding>(*machine, true);
-    made->connect("", "", 0);
+    made->connect();
   } catch (const Base_Exception& e) {
     kLog.debug("No global catalog: %s", {e.what()});
     made = std::make_unique<ADBinding>(*machine, false);
-    made->connect("", "", 0);
+    made->connect();
   }
   binding = made.release();
   release = FreeDomainBind4Proxy;
@@ -101,7 +101,7 @@ void CurlProxyNegotiateHelper::setSpnLooker() {
 
 std::string CurlProxyNegotiateHelper::canonicalPrincipal(const std::string& spn) {
   std::string canonical;
-  const std::string domain = loadSetting(SETTING_DOMAIN_NAME, false, false);
+  const std::string domain = loadSetting(SETTING_DOMAIN_NAME);
   const std::string key = spn + "@" + domain;
   if (knownNames.find(key, canonical)) return canonical;
   setSpnLooker();

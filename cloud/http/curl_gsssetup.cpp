@@ -222,8 +222,7 @@ void CurlProxyNegotiateHelper::throwIfRefused() const {
 }
 
 Krb5Principal CurlProxyNegotiateHelper::proxyPrincipal() {
-  Krb5Principal principal =
-      userPrincipal(context(), user_, loadSetting(SETTING_DOMAIN_NAME, false, false));
+  Krb5Principal principal = userPrincipal(context(), user_, loadSetting(SETTING_DOMAIN_NAME));
   setAllowableEtypes(ADUser::getRealmName(principalText(context(), principal.get()), nullptr));
   return principal;
 }

@@ -54,7 +54,7 @@ std::string hostOf(const std::string& server) {
 
 }  // namespace
 
-CurlObject::CurlObject() : allowsHttp_(Props().getBool(PN::CLOUD_ALLOW_HTTP, false)) {
+CurlObject::CurlObject() : allowsHttp_(Props().getBool(PN::CLOUD_ALLOW_HTTP)) {
   startCurl();
   handle_.reset(curl_easy_init());
   if (!handle_) throw CurlException("Failed to create curl context", CURLE_FAILED_INIT);

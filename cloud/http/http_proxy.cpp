@@ -107,7 +107,7 @@ void UpdateCloudHttpProxy() {
   HttpProxy proxy;
   const auto [host, port] = configuredServer();
   if (!host.empty()) proxy.server = host + ":" + port;
-  if (!proxy.server.empty() && Props().getBool(PN::CLOUD_PROXY_AUTH_REQUIRED, false)) {
+  if (!proxy.server.empty() && Props().getBool(PN::CLOUD_PROXY_AUTH_REQUIRED)) {
     setAuthentication(proxy, host);
   }
   kLog.debug("The http proxy setting from config is proxy: '%s', auth: '%s'.",
@@ -121,13 +121,13 @@ HttpProxy getProxySettings() {
 }
 
 bool usesCloudConnector() {
-  if (Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false)) return false;
+  if (Props().getBool(PN::CLOUD_DIRECT_CONNECTION)) return false;
   const HttpProxy proxy = getProxySettings();
   return proxy.usable && proxy.server.empty() && ConnectorAccess::current() != nullptr;
 }
 
 HttpProxy getCloudProxy() {
-  if (Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false)) return {};
+  if (Props().getBool(PN::CLOUD_DIRECT_CONNECTION)) return {};
   HttpProxy proxy = getProxySettings();
   if (!proxy.usable) return {};
   if (!usesCloudConnector()) return proxy;

@@ -24,7 +24,7 @@ IwaAddress configuredIwaAddress(ConnectorAccess* connectors) {
 PlatformWay PlatformWay::choose(bool needsSiteCheck) {
   ConnectorAccess* const connectors = ConnectorAccess::current();
   PlatformWay way;
-  way.direct = Props().getBool(PN::CLOUD_DIRECT_CONNECTION, false);
+  way.direct = Props().getBool(PN::CLOUD_DIRECT_CONNECTION);
   // Also where another proxy is configured: a connector tells the platform, and offers the site
   // check.
   if (connectors != nullptr) (void)connectors->getCloudConnector();

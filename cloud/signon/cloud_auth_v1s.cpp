@@ -164,7 +164,7 @@ CloudAuthV1S::Verdict CloudAuthV1S::startMfa() {
 CloudAuthV1S::Verdict CloudAuthV1S::callEndpoint() {
   transfer().setCookie(std::string(CLOUD_AUTH_COOKIE) + "=" + userCookie_ + ";");
   const char* path = isCommand() ? CLOUD_RESTAPI_KRUN_EXECUTE : CLOUD_RESTAPI_MFA_LOGIN;
-  const bool carriesPayload = Props().getBool(PN::VELKD_CLOUD_MFA_PAYLOADS, false);
+  const bool carriesPayload = Props().getBool(PN::VELKD_CLOUD_MFA_PAYLOADS);
   Verdict verdict;
   verdict.success = carriesPayload
                         ? post(path, {{JSON_MEMBER_USERNAME, user_},

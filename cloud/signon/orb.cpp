@@ -51,7 +51,7 @@ std::vector<EventPayload> ORBProcessor::gEvtPayloads;
 std::shared_ptr<ORBProcessor> ORBProcessor::gProcessor;
 
 void ORBProcessor::checkEnabled() {
-  if (Props().getBool(PN::VELKD_CLOUD_LOG_PRIVEVENT, false)) return;
+  if (Props().getBool(PN::VELKD_CLOUD_LOG_PRIVEVENT)) return;
   throw ORBException("ORB is disabled in config file.", 0);
 }
 

@@ -14,7 +14,7 @@ std::atomic<bool> cacheDisabled{false};
 }  // namespace
 
 void NoCacheMode::reset() {
-  cacheDisabled = Props().getBool(PN::TOLKD_CACHE_DISABLE, false);
+  cacheDisabled = Props().getBool(PN::TOLKD_CACHE_DISABLE);
 }
 
 bool NoCacheMode::active() noexcept {

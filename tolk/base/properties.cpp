@@ -195,11 +195,10 @@ int Properties::getLimitMs(const Property& property) const {
   return static_cast<int>(std::lround(std::clamp(seconds, kLeastSeconds, kMostSeconds) * 1000));
 }
 
-bool Properties::getBool(std::string_view key, bool fallback) const {
-  const std::string value = toLower(getProperty(key, ""));
+bool Properties::getBool(const Property& property) const {
+  const std::string value = toLower(getProperty(property));
   if (value == "true" || value == "yes" || value == "1") return true;
-  if (value == "false" || value == "no" || value == "0") return false;
-  return fallback;
+  return property.value == "true" && value != "false" && value != "no" && value != "0";
 }
 
 void Properties::set(std::string_view key, std::string value) {

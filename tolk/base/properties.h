@@ -55,8 +55,8 @@ class Properties {
   /// Fractions and the units of getTime are accepted; what is no number, or negative, counts as the
   /// documented default.
   [[nodiscard]] int getLimitMs(const Property& property) const;
-  /// "true", "yes", "1" or "false", "no", "0" in any case; anything else is `fallback`.
-  [[nodiscard]] bool getBool(std::string_view key, bool fallback) const;
+  /// "true", "yes", "1" or "false", "no", "0" in any case; anything else is the documented default.
+  [[nodiscard]] bool getBool(const Property& property) const;
 
   /// Sets or inserts a value in memory; nothing is written to disk.
   void set(std::string_view key, std::string value);

@@ -68,8 +68,8 @@ inline constexpr Property KRB5_KEYTAB_NAME{"KRB5_KEYTAB_NAME", "krb5.keytab.name
                                            "/etc/krb5.keytab", "path",
                                            "Keytab with the keys of the computer account."};
 inline constexpr Property KRB5_ALLOW_WEAK_CRYPTO{
-    "KRB5_ALLOW_WEAK_CRYPTO", "krb5.allow.weak.crypto", "", "boolean",
-    "Whether weak Kerberos encryption types are allowed; they are when this is absent."};
+    "KRB5_ALLOW_WEAK_CRYPTO", "krb5.allow.weak.crypto", "true", "boolean",
+    "Whether weak Kerberos encryption types are allowed."};
 inline constexpr Property VELKD_RPC_TIMEOUT{"VELKD_RPC_TIMEOUT", "velkd.rpc.timeout", "10",
                                             "seconds",
                                             "Limit of one call to the agent daemon; velkd itself "

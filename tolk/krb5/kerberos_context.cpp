@@ -69,7 +69,7 @@ krb5_context openContext() {
 }
 
 void configure(krb5_context context) {
-  const bool weak = Props().getBool(PN::KRB5_ALLOW_WEAK_CRYPTO, true);
+  const bool weak = Props().getBool(PN::KRB5_ALLOW_WEAK_CRYPTO);
   krb5_allow_weak_crypto(context, static_cast<krb5_boolean>(weak));
   krb5_set_trace_callback(context, &orv_krb5_trace_cb, nullptr);
 }

@@ -123,14 +123,28 @@ TEST(Properties, LimitsAreClampedAndNonsenseIsTheDefault) {
   }
 }
 
-TEST(Properties, Booleans) {
-  Properties properties;
-  properties.parse("a: TRUE\nb: Yes\nc: 1\nd: False\ne: no\nf: 0\ng: on\n");
-  for (const char* key : {"a", "b", "c"}) EXPECT_TRUE(properties.getBool(key, false)) << key;
-  for (const char* key : {"d", "e", "f"}) EXPECT_FALSE(properties.getBool(key, true)) << key;
-  for (const char* key : {"g", "absent"}) {
-    EXPECT_TRUE(properties.getBool(key, true)) << key;
-    EXPECT_FALSE(properties.getBool(key, false)) << key;
+TEST(Properties, WhatIsNoBooleanIsTheDefault) {
+  const Property& off = PN::CLOUD_DIRECT_CONNECTION;
+  const Property& on = PN::KRB5_ALLOW_WEAK_CRYPTO;
+  const Properties none;
+  EXPECT_TRUE(!none.getBool(off) && none.getBool(on));
+  struct Case {
+    const char* text;
+    bool whereOff, whereOn;
+  };
+  for (const Case& row : {Case{"TRUE", true, true},
+                          {"Yes", true, true},
+                          {"1", true, true},
+                          {"False", false, false},
+                          {"no", false, false},
+                          {"0", false, false},
+                          {"on", false, true},
+                          {"", false, true}}) {
+    Properties properties;
+    properties.set(off, row.text);
+    properties.set(on, row.text);
+    EXPECT_EQ(properties.getBool(off), row.whereOff) << row.text;
+    EXPECT_EQ(properties.getBool(on), row.whereOn) << row.text;
   }
 }
 
