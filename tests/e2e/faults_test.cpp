@@ -204,46 +204,6 @@ TEST_F(FaultsTest, AnAliasIsAControllerOnlyWhenItIsNamed) {
                                     "one because it was named\n"));
 }
 
-/// Another name and address of dc1, where pings are answered and connections accepted, but nothing
-/// is read, or nothing more after the bind; the first address answers no pings, so that it is the
-/// second choice.
-TEST_F(FaultsTest, AMuteControllerLeavesItsPlaceToTheNext) {
-  const DnsRecord address("mute.lab.test", "A", "10.99.0.12");
-  const DnsRecord service("_ldap._tcp.dc._msdcs.lab.test", "SRV", "0 100 389 mute.lab.test");
-  const std::pair<const char*, const char*> rows[] = {
-      {"add rule ip e2e in ct original ip daddr 10.99.0.12 tcp flags & psh == psh drop",
-       "no answer within 5 s (ldap.bind.timeout)\n"},
-      {"add chain ip e2e out { type filter hook output priority 0; }; add rule ip e2e out ct "
-       "original ip daddr 10.99.0.12 tcp sport 389 quota over 6000 bytes drop",
-       "within 8 s (the join count's limit of a search)\n"},
-  };
-  for (const auto& [rule, reason] : rows) {
-    SCOPED_TRACE(rule);
-    const HostChange twin(
-        lab.dc,
-        "samba-tool spn add ldap/mute.lab.test/lab.test 'DC1$'; ip addr add 10.99.0.12/24 dev "
-        "eth0; "
-        "nft 'add table ip e2e; add chain ip e2e nat { type nat hook prerouting priority dstnat; "
-        "}; add rule ip e2e nat ip daddr 10.99.0.12 dnat to 10.99.0.10; "
-        "add chain ip e2e in { type filter hook input priority 0; }; "
-        "add rule ip e2e in ct original ip daddr 10.99.0.10 udp dport 389 drop; " +
-            std::string(rule) + "'",
-        "nft delete table ip e2e; ip addr del 10.99.0.12/24 dev eth0; "
-        "samba-tool spn delete ldap/mute.lab.test/lab.test 'DC1$'");
-    // Time enough for the second choice to be the first that answers, whatever else runs here.
-    const CommandResult result = lab.member.joinscopeAfter(
-        "sed 's/^net.discovery.timeout.*/net.discovery.timeout: 20/' /etc/orvald/orvald.conf > "
-        "/tmp/conf.e2e; mount --bind /tmp/conf.e2e /etc/orvald/orvald.conf",
-        {"--joinedcount", "-V"}, bounded());
-    EXPECT_THAT(result.err, testing::AllOf(HasSubstr("  mute.lab.test is passed over: Timed out "
-                                                     "(mute.lab.test:389): no "),
-                                           HasSubstr(reason)));
-    EXPECT_THAT(result.out, HasSubstr("\nLAB.TEST\n  Zone Joins:        6\n"));
-    EXPECT_THAT(result.out, Not(HasSubstr("Unreachable Domains")));
-    EXPECT_EQ(result.status, 0);
-  }
-}
-
 /// The LDAP server accepts connections (the kernel does) and never answers.
 TEST_F(FaultsTest, ControllerThatIsOpenButMute) {
   const std::string listeners =
@@ -406,6 +366,49 @@ TEST_F(FaultsTest, AbsurdConfigurationFiles) {
     EXPECT_EQ(result.err, "");
     EXPECT_EQ(result.status, 0);
   }
+}
+
+/// Another name and address of dc1, where pings are answered and connections accepted, but nothing
+/// is read, or nothing more after the bind; the first address answers no pings, so that it is the
+/// second choice.
+TEST_F(FaultsTest, AMuteControllerLeavesItsPlaceToTheNext) {
+  const DnsRecord address("mute.lab.test", "A", "10.99.0.12");
+  const DnsRecord service("_ldap._tcp.dc._msdcs.lab.test", "SRV", "0 100 389 mute.lab.test");
+  const std::pair<const char*, const char*> rows[] = {
+      {"add rule ip e2e in ct original ip daddr 10.99.0.12 tcp flags & psh == psh drop",
+       "no answer within 5 s (ldap.bind.timeout)\n"},
+      {"add chain ip e2e out { type filter hook output priority 0; }; add rule ip e2e out ct "
+       "original ip daddr 10.99.0.12 tcp sport 389 quota over 6000 bytes drop",
+       "within 8 s (the join count's limit of a search)\n"},
+  };
+  for (const auto& [rule, reason] : rows) {
+    SCOPED_TRACE(rule);
+    const HostChange twin(
+        lab.dc,
+        "samba-tool spn add ldap/mute.lab.test/lab.test 'DC1$'; ip addr add 10.99.0.12/24 dev "
+        "eth0; "
+        "nft 'add table ip e2e; add chain ip e2e nat { type nat hook prerouting priority dstnat; "
+        "}; add rule ip e2e nat ip daddr 10.99.0.12 dnat to 10.99.0.10; "
+        "add chain ip e2e in { type filter hook input priority 0; }; "
+        "add rule ip e2e in ct original ip daddr 10.99.0.10 udp dport 389 drop; " +
+            std::string(rule) + "'",
+        "nft delete table ip e2e; ip addr del 10.99.0.12/24 dev eth0; "
+        "samba-tool spn delete ldap/mute.lab.test/lab.test 'DC1$'");
+    // Time enough for the second choice to be the first that answers, whatever else runs here.
+    const CommandResult result = lab.member.joinscopeAfter(
+        "sed 's/^net.discovery.timeout.*/net.discovery.timeout: 20/' /etc/orvald/orvald.conf > "
+        "/tmp/conf.e2e; mount --bind /tmp/conf.e2e /etc/orvald/orvald.conf",
+        {"--joinedcount", "-V"}, bounded());
+    EXPECT_THAT(result.err, testing::AllOf(HasSubstr("  mute.lab.test is passed over: Timed out "
+                                                     "(mute.lab.test:389): no "),
+                                           HasSubstr(reason)));
+    EXPECT_THAT(result.out, HasSubstr("\nLAB.TEST\n  Zone Joins:        6\n"));
+    EXPECT_THAT(result.out, Not(HasSubstr("Unreachable Domains")));
+    EXPECT_EQ(result.status, 0);
+  }
+  // It may have gone over to the one that is not there any more.
+  Lab::command({"daemon", "stop"});
+  Lab::command({"daemon", "start"});
 }
 
 }  // namespace
