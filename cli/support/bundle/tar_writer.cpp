@@ -14,13 +14,15 @@ using Entry = std::unique_ptr<archive_entry, tolk::Releaser<archive_entry_free>>
 
 }  // namespace
 
-// Freed as it is, an archive would write its end first.
-void TarWriter::abandon(struct archive* archive) noexcept {
-  archive_write_fail(archive);
-  archive_write_free(archive);
+// Freed as it is, an archive writes its end first.
+void TarWriter::drop() noexcept {
+  dropping_ = true;
+  archive_.reset();
+  dropping_ = false;
 }
 
 void TarWriter::restart() {
+  drop();
   failure_ = nullptr;
   archive_.reset(archive_write_new());
   if (!archive_) throw tolk::IOException("Cannot make an archive", ENOMEM);
@@ -31,17 +33,18 @@ void TarWriter::restart() {
   check(archive_write_open(archive_.get(), this, nullptr, take, nullptr));
 }
 
-la_ssize_t TarWriter::take(struct archive* archive, void* self, const void* bytes,
+// check() tells a failure, not the library: what it has for its output is lost to it then.
+la_ssize_t TarWriter::take(struct archive* /*archive*/, void* self, const void* bytes,
                            std::size_t count) {
   auto* writer = static_cast<TarWriter*>(self);
   try {
-    writer->file_.write({static_cast<const char*>(bytes), count});
-    return static_cast<la_ssize_t>(count);
+    if (!writer->failure_ && !writer->dropping_) {
+      writer->file_.write({static_cast<const char*>(bytes), count});
+    }
   } catch (...) {
     writer->failure_ = std::current_exception();
-    archive_set_error(archive, EIO, "write");
-    return -1;
   }
+  return static_cast<la_ssize_t>(count);
 }
 
 void TarWriter::check(la_ssize_t result) {

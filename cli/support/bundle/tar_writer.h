@@ -21,7 +21,7 @@ class TarWriter {
   explicit TarWriter(BundleFile& file) : file_(file) { restart(); }
   TarWriter(const TarWriter&) = delete;
   TarWriter& operator=(const TarWriter&) = delete;
-  ~TarWriter() = default;
+  ~TarWriter() { drop(); }
 
   /// Forgets the entry at work and a failure, and goes on behind what the file holds now.
   void restart();
@@ -35,12 +35,14 @@ class TarWriter {
   void finish();
 
  private:
-  static void abandon(struct archive* archive) noexcept;
+  static void release(struct archive* archive) noexcept { archive_write_free(archive); }
   static la_ssize_t take(struct archive* archive, void* self, const void* bytes, std::size_t count);
   void check(la_ssize_t result);
+  void drop() noexcept;
 
   BundleFile& file_;
-  std::unique_ptr<struct archive, tolk::Releaser<abandon>> archive_;
+  std::unique_ptr<struct archive, tolk::Releaser<release>> archive_;
+  bool dropping_ = false;       // what the archive still writes goes nowhere
   std::exception_ptr failure_;  // of take(), which may not throw through a library in C
 };
 
