@@ -45,10 +45,10 @@ std::optional<tolk::KeytabKey> findNewest(tolk::KeytabScan& scan, const std::str
   std::optional<Listing> listing;
   if (verbose != nullptr) listing.emplace(*verbose);
   std::optional<tolk::KeytabKey> newest;
-  while (auto key = scan.next()) {
-    if (key->realm != realm) continue;
-    if (listing) listing->write(*key);
-    if (!newest || key->written > newest->written) newest = std::move(key);
+  for (tolk::KeytabKey key; scan.next(key);) {
+    if (key.realm != realm) continue;
+    if (listing) listing->write(key);
+    if (!newest || key.written > newest->written) newest = std::move(key);
   }
   return newest;
 }

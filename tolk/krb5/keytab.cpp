@@ -97,15 +97,16 @@ KeytabScan::~KeytabScan() {
   if (open_) (void)krb5_kt_end_seq_get(context_, keytab_.get(), &cursor_);
 }
 
-std::optional<KeytabKey> KeytabScan::next() {
+bool KeytabScan::next(KeytabKey& key) {
   Entry entry(context_);
   const krb5_error_code code = krb5_kt_next_entry(context_, keytab_.get(), entry.get(), &cursor_);
   if (code == KRB5_KT_END) {
     finish();
-    return std::nullopt;
+    return false;
   }
   check(context_, code, "while scanning keytab");
-  return keyOf(context_, *entry.get());
+  key = keyOf(context_, *entry.get());
+  return true;
 }
 
 void KeytabScan::finish() {
@@ -118,13 +119,13 @@ std::vector<KeytabAccount> machineAccountsInKeytab(KerberosContext& kerberos,
                                                    const std::string& path) {
   KeytabScan scan(kerberos.get(), path);
   Collection accounts;
-  while (auto key = scan.next()) {
-    if (key->name.size() < 2 || !key->name.ends_with('$')) continue;
-    accounts.add({.name = key->name.substr(0, key->name.size() - 1),
-                  .realm = std::move(key->realm),
-                  .keyVersion = key->version,
-                  .newest = key->written,
-                  .principal = std::move(key->principal)});
+  for (KeytabKey key; scan.next(key);) {
+    if (key.name.size() < 2 || !key.name.ends_with('$')) continue;
+    accounts.add({.name = key.name.substr(0, key.name.size() - 1),
+                  .realm = std::move(key.realm),
+                  .keyVersion = key.version,
+                  .newest = key.written,
+                  .principal = std::move(key.principal)});
   }
   return accounts.take();
 }

@@ -3,7 +3,6 @@
 
 #include <cstdint>
 #include <ctime>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,8 +36,8 @@ class KeytabScan {
   KeytabScan& operator=(const KeytabScan&) = delete;
   ~KeytabScan();
 
-  /// The next key; none at the end, which closes the keytab.
-  std::optional<KeytabKey> next();
+  /// Takes the next key into `key`; false at the end, which closes the keytab.
+  bool next(KeytabKey& key);
 
  private:
   void finish();
