@@ -33,6 +33,11 @@ TEST(SiteTopology, Text) {
             "    Servers: none\n");
 }
 
+TEST(SiteTopology, ASiteCannotLeaveItsPlaceInAName) {
+  EXPECT_EQ(siteServersBase("a,cn=b+c", "CN=Configuration,DC=lab,DC=test"),
+            "CN=servers,cn=a\\,cn\\=b\\+c,CN=Sites,CN=Configuration,DC=lab,DC=test");
+}
+
 TEST(SiteTopology, WithoutABindingItsMessageIsShown) {
   TaskContext ctx(nullptr, "lab.test", nullptr);
   ctx.bindFailed = true;
