@@ -33,10 +33,8 @@ struct PortRow {
   Probe probe;
 };
 
-/// One kind of server: its title and its ports. Only a server whose first port answers is probed
-/// further.
+/// One kind of server by its ports. Only a server whose first port answers is probed further.
 struct ServerKind {
-  const char* title;
   std::span<const PortRow> rows;
 };
 
@@ -47,8 +45,8 @@ inline constexpr std::array kControllerRows{
     PortRow{"kpasswd", 464, Probe::connect}, PortRow{"ntp", 123, Probe::ntp},
 };
 
-inline constexpr ServerKind kGlobalCatalog{"Global Catalog", kCatalogRows};
-inline constexpr ServerKind kDomainController{"Domain Controller", kControllerRows};
+inline constexpr ServerKind kGlobalCatalog{kCatalogRows};
+inline constexpr ServerKind kDomainController{kControllerRows};
 
 /// Whether the row's port is a UDP port.
 constexpr bool overUdp(const PortRow& row) {

@@ -83,7 +83,8 @@ void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream* 
 bool writeServer(std::ostream& out, const ServerKind& kind, const tolk::HostPort& entry,
                  const ServerAnswers& answers, std::ostream* diag) {
   const std::string host = tolk::printable(entry.host);
-  out << prefix(2) << kind.title << ": " << host << '\n' << std::flush;
+  const char* title = &kind == &kGlobalCatalog ? "Global Catalog" : "Domain Controller";
+  out << prefix(2) << title << ": " << host << '\n' << std::flush;
   const ProbeVerdict address = answers.resolve();
   if (address.result != ProbeVerdict::kGood) {
     // The blanks of the second line stand before its line end.
