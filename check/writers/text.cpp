@@ -1,0 +1,180 @@
+// Each finding begins with its id in a column of its own, so that one grep finds it; what belongs
+// to it stands below, indented.
+#include <array>
+#include <cstdio>
+
+#include "check/writers/writer.h"
+#include "tolk/base/text.h"
+
+namespace joinscope::check {
+namespace {
+
+constexpr std::size_t kColumn = 19;  // where texts begin
+
+class Report {
+ public:
+  Report(const Judgement& judgement, const facts::Facts& facts, const TextStyle& style)
+      : judgement_(judgement), facts_(facts), style_(style) {}
+
+  std::string write();
+
+ private:
+  void headline();
+  void finding(const Finding& finding, const std::string& mark);
+  void follows(const Finding& cause);
+  void others();
+  void list(const char* title, Grade grade);
+  void summary();
+  void paragraph(const std::string& label, const std::string& text);
+  [[nodiscard]] std::string coloured(const std::string& text, const char* code) const;
+
+  const Judgement& judgement_;
+  const facts::Facts& facts_;
+  const TextStyle& style_;
+  std::string out_;
+};
+
+struct State {
+  const char* word;
+  const char* colour;
+};
+
+State stateOf(int exitStatus) {
+  switch (exitStatus) {
+    case ExitStatus::kSound:
+      return {"SOUND", "32"};
+    case ExitStatus::kWarning:
+      return {"WARNING", "33"};
+    case ExitStatus::kBroken:
+      return {"BROKEN", "31"};
+    default:
+      return {"UNKNOWN", "35"};
+  }
+}
+
+std::string padded(std::string text, std::size_t width) {
+  if (text.size() < width) text.append(width - text.size(), ' ');
+  return text;
+}
+
+std::string Report::write() {
+  headline();
+  for (const Finding* cause : judgement_.firstCauses()) {
+    finding(*cause, "");
+    follows(*cause);
+    out_ += '\n';
+  }
+  for (const Finding* one : judgement_.withGrade(Grade::warning)) {
+    finding(*one, "Warning: ");
+    out_ += '\n';
+  }
+  if (style_.all) others();
+  summary();
+  return out_;
+}
+
+void Report::headline() {
+  std::string who = facts_.join.joinedHost.empty() ? facts_.host.name : facts_.join.joinedHost;
+  if (!facts_.join.domain.empty()) {
+    who += (facts_.run.joining ? ", to be joined to " : " in ") + facts_.join.domain;
+  }
+  for (const facts::Controller& controller : facts_.network.controllers) {
+    if (controller.clientSite.empty()) continue;
+    who += ", site " + controller.clientSite;
+    break;
+  }
+  const State state = stateOf(judgement_.exitStatus());
+  const std::string word = state.word;
+  out_ += padded(tolk::printable(who), style_.width - word.size() - 1) + ' ' +
+          coloured(word, state.colour) + "\n\n";
+}
+
+void Report::finding(const Finding& finding, const std::string& mark) {
+  paragraph(std::string(finding.rule->id), mark + finding.verdict.text);
+  const std::vector<std::string>& next = finding.verdict.next;
+  for (std::size_t i = 0; i < next.size(); ++i) paragraph(i == 0 ? "   next" : "", next[i]);
+  if (next.empty() && !finding.rule->remedy.empty()) {
+    paragraph("   next", std::string(finding.rule->remedy));
+  }
+}
+
+void Report::follows(const Finding& cause) {
+  std::string ids;
+  for (const Finding* one : judgement_.consequencesOf(*cause.rule)) {
+    ids += (ids.empty() ? "" : ", ") + std::string(one->rule->id);
+  }
+  if (!ids.empty()) paragraph("   follows", ids + ": not judged apart");
+}
+
+void Report::others() {
+  list("not checked", Grade::unknown);
+  list("not meant", Grade::notMeant);
+  list("fine", Grade::fine);
+}
+
+void Report::list(const char* title, Grade grade) {
+  const std::vector<const Finding*> findings = judgement_.withGrade(grade);
+  if (findings.empty()) return;
+  out_ += std::string("  ") + title + ":\n";
+  for (const Finding* one : findings) {
+    const bool silent = one->verdict.text.empty();
+    paragraph(std::string(one->rule->id),
+              silent ? std::string(one->rule->title) : one->verdict.text);
+  }
+  out_ += '\n';
+}
+
+void Report::summary() {
+  const Counts counts = judgement_.counts();
+  std::string text = std::to_string(counts.fine) + " fine";
+  const auto add = [&text](int count, const char* what) {
+    if (count > 0) text += ", " + std::to_string(count) + ' ' + what;
+  };
+  add(counts.broken, "broken");
+  add(counts.warnings, counts.warnings == 1 ? "warning" : "warnings");
+  add(counts.following, counts.following == 1 ? "follows" : "follow");
+  add(counts.unknown, "not checked");
+  if (counts.unknown > 0 && !style_.all) text += " (joincheck -v lists them)";
+  std::array<char, 32> seconds{};
+  (void)std::snprintf(seconds.data(), seconds.size(), "%.2f s", facts_.run.seconds);
+  out_ += padded(text, style_.width - 10) + "  " + seconds.data() + '\n';
+  if (!facts_.run.cut.empty()) {
+    std::string pending;
+    for (const std::string& subject : facts_.run.unfinished) {
+      pending += (pending.empty() ? "" : ", ") + subject;
+    }
+    out_ += tolk::printable("Cut by " + facts_.run.cut + " while still asking: " + pending) + '\n';
+  }
+}
+
+/// `label` in the first column, the words of `text` in lines of the style's width beside it.
+void Report::paragraph(const std::string& label, const std::string& text) {
+  std::string line = padded("  " + label, kColumn);
+  if (line.back() != ' ') line += ' ';
+  std::size_t used = line.size();
+  bool fresh = true;
+  for (const std::string& word : tolk::split(tolk::printable(text), ' ')) {
+    if (!fresh && used + 1 + word.size() > style_.width) {
+      line += '\n' + std::string(kColumn, ' ');
+      used = kColumn;
+      fresh = true;
+    }
+    line += (fresh ? "" : " ") + word;
+    used += word.size() + (fresh ? 0 : 1);
+    fresh = false;
+  }
+  out_ += line + '\n';
+}
+
+std::string Report::coloured(const std::string& text, const char* code) const {
+  return style_.colour ? std::string("\033[1;") + code + "m" + text + "\033[0m" : text;
+}
+
+}  // namespace
+
+std::string textReport(const Judgement& judgement, const facts::Facts& facts,
+                       const TextStyle& style) {
+  return Report(judgement, facts, style).write();
+}
+
+}  // namespace joinscope::check
