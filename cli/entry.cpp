@@ -10,6 +10,7 @@
 #include "cli/command_line.h"
 #include "cli/common/error_text.h"
 #include "cli/common/exit_status.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
 #include "cli/tasks.h"
@@ -95,13 +96,12 @@ int main2(int argc, char** argv) {
   const int status = ParseCommandLineOpts(argc, argv, processCredentials(), options);
   if (status != exit_status::kSuccess || options.task == Task::help) return status;
 
-  std::ostream* diag = options.verbose ? &std::cerr : nullptr;
   TaskContext context(options.credentials, options.domain, &std::cerr);
   if (options.serverName != nullptr) context.serverName = options.serverName;
   takeLogWindow(context, options);
   checkKeySets(context);
   disableCache();
-  return runTask({.context = context, .options = options, .diag = diag});
+  return runTask(Run(context, options.serverName, options.verbose ? &std::cerr : nullptr), options);
 }
 
 }  // namespace joinscope

@@ -11,6 +11,7 @@
 #include "cli/account/password_check.h"
 #include "cli/common/error_text.h"
 #include "cli/common/exit_status.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "cli/common/trouble_lines.h"
 #include "cli/common/version.h"
@@ -49,7 +50,7 @@ std::optional<int> requireJoined(const Run& run) {
 // The binding that this makes stays in the context for the task.
 std::optional<int> requireGoodCredentials(const Run& run) {
   if (run.context.credentials == nullptr) return {};
-  const int status = checkPassword(run.context, run.options.serverName, run.diag, true);
+  const int status = checkPassword(run.context, run.server, &run.verbose, true);
   return status == exit_status::kSuccess ? std::nullopt : std::optional(status);
 }
 
@@ -62,81 +63,70 @@ struct TaskEntry {
   Task task;
   const char* name;  ///< in the verbose dump, which knows two of the tasks by no name
   Gate gate;
-  int (*handler)(const Run&);
+  int (*handler)(const Run&, const Options&);
 };
 
-int runDiag(const Run& run) {
-  return diagReport(run.context, run.options.serverName, run.diag);
+/// A task that takes the whole record.
+template <auto Report>
+int report(const Run& run, const Options& /*options*/) {
+  return Report(run.context, run.server, &run.verbose);
 }
 
-int runSupport(const Run& run) {
-  return collectSupport(run.context, run.options.outputPath, run.options.additionalPaths,
-                        run.options.serverName, run.diag);
+/// The two checks of a password.
+template <auto Verify>
+int verify(const Run& run, const Options& /*options*/) {
+  return Verify(run.context, run.server, &run.verbose, false);
 }
 
-int runTest(const Run& run) {
-  return runConnectivityTest(run.context, run.options.serverName, run.diag);
+int support(const Run& run, const Options& options) {
+  return collectSupport(run.context, options.outputPath, options.additionalPaths, run.server,
+                        &run.verbose);
 }
 
-int runAll(const Run& run) {
-  return joinStatusReport(run.context, run.options.serverName, run.diag);
+int zone(const Run& run, const Options& /*options*/) {
+  return printZone(run.context, run.server);
 }
 
-int runComputer(const Run& run) {
-  return showComputerAccount(run.context, run.options.serverName, run.diag);
-}
-
-int runAuth(const Run& run) {
-  return checkPassword(run.context, run.options.serverName, run.diag, false);
-}
-
-int runNtlmAuth(const Run& run) {
-  return checkNtlmPassword(run.context, run.options.serverName, run.diag, false);
-}
-
-int runZone(const Run& run) {
-  return printZone(run.context, run.options.serverName);
-}
-
-int runJoinedCount(const Run& run) {
-  return showJoinCounts(run.context, run.options.serverName, run.diag);
-}
-
-int runSysinfo(const Run& run) {
-  return sysinfo(run.context, run.options.sysinfoModules, run.diag);
+int agentInfo(const Run& run, const Options& options) {
+  return sysinfo(run.context, options.sysinfoModules, &run.verbose);
 }
 
 /// A task that takes nothing but the context.
 template <auto Handler>
-int onContext(const Run& run) {
+int onContext(const Run& run, const Options& /*options*/) {
   return Handler(run.context);
+}
+
+/// A task that takes nothing.
+template <auto Handler>
+int alone(const Run& /*run*/, const Options& /*options*/) {
+  return Handler();
 }
 
 constexpr char kUnnamed[] = "<unknown>";
 
 constexpr std::array kTasks{
-    TaskEntry{Task::all, "all", kOpen, runAll},
-    TaskEntry{Task::diag, "diag", kJoinedOrDomain, runDiag},
+    TaskEntry{Task::all, "all", kOpen, report<joinStatusReport>},
+    TaskEntry{Task::diag, "diag", kJoinedOrDomain, report<diagReport>},
     TaskEntry{Task::domain, "domain", kOpen, onContext<printDomain>},
-    TaskEntry{Task::zone, "zone", kOpen, runZone},
+    TaskEntry{Task::zone, "zone", kOpen, zone},
     TaskEntry{Task::zonedn, "zonedn", kOpen, onContext<printZoneDn>},
     TaskEntry{Task::site, "site", kOpen, onContext<printSite>},
     TaskEntry{Task::server, "server", kOpen, onContext<printServer>},
     TaskEntry{Task::name, "name", kOpen, onContext<printName>},
     TaskEntry{Task::mode, "mode", kOpen, onContext<printMode>},
-    TaskEntry{Task::config, "config", kOpen, [](const Run&) { return printConfig(); }},
-    TaskEntry{Task::support, "support", kJoinedOrDomain, runSupport},
+    TaskEntry{Task::config, "config", kOpen, alone<printConfig>},
+    TaskEntry{Task::support, "support", kJoinedOrDomain, support},
     TaskEntry{Task::debugcache, "debugcache", kJoinedAndUser, onContext<collectDebugCache>},
-    TaskEntry{Task::computer, "computer", kJoinedAndUser, runComputer},
-    TaskEntry{Task::auth, "auth", kOpen, runAuth},
-    TaskEntry{Task::ntlmauth, "ntlmauth", kOpen, runNtlmAuth},
-    TaskEntry{Task::test, kUnnamed, kJoinedOrDomain, runTest},
-    TaskEntry{Task::joinedCount, "joined count", kUser, runJoinedCount},
-    TaskEntry{Task::version, "version", kOpen, [](const Run&) { return printVersion(); }},
-    TaskEntry{Task::productVersion, "product-version", kOpen,
-              [](const Run&) { return printProductVersion(); }},
+    TaskEntry{Task::computer, "computer", kJoinedAndUser, report<showComputerAccount>},
+    TaskEntry{Task::auth, "auth", kOpen, verify<checkPassword>},
+    TaskEntry{Task::ntlmauth, "ntlmauth", kOpen, verify<checkNtlmPassword>},
+    TaskEntry{Task::test, kUnnamed, kJoinedOrDomain, report<runConnectivityTest>},
+    TaskEntry{Task::joinedCount, "joined count", kUser, report<showJoinCounts>},
+    TaskEntry{Task::version, "version", kOpen, alone<printVersion>},
+    TaskEntry{Task::productVersion, "product-version", kOpen, alone<printProductVersion>},
     TaskEntry{Task::globalCatalog, "global catalog", kOpen, onContext<printGlobalCatalog>},
-    TaskEntry{Task::sysinfo, "sysinfo", kUser, runSysinfo},
+    TaskEntry{Task::sysinfo, "sysinfo", kUser, agentInfo},
     TaskEntry{Task::orbinfo, kUnnamed, kOpen, onContext<orbinfo>},
 };
 
@@ -151,13 +141,13 @@ static_assert(inOrderOfEnumeration());
 // Tells what the run met when it ends, also by an exception.
 class TroublesAtEnd {
  public:
-  explicit TroublesAtEnd(std::ostream* diag) : diag_(diag) {}
+  explicit TroublesAtEnd(std::ostream& verbose) : verbose_(verbose) {}
   TroublesAtEnd(const TroublesAtEnd&) = delete;
   TroublesAtEnd& operator=(const TroublesAtEnd&) = delete;
-  ~TroublesAtEnd() { tellTroubles(diag_); }
+  ~TroublesAtEnd() { tellTroubles(verbose_); }
 
  private:
-  std::ostream* diag_;
+  std::ostream& verbose_;
 };
 
 const TaskEntry* findTask(Task task) {
@@ -165,15 +155,15 @@ const TaskEntry* findTask(Task task) {
   return row == kTasks.end() ? nullptr : row;
 }
 
-int dispatch(const Run& run) {
-  const TroublesAtEnd atEnd(run.diag);
-  const TaskEntry* row = findTask(run.options.task);
+int dispatch(const Run& run, const Options& options) {
+  const TroublesAtEnd atEnd(run.verbose);
+  const TaskEntry* row = findTask(options.task);
   for (const Check check : row != nullptr ? row->gate : kUser) {
     if (check == nullptr) continue;
     if (const std::optional<int> status = check(run)) return *status;
   }
-  if (row != nullptr) return row->handler(run);
-  std::cerr << "Internal error: unknown option " << static_cast<int>(run.options.task) << '\n';
+  if (row != nullptr) return row->handler(run, options);
+  std::cerr << "Internal error: unknown option " << static_cast<int>(options.task) << '\n';
   return exit_status::kUnknownTask;
 }
 
@@ -184,9 +174,9 @@ const char* taskName(Task task) noexcept {
   return row == nullptr ? kUnnamed : row->name;
 }
 
-int runTask(const Run& run) {
+int runTask(const Run& run, const Options& options) {
   try {
-    return dispatch(run);
+    return dispatch(run, options);
   } catch (const tolk::Base_Exception& error) {
     std::cerr << "Internal error: " << errorText(error) << '\n';
     return exit_status::kInternalError;

@@ -12,6 +12,7 @@
 #include "cli/account/credential_prompt.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
@@ -39,7 +40,7 @@ constexpr int kMachineLifetimeSeconds = 86400;
 /// One attempt: the context, and what has been found out for it.
 struct Attempt {
   TaskContext& context;
-  std::ostream* verbose;
+  std::ostream& verbose;
   std::string server;  ///< the one the user named; empty: the binding finds those that serve
 };
 
@@ -123,12 +124,12 @@ void tellPrincipal(std::ostream& out, krb5_context kerberos, krb5_principal prin
 
 Binding bindAsMachine(const Attempt& attempt) {
   TaskContext& context = attempt.context;
-  if (attempt.verbose != nullptr) *attempt.verbose << prefix(1) << "Using machine credentials\n";
+  attempt.verbose << prefix(1) << "Using machine credentials\n";
   ensureKerberosContext(context);
   const krb5_context kerberos = context.kerberosContext->get();
   tolk::Krb5Principal principal(kerberos);
   tolk::ADHelper::getMachinePrincipal(kerberos, principal.out());
-  if (attempt.verbose != nullptr) tellPrincipal(*attempt.verbose, kerberos, principal.get());
+  tellPrincipal(attempt.verbose, kerberos, principal.get());
 
   tolk::KerberosCCache& cache = *context.memCache;
   const std::string cacheName = tolk::UniqueMemCacheName(&cache);
@@ -136,9 +137,8 @@ Binding bindAsMachine(const Attempt& attempt) {
                     "resolving credential cache");
   tolk::ADHelper::getMachineCredCache(kerberos, cacheName, principal.get(), cache,
                                       kMachineLifetimeSeconds);
-  if (attempt.verbose != nullptr)
-    *attempt.verbose << prefix(1) << "Binding to " << context.domain << ", cache=" << cacheName
-                     << '\n';
+  attempt.verbose << prefix(1) << "Binding to " << context.domain << ", cache=" << cacheName
+                  << '\n';
   Binding binding = cacheBinding(attempt, cacheName);
   binding->connect();
   return binding;
@@ -258,7 +258,7 @@ boost::shared_ptr<tolk::ADBinding> createBinding(TaskContext& context, const cha
     const krb5_context kerberos = context.kerberosContext->get();
     tolk::throwIfKrb5(kerberos, krb5_set_server_locator(kerberos, krb5_dc_locator_callback),
                       "installing the KDC locator");
-    const Attempt attempt{context, verbose, server == nullptr ? "" : server};
+    const Attempt attempt{context, sinkOf(verbose), server == nullptr ? "" : server};
     // Without credentials the refusal is certain: nobody has to be asked.
     if (path != CredentialPath::notRoot && path != CredentialPath::notJoined) {
       context.site = lookupSubnetSite(context.domain, context.site,

@@ -13,6 +13,7 @@
 #include "cli/account/local_keys.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
@@ -55,53 +56,43 @@ struct DirectoryVersion {
   int number = 0;
 };
 
-DirectoryVersion readVersion(const tolk::ADObject& object, std::ostream* verbose) {
+DirectoryVersion readVersion(const tolk::ADObject& object, std::ostream& verbose) {
   const char* const name = tolk::AD_KEY_VERSION_NUMBER;
   if (!object.attributeExists(name, true)) {
-    if (verbose != nullptr) {
-      *verbose << prefix(2) << "Computer account is missing index: " << name << '\n';
-    }
+    verbose << prefix(2) << "Computer account is missing index: " << name << '\n';
     return {};
   }
   try {
     const int number = object[name].toInt();
-    if (verbose != nullptr) {
-      *verbose << prefix(2) << "Kerberos key number from computer account: " << number << '\n';
-    }
+    verbose << prefix(2) << "Kerberos key number from computer account: " << number << '\n';
     return {std::to_string(number), true, number};
   } catch (const tolk::SystemException& failure) {
-    if (verbose != nullptr) {
-      *verbose << prefix(2) << "While accessing index " << name << ": "
-               << tolk::printable(failure.what()) << '\n';
-    }
+    verbose << prefix(2) << "While accessing index " << name << ": "
+            << tolk::printable(failure.what()) << '\n';
     return {};
   }
 }
 
 DirectoryVersion directoryVersion(const TaskContext& context, const tolk::ADObject& object,
-                                  std::ostream* verbose) {
+                                  std::ostream& verbose) {
   if (context.win2kController) {
-    if (verbose != nullptr) {
-      *verbose << prefix(2) << "Kerberos key numbers in Windows 2000 are always 0\n";
-    }
+    verbose << prefix(2) << "Kerberos key numbers in Windows 2000 are always 0\n";
     return {"0", true};
   }
   return object.empty() ? DirectoryVersion{} : readVersion(object, verbose);
 }
 
-void writeAccount(TaskContext& context, tolk::ADObject& object, std::ostream* verbose) {
+void writeAccount(const Run& run, tolk::ADObject& object) {
   const int control = object.getInt(tolk::AD_USER_ACCNT_CONTROL, 0);
   std::cout << prefix(1) << "Trusted for Delegation: "
             << trueOrFalse((control & tolk::UF_TRUSTED_FOR_DELEGATION) != 0) << '\n'
             << prefix(1)
             << "Use DES Key Only: " << trueOrFalse((control & tolk::UF_USE_DES_KEY_ONLY) != 0)
             << '\n';
-  const std::string keyVersion = keyVersionText(context, object, verbose);
+  const std::string keyVersion = keyVersionText(run.context, object, &run.verbose);
   std::cout << prefix(1) << "Key Version: " << keyVersion << '\n';
-  if (verbose != nullptr) {
-    *verbose << prefix(1) << "Retrieving " << tolk::AD_SERVER_PRINCIPAL_NAME
-             << " from computer object\n";
-  }
+  run.verbose << prefix(1) << "Retrieving " << tolk::AD_SERVER_PRINCIPAL_NAME
+              << " from computer object\n";
   printLabelledList(std::cout, std::string(prefix(1)) + "Service Principal Names: ",
                     printableValues(object, tolk::AD_SERVER_PRINCIPAL_NAME));
   std::cout << '\n';
@@ -112,14 +103,12 @@ void writeAccount(TaskContext& context, tolk::ADObject& object, std::ostream* ve
 
 boost::shared_ptr<tolk::ADObject> searchComputer(tolk::ADBinding& binding,
                                                  const std::string& samName,
-                                                 const char** attributes, std::ostream* verbose) {
+                                                 const char** attributes, std::ostream& verbose) {
   const std::string filter =
       "(&(samAccountName=" + tolk::DN::escapeLDAPFilter(samName) + "$)(objectClass=computer))";
   const std::string base = tolk::LDAPBinding::DNSNameToDN(binding.domainName());
-  if (verbose != nullptr) {
-    *verbose << prefix(1) << "Searching for " << filter << '\n'
-             << prefix(1) << "           in " << base << '\n';
-  }
+  verbose << prefix(1) << "Searching for " << filter << '\n'
+          << prefix(1) << "           in " << base << '\n';
   const boost::shared_ptr<tolk::ADObjectList> found = binding.search(
       filter, base, attributes, tolk::SearchScope::subtree, 0, 0, tolk::SearchFlags::none);
   if (found->empty()) throw tolk::NotFoundException("machine account not found");
@@ -127,11 +116,9 @@ boost::shared_ptr<tolk::ADObject> searchComputer(tolk::ADBinding& binding,
   (*computer)[tolk::TOLK_EXT_FILTER] = tolk::ZoneObjectKind::computer;
   tolk::ZoneHierarchy::GetZoneHierarchy()->extendObject(*computer, binding, {});
   computer->erase(tolk::TOLK_EXT_FILTER);
-  if (verbose != nullptr) {
-    *verbose << prefix(1)
-             << "Found computer account: " << tolk::printable((*computer)[tolk::AD_DN].toString())
-             << '\n';
-  }
+  verbose << prefix(1)
+          << "Found computer account: " << tolk::printable((*computer)[tolk::AD_DN].toString())
+          << '\n';
   return computer;
 }
 
@@ -154,7 +141,7 @@ int showComputerAccount(TaskContext& context, const char* server, std::ostream* 
               << context.errorMessage << '\n';
   }
   if (!object || object->empty()) return exit_status::kNoComputerObject;
-  writeAccount(context, *object, verbose);
+  writeAccount(Run(context, server, verbose), *object);
   return exit_status::kSuccess;
 }
 
@@ -164,12 +151,11 @@ boost::shared_ptr<tolk::ADObject> findComputerAccount(TaskContext& context,
                                                       std::ostream* verbose) {
   const boost::shared_ptr<tolk::ADBinding> binding = getBinding(context, server, verbose);
   if (!binding) return {};
+  std::ostream& sink = sinkOf(verbose);
   try {
-    return searchComputer(*binding, samName, attributes, verbose);
+    return searchComputer(*binding, samName, attributes, sink);
   } catch (const std::exception& failure) {
-    if (verbose != nullptr) {
-      *verbose << prefix(2) << "Exception: " << tolk::printable(failure.what()) << '\n';
-    }
+    sink << prefix(2) << "Exception: " << tolk::printable(failure.what()) << '\n';
     std::cout << prefix(1) << "Computer account for " << tolk::printable(samName)
               << " not found in Active Directory or user does not have sufficient permission to "
                  "access the computer object.\n";
@@ -178,22 +164,21 @@ boost::shared_ptr<tolk::ADObject> findComputerAccount(TaskContext& context,
 }
 
 std::string keyVersionText(TaskContext& context, tolk::ADObject& object, std::ostream* verbose) {
-  const DirectoryVersion version = directoryVersion(context, object, verbose);
+  std::ostream& sink = sinkOf(verbose);
+  const DirectoryVersion version = directoryVersion(context, object, sink);
   if (::geteuid() != 0) {
     std::cout << prefix(1) << "Run joinscope as root to examine local key info\n";
     return version.text + "   (local key version unavailable)";
   }
   try {
-    const int local = latestLocalKeyVersion(context, verbose);
+    const int local = latestLocalKeyVersion(context, &sink);
     // A version that the directory tells stands alone.
     if (!version.known && local != version.number) {
       return version.text + "   (local key version: " + std::to_string(local) + ")";
     }
   } catch (const tolk::KerberosException& failure) {
-    if (verbose != nullptr) {
-      *verbose << prefix(2) << "Kerberos error: rc=" << failure.code() << ' '
-               << tolk::printable(failure.what()) << '\n';
-    }
+    sink << prefix(2) << "Kerberos error: rc=" << failure.code() << ' '
+         << tolk::printable(failure.what()) << '\n';
   }
   return version.text;
 }

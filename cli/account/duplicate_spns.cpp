@@ -9,6 +9,7 @@
 
 #include "cli/account/binding.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
@@ -44,15 +45,12 @@ tolk::ADObjectList search(TaskContext& context, tolk::ADBinding& domain,
   return tolk::findObjsWithSpns(domain, names);
 }
 
-tolk::ADObjectList findClaimants(TaskContext& context, tolk::ADBinding& domain,
-                                 std::ostream* verbose) {
+tolk::ADObjectList findClaimants(const Run& run, tolk::ADBinding& domain) {
   try {
-    return search(context, domain,
+    return search(run.context, domain,
                   {"host/" + tolk::longJoinedHostName(), "host/" + tolk::PreW2KHostName()});
   } catch (const std::exception& failure) {
-    if (verbose != nullptr) {
-      *verbose << prefix(2) << "Exception: " << tolk::printable(failure.what()) << '\n';
-    }
+    run.verbose << prefix(2) << "Exception: " << tolk::printable(failure.what()) << '\n';
     return {};
   }
 }
@@ -67,7 +65,7 @@ void showDuplicateSpns(TaskContext& context, const char* server, std::ostream* v
               << context.errorMessage << '\n';
     return;
   }
-  writeDuplicateSpns(std::cout, findClaimants(context, *binding, verbose));
+  writeDuplicateSpns(std::cout, findClaimants(Run(context, server, verbose), *binding));
 }
 
 void writeDuplicateSpns(std::ostream& out, const tolk::ADObjectList& objects) {

@@ -8,6 +8,7 @@
 
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
@@ -32,23 +33,23 @@ std::string provenClient(const TaskContext& context) {
   return tolk::proveKdc(*context.kerberosContext, context.binding->cacheName());
 }
 
-void tell(std::ostream* verbose, const std::string& client) {
-  if (verbose == nullptr) return;
-  *verbose << prefix(1);
+void tell(std::ostream& verbose, const std::string& client) {
+  verbose << prefix(1);
   if (client.empty()) {
-    *verbose << "KDC not proved, which takes root and the keytab of a host joined to the domain: "
-                "the LDAP server alone proved itself, with a ticket of the same KDC\n";
+    verbose << "KDC not proved, which takes root and the keytab of a host joined to the domain: "
+               "the LDAP server alone proved itself, with a ticket of the same KDC\n";
   } else {
-    *verbose << "KDC proved: its ticket for this computer, as " << tolk::printable(client)
-             << ", opens with " << tolk::keytabPath() << '\n';
+    verbose << "KDC proved: its ticket for this computer, as " << tolk::printable(client)
+            << ", opens with " << tolk::keytabPath() << '\n';
   }
 }
 
 }  // namespace
 
-bool provePassword(TaskContext& context, std::ostream* verbose) {
+bool provePassword(const Run& run) {
+  TaskContext& context = run.context;
   try {
-    tell(verbose, provenClient(context));
+    tell(run.verbose, provenClient(context));
     return true;
   } catch (const tolk::KerberosException& failure) {
     context.errorMessage =
@@ -60,20 +61,21 @@ bool provePassword(TaskContext& context, std::ostream* verbose) {
   }
 }
 
-void tellAboutRefusal(const TaskContext& context, std::ostream* verbose) {
-  if (verbose == nullptr || context.errorCode != exit_status::kInvalidCredentials ||
-      !mayUseKeytab(context))
+void tellAboutRefusal(const Run& run) {
+  if (!isRead(run.verbose) || run.context.errorCode != exit_status::kInvalidCredentials ||
+      !mayUseKeytab(run.context))
     return;
   try {
     constexpr int kLifetimeSeconds = 60;
     tolk::KerberosContext kerberos;
     const tolk::MachineTicket ticket(kerberos, "", kLifetimeSeconds);
-    *verbose << prefix(1) << "A KDC of the realm knows this computer's key\n";
+    run.verbose << prefix(1) << "A KDC of the realm knows this computer's key\n";
   } catch (const tolk::Base_Exception& failure) {
-    *verbose << prefix(1)
-             << "The refusal may come from another KDC than the domain's, which does not know this "
-                "computer's key either: "
-             << failure.what() << '\n';
+    run.verbose
+        << prefix(1)
+        << "The refusal may come from another KDC than the domain's, which does not know this "
+           "computer's key either: "
+        << failure.what() << '\n';
   }
 }
 

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
@@ -41,13 +42,12 @@ class Listing {
 };
 
 std::optional<tolk::KeytabKey> findNewest(tolk::KeytabScan& scan, const std::string& realm,
-                                          std::ostream* verbose) {
-  std::optional<Listing> listing;
-  if (verbose != nullptr) listing.emplace(*verbose);
+                                          std::ostream& verbose) {
+  Listing listing(verbose);
   std::optional<tolk::KeytabKey> newest;
   for (tolk::KeytabKey key; scan.next(key);) {
     if (key.realm != realm) continue;
-    if (listing) listing->write(key);
+    listing.write(key);
     if (!newest || key.written > newest->written) newest = std::move(key);
   }
   return newest;
@@ -57,18 +57,14 @@ std::optional<tolk::KeytabKey> findNewest(tolk::KeytabScan& scan, const std::str
 
 int latestLocalKeyVersion(TaskContext& context, std::ostream* verbose) {
   const std::string path = tolk::keytabPath();
-  if (verbose != nullptr) {
-    *verbose << prefix(1) << "Examining local keys\n"
-             << prefix(2) << "Keys in " << path << " for " << tolk::printable(context.domain)
-             << '\n';
-  }
+  std::ostream& sink = sinkOf(verbose);
+  sink << prefix(1) << "Examining local keys\n"
+       << prefix(2) << "Keys in " << path << " for " << tolk::printable(context.domain) << '\n';
   if (!context.kerberosContext) throw tolk::KerberosException("authentication failure", 0);
   tolk::KeytabScan scan(context.kerberosContext->get(), path);
-  const auto newest = findNewest(scan, tolk::toUpper(context.domain), verbose);
+  const auto newest = findNewest(scan, tolk::toUpper(context.domain), sink);
   if (!newest) throw tolk::KerberosException("no keys found", 0);
-  if (verbose != nullptr) {
-    *verbose << prefix(3) << "Most recent local key version: " << newest->version << '\n';
-  }
+  sink << prefix(3) << "Most recent local key version: " << newest->version << '\n';
   return static_cast<int>(newest->version);
 }
 

@@ -9,6 +9,7 @@
 #include "cli/account/kdc_proof.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
 #include "tolk/base/exceptions.h"
@@ -47,11 +48,10 @@ int checkInput(const TaskContext& context, const char* withoutCredentials) {
   return exit_status::kSuccess;
 }
 
-void tell(std::ostream* verbose, const char* what, const TaskContext& context) {
-  if (verbose == nullptr) return;
-  *verbose << prefix(1) << what << ", domain=" << tolk::printable(context.domain)
-           << ", user=" << userName(context) << '\n'
-           << std::flush;
+void tell(const Run& run, const char* what) {
+  run.verbose << prefix(1) << what << ", domain=" << tolk::printable(run.context.domain)
+              << ", user=" << userName(run.context) << '\n'
+              << std::flush;
 }
 
 int correct(const TaskContext& context, bool quiet) {
@@ -82,13 +82,14 @@ int logOn(TaskContext& context, const char* server) {
 int checkPassword(TaskContext& context, const char* server, std::ostream* verbose, bool quiet) {
   const int status = checkInput(context, "No user credentials are input from verification");
   if (status != exit_status::kSuccess) return status;
-  tell(verbose, "Checking user password", context);
+  const Run run(context, server, verbose);
+  tell(run, "Checking user password");
   // A pre-check claims nothing, so nothing is proved for it: a report about a broken keytab must
   // not fail by that keytab.
-  if (getBinding(context, server, verbose) && (quiet || provePassword(context, verbose))) {
+  if (getBinding(context, server, verbose) && (quiet || provePassword(run))) {
     return correct(context, quiet);
   }
-  if (!quiet) tellAboutRefusal(context, verbose);
+  if (!quiet) tellAboutRefusal(run);
   std::cout << "Unable to connect to server " << (server == nullptr ? "" : server)
             << ". Reason: " << context.errorMessage << '\n';
   return context.errorCode != 0 ? context.errorCode : exit_status::kMiscError;
@@ -102,7 +103,7 @@ int checkNtlmPassword(TaskContext& context, const char* server, std::ostream* ve
   }
   const int status = checkInput(context, "No user credentials were supplied");
   if (status != exit_status::kSuccess) return status;
-  tell(verbose, "Checking NTLM user password", context);
+  tell(Run(context, server, verbose), "Checking NTLM user password");
   try {
     const int rc = logOn(context, server);
     tolk::scrubStack();

@@ -8,8 +8,8 @@ namespace joinscope {
 
 /// The site of this host as `server` places it, or with an empty `server` as discovery in `domain`
 /// finds it. "" when it has none or the lookup fails; nothing is thrown. Asks the controller anew.
-/// `diag`, which may be null, is told what is asked (`currentSite` too) and why it failed.
+/// `verbose`, which may be null, is told what is asked (`currentSite` too) and why it failed.
 std::string lookupSubnetSite(const std::string& domain, const std::string& currentSite,
-                             const std::string& server, std::ostream* diag);
+                             const std::string& server, std::ostream* verbose);
 
 }  // namespace joinscope

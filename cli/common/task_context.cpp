@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string_view>
 
+#include "cli/common/run.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
@@ -40,8 +41,8 @@ TaskContext::TaskContext(UserCredentials* taskCredentials, const char* domainArg
       standardZones(boost::make_shared<tolk::ADObjectList>()),
       rfc2307Zones(boost::make_shared<tolk::ADObjectList>()),
       sfuZones(boost::make_shared<tolk::ADObjectList>()) {
-  if (told != nullptr) {
-    for (const std::string& line : settings.damage()) *told << tolk::printable(line) << '\n';
+  for (const std::string& line : settings.damage()) {
+    sinkOf(told) << tolk::printable(line) << '\n';
   }
   // Reports rely on an empty domain where this host has none.
   joinedDomain = readSetting(settings, tolk::SETTING_DOMAIN_NAME, "");

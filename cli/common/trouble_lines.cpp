@@ -9,10 +9,8 @@
 
 namespace joinscope {
 
-void tellTroubles(std::ostream* diag) {
-  for (const std::string& line : tolk::takeTroubles()) {
-    if (diag != nullptr) *diag << prefix(1) << line << '\n';
-  }
+void tellTroubles(std::ostream& verbose) {
+  for (const std::string& line : tolk::takeTroubles()) verbose << prefix(1) << line << '\n';
 }
 
 }  // namespace joinscope

@@ -5,8 +5,7 @@
 
 namespace joinscope {
 
-/// Writes the lines kept since the last call (tolk::takeTroubles), indented by one level. `diag`
-/// may be null: the lines are then dropped.
-void tellTroubles(std::ostream* diag);
+/// Writes the lines kept since the last call (tolk::takeTroubles), indented by one level.
+void tellTroubles(std::ostream& verbose);
 
 }  // namespace joinscope

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "cli/diag/server_text.h"
 #include "cli/diag/srv_records.h"
@@ -27,19 +28,20 @@ void append(std::vector<ProbeTarget>& targets, const ServerKind& kind,
   for (const tolk::HostPort& entry : entries) targets.push_back({&kind, entry});
 }
 
-bool writeNext(ProbeRun& run, std::size_t index, std::ostream* diag) {
+bool writeNext(ProbeRun& run, std::size_t index, std::ostream& verbose) {
   const ServerAnswers answers{.resolve = [&] { return run.address(index); },
                               .probe = [&](std::size_t row) { return run.port(index, row); },
                               .facts = [&] { return run.controller(index); }};
   const ProbeTarget& target = run.target(index);
-  return writeServer(std::cout, *target.kind, target.entry, answers, diag);
+  return writeServer(std::cout, *target.kind, target.entry, answers, verbose);
 }
 
 /// Writes the next servers of the run, those of `entries`, and keeps the reachable ones.
-void testList(ProbeRun& run, std::size_t& next, tolk::HostPortList& entries, std::ostream* diag) {
+void testList(ProbeRun& run, std::size_t& next, tolk::HostPortList& entries,
+              std::ostream& verbose) {
   tolk::HostPortList reachable;
   for (tolk::HostPort& entry : entries) {
-    if (writeNext(run, next++, diag)) reachable.push_back(std::move(entry));
+    if (writeNext(run, next++, verbose)) reachable.push_back(std::move(entry));
   }
   entries = std::move(reachable);
 }
@@ -76,58 +78,58 @@ tolk::HostPortList namedCatalog(const char* server) {
   return single(server, 3268);
 }
 
-int runConnectivityTest(TaskContext& ctx, const char* server, std::ostream* diag) {
+int runConnectivityTest(TaskContext& context, const char* server, std::ostream* verbose) {
   std::cout << prefix(0) << "Domain Diagnostics:\n";
-  if (ctx.domain.empty()) {
+  if (context.domain.empty()) {
     std::cout << prefix(1) << "Domain not specified\n" << std::flush;
     return 0;
   }
-  std::cout << prefix(1) << "Domain: " << ctx.domain << '\n';
+  std::cout << prefix(1) << "Domain: " << context.domain << '\n';
   tolk::HostPortList controllers;
   tolk::HostPortList catalogs;
   if (server != nullptr) {
     controllers = namedController(server);
     catalogs = namedCatalog(server);
   } else {
-    querySrvRecords("_ldap._tcp." + ctx.domain, controllers, diag, false);
-    querySrvRecords("_gc._tcp." + ctx.domain, catalogs, diag, false);
+    querySrvRecords("_ldap._tcp." + context.domain, controllers, verbose, false);
+    querySrvRecords("_gc._tcp." + context.domain, catalogs, verbose, false);
   }
-  if (!controllers.empty()) testConnectivity(ctx, catalogs, controllers, diag);
+  if (!controllers.empty()) testConnectivity(context, catalogs, controllers, verbose);
   std::cout.flush();
   return 0;
 }
 
-void testConnectivity(TaskContext& ctx, tolk::HostPortList& gcs, tolk::HostPortList& dcs,
-                      std::ostream* diag) {
+void testConnectivity(TaskContext& context, tolk::HostPortList& gcs, tolk::HostPortList& dcs,
+                      std::ostream* verbose) {
   std::cout << prefix(1) << "Testing Active Directory connectivity:\n";
   std::vector<ProbeTarget> targets;
   append(targets, kGlobalCatalog, gcs);
   append(targets, kDomainController, dcs);
   // What the questions beside the rows tell is for the diagnostic stream alone.
-  ProbeRun run(std::move(targets), diag != nullptr ? tolk::toUpper(ctx.domain) : std::string());
+  std::ostream& sink = sinkOf(verbose);
+  ProbeRun run(std::move(targets), isRead(sink) ? tolk::toUpper(context.domain) : std::string());
   std::size_t next = 0;
-  testList(run, next, gcs, diag);
-  testList(run, next, dcs, diag);
+  testList(run, next, gcs, sink);
+  testList(run, next, dcs, sink);
 }
 
-bool testServer(const tolk::HostPort& entry, bool isGlobalCatalog, std::ostream* diag) {
+bool testServer(const tolk::HostPort& entry, bool isGlobalCatalog, std::ostream* verbose) {
   ProbeRun run({{isGlobalCatalog ? &kGlobalCatalog : &kDomainController, entry}});
-  return writeNext(run, 0, diag);
+  return writeNext(run, 0, sinkOf(verbose));
 }
 
-int testLdapUdp(const std::string& host, std::ostream* diag) {
+int testLdapUdp(const std::string& host, std::ostream* verbose) {
   const PortRow row{"ldap", 389, Probe::ldapUdp};
   writeRowLabel(std::cout, row, row.port);
   std::cout.flush();
   const ProbeVerdict verdict = probeLdapUdp(host);
-  writeVerdict(std::cout, verdict, diag);
+  writeVerdict(std::cout, verdict, sinkOf(verbose));
   return verdict.result;
 }
 
-int testNtp(const char* host, std::ostream* diag) {
+int testNtp(const char* host, std::ostream* verbose) {
   const ProbeVerdict verdict = judgeTimeQuery([host] { tolk::NtpGetTime(host); });
-  if (diag != nullptr && !verdict.message.empty())
-    *diag << tolk::printable(verdict.message) << '\n';
+  if (!verdict.message.empty()) sinkOf(verbose) << tolk::printable(verdict.message) << '\n';
   return verdict.result;
 }
 

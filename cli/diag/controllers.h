@@ -19,19 +19,20 @@ struct TaskContext;
 /// Makes the context's configuration naming context that of the forest which the binding is in: one
 /// found before may be of this host's forest, while another is asked about. Kept where the binding
 /// cannot tell.
-void takeConfigurationContext(TaskContext& ctx, tolk::ADBinding& binding);
+void takeConfigurationContext(TaskContext& context, tolk::ADBinding& binding);
 
 /// Replaces `out` by the controllers of the context's site as the directory lists them, on port
-/// 389; empty when the directory cannot be asked. `diag` may be null, here and below.
-void siteControllers(TaskContext& ctx, tolk::HostPortList& out, std::ostream* diag);
+/// 389; empty when the directory cannot be asked. `verbose` may be null, here and below.
+void siteControllers(TaskContext& context, tolk::HostPortList& out, std::ostream* verbose);
 
 /// Prints what each server's root DSE says, in list order, and the forest's name. The root DSEs of
 /// all servers are read together. Fills the context's configuration naming context and forest name
 /// where they are empty, and its Windows 2000 flag.
-void showControllers(TaskContext& ctx, const tolk::HostPortList& servers, std::ostream* diag);
+void showControllers(TaskContext& context, const tolk::HostPortList& servers,
+                     std::ostream* verbose);
 
 /// Writes one server: `rootDse` may be no object. Fills the context as showControllers does.
-void writeController(std::ostream& out, TaskContext& ctx, const std::string& name,
-                     tolk::ADObject rootDse, std::ostream* diag);
+void writeController(std::ostream& out, TaskContext& context, const std::string& name,
+                     tolk::ADObject rootDse, std::ostream& verbose);
 
 }  // namespace joinscope

@@ -6,6 +6,7 @@
 
 #include "cli/account/computer_account.h"
 #include "cli/account/duplicate_spns.h"
+#include "cli/common/run.h"
 #include "cli/common/trouble_lines.h"
 #include "cli/common/version.h"
 #include "cli/diag/domain_diagnostics.h"
@@ -19,40 +20,39 @@
 namespace joinscope {
 namespace {
 
-/// What a section may draw on.
-struct ReportRun {
-  TaskContext& ctx;
-  const char* server;
-  std::ostream* diag;
-};
+using Section = void (*)(const Run&);
 
-using Section = void (*)(const ReportRun&);
-
-void security(const ReportRun& /*run*/) {
+void security(const Run& /*run*/) {
   showSelinuxStatus();
   showAppArmorStatus();
 }
 
+/// A section that takes the whole record.
+template <auto Report>
+void report(const Run& run) {
+  Report(run.context, run.server, &run.verbose);
+}
+
 constexpr std::array<Section, 10> kSections{
-    [](const ReportRun&) { printVersion(); },
-    [](const ReportRun& run) { hostDiagnostics(run.diag); },
-    [](const ReportRun& run) { ipDiagnostics(run.diag); },
-    [](const ReportRun& run) { domainDiagnostics(run.ctx, run.server, run.diag); },
-    [](const ReportRun& run) { printDomainRids(run.ctx, run.server, run.diag); },
-    [](const ReportRun& run) { showComputerAccount(run.ctx, run.server, run.diag); },
-    [](const ReportRun& run) { sysinfo(run.ctx, tolk::daemon_module::kAll, run.diag); },
-    [](const ReportRun& run) { showDuplicateSpns(run.ctx, run.server, run.diag); },
-    [](const ReportRun& run) { printStatusHeader(run.ctx); },
+    [](const Run&) { printVersion(); },
+    [](const Run& run) { hostDiagnostics(&run.verbose); },
+    [](const Run& run) { ipDiagnostics(&run.verbose); },
+    report<domainDiagnostics>,
+    report<printDomainRids>,
+    report<showComputerAccount>,
+    [](const Run& run) { sysinfo(run.context, tolk::daemon_module::kAll, &run.verbose); },
+    report<showDuplicateSpns>,
+    [](const Run& run) { printStatusHeader(run.context); },
     security,
 };
 
 }  // namespace
 
-int diagReport(TaskContext& ctx, const char* server, std::ostream* diag) {
-  const ReportRun run{ctx, server, diag};
+int diagReport(TaskContext& context, const char* server, std::ostream* verbose) {
+  const Run run(context, server, verbose);
   for (const Section section : kSections) {
     section(run);
-    tellTroubles(diag);
+    tellTroubles(run.verbose);
     std::cout << '\n' << std::flush;
   }
   return 0;

@@ -9,7 +9,7 @@ struct TaskContext;
 
 /// Writes every section to standard output, an empty line after each. Always returns 0; throws
 /// TOLKException when the host's site is not known yet and no controller of the joined domain can
-/// be found. `server` (from --servername) and `diag` may be null.
-int diagReport(TaskContext& ctx, const char* server, std::ostream* diag);
+/// be found. `server` (from --servername) and `verbose` may be null.
+int diagReport(TaskContext& context, const char* server, std::ostream* verbose);
 
 }  // namespace joinscope

@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/diag/connectivity.h"
@@ -24,8 +25,8 @@ namespace {
 /// One pass over the section; the two lists are those of the pass at hand.
 class DomainSection {
  public:
-  DomainSection(TaskContext& ctx, const char* server, std::ostream* diag)
-      : ctx_(ctx), server_(server), diag_(diag) {}
+  explicit DomainSection(const Run& run)
+      : context_(run.context), server_(run.server), verbose_(run.verbose) {}
 
   void write();
 
@@ -39,9 +40,9 @@ class DomainSection {
   void announceDnsSearch(const char* what, const std::string& domain);
   void showSitesAndZones();
 
-  TaskContext& ctx_;
+  TaskContext& context_;
   const char* server_;
-  std::ostream* diag_;
+  std::ostream& verbose_;
   tolk::HostPortList catalogs_;
   tolk::HostPortList controllers_;
   bool foundInDns_ = true;
@@ -49,35 +50,35 @@ class DomainSection {
 
 void DomainSection::write() {
   std::cout << prefix(0) << "Domain Diagnostics\n" << prefix(1);
-  if (ctx_.domain.empty()) {
+  if (context_.domain.empty()) {
     std::cout << "Domain not specified\n";
   } else {
-    std::cout << "Domain: " << ctx_.domain << '\n';
+    std::cout << "Domain: " << context_.domain << '\n';
   }
   std::cout.flush();
   findHostSite();
-  writeSubnetSite(std::cout, ctx_.site);
-  if (ctx_.domain.empty()) return;
+  writeSubnetSite(std::cout, context_.site);
+  if (context_.domain.empty()) return;
   findControllers();
   writeProgress();
   printSrvRecords(&std::cout, controllers_);
   if (controllers_.empty()) {
-    if (diag_ != nullptr) printSrvAdvice(*diag_, ctx_.domain);
+    printSrvAdvice(verbose_, context_.domain);
     return;
   }
   testAndShow();
   if (server_ == nullptr) secondPass();
-  if (!ctx_.bindFailed) showSitesAndZones();
+  if (!context_.bindFailed) showSitesAndZones();
 }
 
 void DomainSection::findHostSite() {
-  if (!ctx_.site.empty()) return;
+  if (!context_.site.empty()) return;
   const std::string controller =
       server_ != nullptr
           ? server_
           : tolk::NetworkState::getDCForDomain(
-                ctx_.joinedDomain, tolk::ServiceType::domainController, false, "", false);
-  ctx_.site = lookupSubnetSite(ctx_.domain, ctx_.site, controller, diag_);
+                context_.joinedDomain, tolk::ServiceType::domainController, false, "", false);
+  context_.site = lookupSubnetSite(context_.domain, context_.site, controller, &verbose_);
 }
 
 void DomainSection::findControllers() {
@@ -87,11 +88,12 @@ void DomainSection::findControllers() {
     foundInDns_ = false;
     return;
   }
-  foundInDns_ = querySrvRecords("_ldap._tcp." + ctx_.domain, controllers_, diag_, false) == 1;
+  foundInDns_ =
+      querySrvRecords("_ldap._tcp." + context_.domain, controllers_, &verbose_, false) == 1;
   try {
     addSiteControllers();
   } catch (const tolk::TOLKException& e) {
-    std::cerr << prefix(2) << "Cannot get DC info for domain " << ctx_.domain << " : "
+    std::cerr << prefix(2) << "Cannot get DC info for domain " << context_.domain << " : "
               << tolk::printable(e.what()) << '\n';
   }
 }
@@ -99,74 +101,72 @@ void DomainSection::findControllers() {
 /// Adds the controllers of the host's site, which DNS may not name.
 void DomainSection::addSiteControllers() {
   const std::string controller = tolk::NetworkState::getDCForDomain(
-      ctx_.joinedDomain, tolk::ServiceType::domainController, false, "", true);
+      context_.joinedDomain, tolk::ServiceType::domainController, false, "", true);
   if (controller.empty()) return;
   (void)tolk::NetworkState::getDCInfo(controller, true);  // throws when it does not answer
-  if (ctx_.configNamingContext.empty()) {
-    const tolk::ADObject rootDse = readRootDse(controller + ":389", diag_);
+  if (context_.configNamingContext.empty()) {
+    const tolk::ADObject rootDse = readRootDse(controller + ":389", &verbose_);
     if (rootDse.empty()) {
       tolk::NetworkState::passOver(controller, tolk::ServiceType::domainController,
                                    "its root DSE cannot be read at port 389");
     }
-    ctx_.configNamingContext = readAttribute(rootDse, tolk::AD_CONFIG_NAMING_CTX, diag_);
+    context_.configNamingContext = readAttribute(rootDse, tolk::AD_CONFIG_NAMING_CTX, &verbose_);
   }
   tolk::HostPortList siteList;
-  siteControllers(ctx_, siteList, diag_);
+  siteControllers(context_, siteList, &verbose_);
   appendMissing(controllers_, siteList);
 }
 
 void DomainSection::writeProgress() {
-  if (diag_ == nullptr) return;
+  if (!isRead(verbose_)) return;  // two of the lines go to the report
   if (server_ != nullptr) {
-    *diag_ << prefix(1) << "DC service record is given on command line:\n";
+    verbose_ << prefix(1) << "DC service record is given on command line:\n";
   } else if (foundInDns_) {
-    std::cout << prefix(1) << "Locating domain controllers for " << ctx_.domain << " from DNS\n";
+    std::cout << prefix(1) << "Locating domain controllers for " << context_.domain
+              << " from DNS\n";
   } else {
     std::cout << prefix(1) << "DC service records not in DNS.  Checking configuration file:\n";
   }
 }
 
 void DomainSection::testAndShow() {
-  testConnectivity(ctx_, catalogs_, controllers_, diag_);
-  showControllers(ctx_, mergedServers(catalogs_, controllers_), diag_);
+  testConnectivity(context_, catalogs_, controllers_, &verbose_);
+  showControllers(context_, mergedServers(catalogs_, controllers_), &verbose_);
 }
 
 void DomainSection::announceDnsSearch(const char* what, const std::string& domain) {
-  if (diag_ == nullptr) return;
-  *diag_ << prefix(1) << "Locating " << what << " for " << tolk::printable(domain)
-         << " from DNS.\n";
+  verbose_ << prefix(1) << "Locating " << what << " for " << tolk::printable(domain)
+           << " from DNS.\n";
 }
 
 /// The forest's global catalogs, and the controllers again when DNS did not name them before.
 void DomainSection::secondPass() {
-  if (diag_ != nullptr) *diag_ << prefix(1) << '\n';
+  verbose_ << prefix(1) << '\n';
   catalogs_.clear();
   controllers_.clear();
-  if (!ctx_.forestName.empty()) {
-    announceDnsSearch("global catalogs", ctx_.forestName);
-    querySrvRecords("_gc._tcp." + ctx_.forestName, catalogs_, diag_, true);
-    printSrvRecords(diag_, catalogs_);
+  if (!context_.forestName.empty()) {
+    announceDnsSearch("global catalogs", context_.forestName);
+    querySrvRecords("_gc._tcp." + context_.forestName, catalogs_, &verbose_, true);
+    printSrvRecords(&verbose_, catalogs_);
   }
   if (!foundInDns_) {
-    announceDnsSearch("domain controllers", ctx_.domain);
-    querySrvRecords("_ldap._tcp." + ctx_.domain, controllers_, diag_, true);
-    printSrvRecords(diag_, controllers_);
+    announceDnsSearch("domain controllers", context_.domain);
+    querySrvRecords("_ldap._tcp." + context_.domain, controllers_, &verbose_, true);
+    printSrvRecords(&verbose_, controllers_);
   }
   testAndShow();
 }
 
 void DomainSection::showSitesAndZones() {
-  if (diag_ != nullptr) {
-    *diag_ << prefix(1) << "Retrieving site data from " << ctx_.domain << '\n';
-  }
-  writeSiteTopology(std::cout, listSiteTopology(ctx_, server_, diag_));
-  if (!ctx_.bindFailed) zoneReport(ctx_, server_, diag_);
+  verbose_ << prefix(1) << "Retrieving site data from " << context_.domain << '\n';
+  writeSiteTopology(std::cout, listSiteTopology(context_, server_, &verbose_));
+  if (!context_.bindFailed) zoneReport(context_, server_, &verbose_);
 }
 
 }  // namespace
 
-void domainDiagnostics(TaskContext& ctx, const char* server, std::ostream* diag) {
-  DomainSection(ctx, server, diag).write();
+void domainDiagnostics(TaskContext& context, const char* server, std::ostream* verbose) {
+  DomainSection(Run(context, server, verbose)).write();
 }
 
 void appendMissing(tolk::HostPortList& list, const tolk::HostPortList& more) {

@@ -13,8 +13,8 @@ struct TaskContext;
 
 /// The section on standard output. Throws TOLKException when the context has no site yet, no server
 /// was named and no controller of the joined domain can be found; every later failure is a line of
-/// text. `server` and `diag` may be null.
-void domainDiagnostics(TaskContext& ctx, const char* server, std::ostream* diag);
+/// text. `server` and `verbose` may be null.
+void domainDiagnostics(TaskContext& context, const char* server, std::ostream* verbose);
 
 /// Appends the entries of `more` that `list` does not hold yet.
 void appendMissing(tolk::HostPortList& list, const tolk::HostPortList& more);

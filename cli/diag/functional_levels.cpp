@@ -7,6 +7,7 @@
 
 #include "cli/account/binding.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "cli/diag/root_dse.h"
 #include "tolk/base/exceptions.h"
@@ -58,10 +59,11 @@ bool isWindows2000(const tolk::ADObject& rootDse) {
 }
 
 /// The mode as the domain object tells an anonymous reader, which Windows 2000 allows.
-bool askWindows2000(const tolk::ADObject& rootDse, const std::string& server, std::ostream* diag) {
+bool askWindows2000(const tolk::ADObject& rootDse, const std::string& server,
+                    std::ostream& verbose) {
   tolk::LDAPBinding binding;
   binding.connectToServer(server + ":389");
-  if (diag != nullptr) *diag << prefix(2) << "Retrieve DC config naming context\n" << std::flush;
+  verbose << prefix(2) << "Retrieve DC config naming context\n" << std::flush;
   const std::string domain = rootDse.getString(tolk::AD_DEFAULT_NAMING_CTX, "");
   const tolk::ADObject object = binding.fetch(domain, nullptr, tolk::AD_ALL_OBJECTS, false);
   return object.getInt(tolk::AD_MIXED_DOMAIN, 0) != 0;
@@ -69,17 +71,17 @@ bool askWindows2000(const tolk::ADObject& rootDse, const std::string& server, st
 
 /// Whether the domain is in mixed mode, asked of the Windows 2000 controller itself or of the run's
 /// binding; empty when that fails.
-std::optional<bool> askMode(TaskContext& ctx, const tolk::ADObject& rootDse, bool windows2000,
-                            std::ostream* diag) {
+std::optional<bool> askMode(TaskContext& context, const tolk::ADObject& rootDse, bool windows2000,
+                            std::ostream& verbose) {
   const std::string server = rootDse.getString(tolk::AD_DNS_HOST_NAME, "");
   try {
-    if (windows2000) return askWindows2000(rootDse, server, diag);
-    const auto binding = getBinding(ctx, server.c_str(), diag);
+    if (windows2000) return askWindows2000(rootDse, server, verbose);
+    const auto binding = getBinding(context, server.c_str(), &verbose);
     if (binding) return binding->isMixedMode();
   } catch (const tolk::LDAPException& e) {
-    if (diag != nullptr) *diag << prefix(2) << "LDAP: " << tolk::printable(e.what()) << '\n';
+    verbose << prefix(2) << "LDAP: " << tolk::printable(e.what()) << '\n';
   } catch (const std::exception& e) {
-    if (diag != nullptr) *diag << prefix(2) << "Exception: " << tolk::printable(e.what()) << '\n';
+    verbose << prefix(2) << "Exception: " << tolk::printable(e.what()) << '\n';
   }
   return {};
 }
@@ -101,8 +103,8 @@ std::string levelText(int level) {
 }
 
 std::string functionalLevelText(const tolk::ADObject& rootDse, const char* name,
-                                std::ostream* diag) {
-  return readAs(rootDse, name, diag,
+                                std::ostream* verbose) {
+  return readAs(rootDse, name, sinkOf(verbose),
                 [](const tolk::ADAttribute& value) { return levelText(value.toInt()); });
 }
 
@@ -114,13 +116,14 @@ std::string controllerTypeText(const tolk::ADObject& rootDse) {
   return text != nullptr ? text : kUnknown + std::to_string(*level);
 }
 
-bool normalizeFunctionalLevels(TaskContext& ctx, tolk::ADObject& rootDse, std::ostream* diag) {
+bool normalizeFunctionalLevels(TaskContext& context, tolk::ADObject& rootDse,
+                               std::ostream* verbose) {
   const bool windows2000 = isWindows2000(rootDse);
   if (windows2000) {
     for (const char* name : {kDomainLevel, kForestLevel, kControllerLevel}) rootDse[name] = 0;
   }
   if (readLevel(rootDse, kDomainLevel) == 0) {
-    applyMixedMode(rootDse, askMode(ctx, rootDse, windows2000, diag));
+    applyMixedMode(rootDse, askMode(context, rootDse, windows2000, sinkOf(verbose)));
   }
   return windows2000;
 }

@@ -17,9 +17,9 @@ struct TaskContext;
 std::string levelText(int level);
 
 /// The named level attribute of a root DSE as levelText; empty when it is missing or no number, the
-/// reason going to `diag` (may be null).
+/// reason going to `verbose` (may be null).
 std::string functionalLevelText(const tolk::ADObject& rootDse, const char* name,
-                                std::ostream* diag);
+                                std::ostream* verbose);
 
 /// "Windows 2016" and the like from domainControllerFunctionality, which counts as 0 when it is
 /// missing.
@@ -29,8 +29,9 @@ std::string controllerTypeText(const tolk::ADObject& rootDse);
 /// domainFunctionality becomes -1 in mixed mode and goes away when the mode cannot be found out. A
 /// root DSE without any level attribute is that of a Windows 2000 controller; it gets all three
 /// levels as 0. Returns whether it is one. The mode comes from the controller itself, or from the
-/// run's binding; why that failed goes to `diag` (may be null).
-bool normalizeFunctionalLevels(TaskContext& ctx, tolk::ADObject& rootDse, std::ostream* diag);
+/// run's binding; why that failed goes to `verbose` (may be null).
+bool normalizeFunctionalLevels(TaskContext& context, tolk::ADObject& rootDse,
+                               std::ostream* verbose);
 
 /// Writes the outcome of asking for the mode into the root DSE; empty means that it could not be
 /// found out.

@@ -5,17 +5,18 @@
 #include <iostream>
 
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "tolk/base/text.h"
 #include "tolk/net/interfaces.h"
 
 namespace joinscope {
 namespace {
 
-void writeNames(std::ostream& out, const ReverseNames& answer, std::ostream* diag) {
+void writeNames(std::ostream& out, const ReverseNames& answer, std::ostream& verbose) {
   if (answer.dnsProblem) {
     out << "WARNING: DNS timeout error.  Check DNS configuration\n"
            "or increase the value of velkd.dns.response.maxtime in pellion.conf.\n";
-    if (diag != nullptr) *diag << prefix(2) << tolk::printable(*answer.dnsProblem) << '\n';
+    verbose << prefix(2) << tolk::printable(*answer.dnsProblem) << '\n';
     return;
   }
   if (answer.names.empty()) {
@@ -32,16 +33,16 @@ bool hasName(const ReverseNames& answer) {
 
 }  // namespace
 
-void hostDiagnostics(std::ostream* /*diag*/) {
+void hostDiagnostics(std::ostream* /*verbose*/) {
   writeHostSection(std::cout, readHostFacts());
 }
 
-void ipDiagnostics(std::ostream* diag) {
+void ipDiagnostics(std::ostream* verbose) {
   const IpFacts facts = readIpFacts();
   ReverseLookups lookups(facts.addresses);
   const IpAnswers answers{.namesOf = [&lookups](std::size_t i) { return lookups.namesOf(i); },
                           .longName = tolk::longLocalHostName};
-  writeIpSection(std::cout, facts, answers, diag);
+  writeIpSection(std::cout, facts, answers, sinkOf(verbose));
 }
 
 void writeHostSection(std::ostream& out, const HostFacts& facts) {
@@ -60,17 +61,17 @@ void writeHostSection(std::ostream& out, const HostFacts& facts) {
 }
 
 void writeIpSection(std::ostream& out, const IpFacts& facts, const IpAnswers& answers,
-                    std::ostream* diag) {
+                    std::ostream& verbose) {
   out << prefix(0) << "IP Diagnostics\n"
       << prefix(1) << "Local host name: " << facts.shortName << '\n';
-  if (facts.interfaceProblem && diag != nullptr) {
-    *diag << prefix(3) << "Problem retrieving IP addresses: " << *facts.interfaceProblem << '\n';
+  if (facts.interfaceProblem) {
+    verbose << prefix(3) << "Problem retrieving IP addresses: " << *facts.interfaceProblem << '\n';
   }
   bool named = false;
   for (std::size_t i = 0; i < facts.addresses.size(); ++i) {
     out << prefix(1) << "Local IP Address: " << facts.addresses[i] << '\n' << std::flush;
     const ReverseNames answer = answers.namesOf(i);
-    writeNames(out, answer, diag);
+    writeNames(out, answer, verbose);
     named = named || hasName(answer);
   }
   if (named) return;

@@ -11,10 +11,10 @@
 
 namespace joinscope {
 
-/// The sections on standard output; `diag`, which may be null, is told why the interfaces could not
-/// be listed or DNS gave no answer.
-void hostDiagnostics(std::ostream* diag);
-void ipDiagnostics(std::ostream* diag);
+/// The sections on standard output; `verbose`, which may be null, is told why the interfaces could
+/// not be listed or DNS gave no answer.
+void hostDiagnostics(std::ostream* verbose);
+void ipDiagnostics(std::ostream* verbose);
 
 /// What has to be waited for, asked when its place in the text has come.
 struct IpAnswers {
@@ -25,6 +25,6 @@ struct IpAnswers {
 /// Writes a section to `out`, all that is known before each wait.
 void writeHostSection(std::ostream& out, const HostFacts& facts);
 void writeIpSection(std::ostream& out, const IpFacts& facts, const IpAnswers& answers,
-                    std::ostream* diag);
+                    std::ostream& verbose);
 
 }  // namespace joinscope

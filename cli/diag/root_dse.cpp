@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/dn.h"
@@ -12,58 +13,54 @@
 
 namespace joinscope {
 
-tolk::ADObject readRootDse(const std::string& server, std::ostream* diag) {
+tolk::ADObject readRootDse(const std::string& server, std::ostream* verbose) {
   tolk::EventLoop loop;
   tolk::RootDseReads reads(loop, {server});
-  return readRootDse(reads, server, diag);
+  return readRootDse(reads, server, sinkOf(verbose));
 }
 
 tolk::ADObject readRootDse(tolk::RootDseReads& reads, const std::string& server,
-                           std::ostream* diag) {
-  if (diag != nullptr) {
-    *diag << prefix(1) << "Anonymous LDAP bind to " << tolk::printable(server) << '\n'
+                           std::ostream& verbose) {
+  verbose << prefix(1) << "Anonymous LDAP bind to " << tolk::printable(server) << '\n'
           << std::flush;
-  }
   try {
-    if (reads.waitConnected(server) && diag != nullptr) {
-      *diag << prefix(2) << "Retrieve DC root object\n" << std::flush;
+    if (reads.waitConnected(server)) {
+      verbose << prefix(2) << "Retrieve DC root object\n" << std::flush;
     }
     return reads.take(server);
   } catch (const tolk::LDAPException& e) {
-    if (diag != nullptr) *diag << prefix(2) << "LDAP: " << tolk::printable(e.what()) << '\n';
+    verbose << prefix(2) << "LDAP: " << tolk::printable(e.what()) << '\n';
   } catch (const std::exception& e) {
-    if (diag != nullptr) *diag << prefix(2) << "Exception: " << tolk::printable(e.what()) << '\n';
+    verbose << prefix(2) << "Exception: " << tolk::printable(e.what()) << '\n';
   }
   return {};
 }
 
 std::string readAttribute(const tolk::ADObject& object, const std::string& name,
-                          std::ostream* diag) {
-  return readAs(object, name, diag,
+                          std::ostream* verbose) {
+  return readAs(object, name, sinkOf(verbose),
                 [](const tolk::ADAttribute& value) { return value.toString(); });
 }
 
 std::string readDomainAttribute(const tolk::ADObject& object, const std::string& name,
-                                std::ostream* diag) {
-  return readAs(object, name, diag, [](const tolk::ADAttribute& value) {
+                                std::ostream* verbose) {
+  return readAs(object, name, sinkOf(verbose), [](const tolk::ADAttribute& value) {
     return tolk::DN::domainFromDN(value.toString());
   });
 }
 
-std::string readAs(const tolk::ADObject& object, const std::string& name, std::ostream* diag,
+std::string readAs(const tolk::ADObject& object, const std::string& name, std::ostream& verbose,
                    const std::function<std::string(const tolk::ADAttribute&)>& convert) {
   if (object.empty()) return {};
   if (!object.attributeExists(name, true)) {
-    if (diag != nullptr) *diag << prefix(2) << "Missing index: " << name << '\n';
+    verbose << prefix(2) << "Missing index: " << name << '\n';
     return {};
   }
   try {
     return convert(object[name]);
   } catch (const tolk::SystemException& e) {
-    if (diag != nullptr) {
-      *diag << prefix(2) << "While accessing index " << name << ": " << tolk::printable(e.what())
+    verbose << prefix(2) << "While accessing index " << name << ": " << tolk::printable(e.what())
             << '\n';
-    }
     return {};
   }
 }

@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
 #include "tolk/net/limits.h"
@@ -15,10 +16,10 @@
 namespace joinscope {
 namespace {
 
-void noteLimit(std::ostream* diag, const tolk::Property* limit) {
-  if (diag == nullptr || limit == nullptr) return;
-  *diag << prefix(1) << "... limit of " << tolk::limitText(tolk::configuredLimit(*limit)) << " ("
-        << limit->key << ") reached\n";
+void noteLimit(std::ostream& verbose, const tolk::Property* limit) {
+  if (limit == nullptr) return;
+  verbose << prefix(1) << "... limit of " << tolk::limitText(tolk::configuredLimit(*limit)) << " ("
+          << limit->key << ") reached\n";
 }
 
 using Seconds = std::optional<double>;
@@ -69,19 +70,17 @@ void writeRowLabel(std::ostream& out, const PortRow& row, int port) {
       << number << (overUdp(row) ? "/udp - " : "/tcp - ");
 }
 
-void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream* diag) {
-  if (diag != nullptr && !verdict.message.empty()) {
-    *diag << tolk::printable(verdict.message) << '\n';
-  }
+void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream& verbose) {
+  if (!verdict.message.empty()) verbose << tolk::printable(verdict.message) << '\n';
   out << verdictText(verdict.result) << '\n' << std::flush;
-  if (diag != nullptr && !verdict.reason.empty()) {
-    *diag << prefix(3) << tolk::printable(verdict.reason) << '\n';
+  if (!verdict.reason.empty()) {
+    verbose << prefix(3) << tolk::printable(verdict.reason) << '\n';
   }
-  noteLimit(diag, verdict.limit);
+  noteLimit(verbose, verdict.limit);
 }
 
 bool writeServer(std::ostream& out, const ServerKind& kind, const tolk::HostPort& entry,
-                 const ServerAnswers& answers, std::ostream* diag) {
+                 const ServerAnswers& answers, std::ostream& verbose) {
   const std::string host = tolk::printable(entry.host);
   const char* title = &kind == &kGlobalCatalog ? "Global Catalog" : "Domain Controller";
   out << prefix(2) << title << ": " << host << '\n' << std::flush;
@@ -91,20 +90,20 @@ bool writeServer(std::ostream& out, const ServerKind& kind, const tolk::HostPort
     out << prefix(3) << "Can't resolve IP address for " << host << prefix(3)
         << "\nPlease check your DNS configuration\n"
         << std::flush;
-    noteLimit(diag, address.limit);
+    noteLimit(verbose, address.limit);
     return false;
   }
   for (std::size_t row = 0; row < kind.rows.size(); ++row) {
     writeRowLabel(out, kind.rows[row], portOf(entry, kind, row));
     out.flush();
     const ProbeVerdict verdict = answers.probe(row);
-    writeVerdict(out, verdict, diag);
+    writeVerdict(out, verdict, verbose);
     if (row == 0 && verdict.result != ProbeVerdict::kGood) {
       out << prefix(3) << "No TCP LDAP response, giving up on " << host << '\n' << std::flush;
       return false;
     }
   }
-  if (diag != nullptr && answers.facts) writeFacts(*diag, host, answers.facts());
+  if (isRead(verbose) && answers.facts) writeFacts(verbose, host, answers.facts());
   return true;
 }
 
@@ -130,17 +129,18 @@ std::string clockText(const std::string& host, const ControllerFacts& facts) {
   return size >= kMeasureError ? text + "; Kerberos refuses 300 s" : text;
 }
 
-void writeFacts(std::ostream& diag, const std::string& host, const ControllerFacts& facts) {
+void writeFacts(std::ostream& verbose, const std::string& host, const ControllerFacts& facts) {
   if (!facts.ldapTrouble.empty()) {
-    diag << prefix(3) << host << " accepts connections to its LDAP port, but nobody answers there: "
-         << tolk::printable(facts.ldapTrouble) << ". Reads and binds will fail for this\n";
+    verbose << prefix(3) << host
+            << " accepts connections to its LDAP port, but nobody answers there: "
+            << tolk::printable(facts.ldapTrouble) << ". Reads and binds will fail for this\n";
   }
   if (!facts.kdcTrouble.empty()) {
-    diag << prefix(3) << host << " accepts connections to port 88, but no KDC answers there: "
-         << tolk::printable(facts.kdcTrouble) << ". No ticket can be had from it\n";
+    verbose << prefix(3) << host << " accepts connections to port 88, but no KDC answers there: "
+            << tolk::printable(facts.kdcTrouble) << ". No ticket can be had from it\n";
   }
   const std::string clock = clockText(host, facts);
-  if (!clock.empty()) diag << prefix(3) << clock << '\n';
+  if (!clock.empty()) verbose << prefix(3) << clock << '\n';
 }
 
 }  // namespace joinscope

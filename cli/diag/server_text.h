@@ -28,19 +28,19 @@ const char* verdictText(int result);
 void writeRowLabel(std::ostream& out, const PortRow& row, int port);
 
 /// Ends a row: the verdict on `out`, flushed; before it the message, after it reason and limit that
-/// ended the wait, on `diag`, which may be null.
-void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream* diag);
+/// ended the wait, on `verbose`.
+void writeVerdict(std::ostream& out, const ProbeVerdict& verdict, std::ostream& verbose);
 
-/// Writes one server's lines to `out`, flushed whenever an answer is waited for, and to `diag`,
-/// which may be null, what the rows leave out. Returns whether the first row was good.
+/// Writes one server's lines to `out`, flushed whenever an answer is waited for, and to `verbose`
+/// what the rows leave out. Returns whether the first row was good.
 bool writeServer(std::ostream& out, const ServerKind& kind, const tolk::HostPort& entry,
-                 const ServerAnswers& answers, std::ostream* diag);
+                 const ServerAnswers& answers, std::ostream& verbose);
 
 /// "This clock is 94 s ahead of HOST (LDAP +94 s, NTP +93.8 s); Kerberos refuses 300 s", or what
 /// Kerberos makes of more; empty when nothing was measured. `host` is safe to print.
 std::string clockText(const std::string& host, const ControllerFacts& facts);
 
 /// One line for each thing that there is to say; at most the clock's for a sound controller.
-void writeFacts(std::ostream& diag, const std::string& host, const ControllerFacts& facts);
+void writeFacts(std::ostream& verbose, const std::string& host, const ControllerFacts& facts);
 
 }  // namespace joinscope

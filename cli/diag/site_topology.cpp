@@ -6,6 +6,7 @@
 
 #include "cli/account/binding.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "cli/diag/controllers.h"
 #include "tolk/base/text.h"
@@ -14,42 +15,42 @@
 namespace joinscope {
 namespace {
 
-void announce(std::ostream* diag, std::size_t level, const char* what, const std::string& dn) {
-  if (diag != nullptr) *diag << prefix(level) << what << tolk::printable(dn) << '\n' << std::flush;
+void announce(std::ostream& verbose, std::size_t level, const char* what, const std::string& dn) {
+  verbose << prefix(level) << what << tolk::printable(dn) << '\n' << std::flush;
 }
 
 }  // namespace
 
-std::vector<SubnetSite> listSiteTopology(TaskContext& ctx, const char* server, std::ostream* diag) {
-  const auto binding = getBinding(ctx, server, diag);
+std::vector<SubnetSite> listSiteTopology(TaskContext& context, const char* server,
+                                         std::ostream* verbose) {
+  std::ostream& sink = sinkOf(verbose);
+  const auto binding = getBinding(context, server, verbose);
   if (!binding) {
-    if (diag != nullptr) *diag << prefix(2) << "Cannot read site data: unable to bind to DC.\n";
-    std::cout << ctx.errorMessage << '\n';
+    sink << prefix(2) << "Cannot read site data: unable to bind to DC.\n";
+    std::cout << context.errorMessage << '\n';
     return {};
   }
-  takeConfigurationContext(ctx, *binding);
-  if (ctx.configNamingContext.empty()) {
+  takeConfigurationContext(context, *binding);
+  if (context.configNamingContext.empty()) {
     std::cout << "Can't retrieve siteinfo without knowing the configuration naming context\n";
     return {};
   }
-  const std::string base = subnetsBase(ctx.configNamingContext);
-  announce(diag, 2, "Retrieving subnet objects from ", base);
+  const std::string base = subnetsBase(context.configNamingContext);
+  announce(sink, 2, "Retrieving subnet objects from ", base);
   try {
-    const auto waiting = [diag](SiteRead read, const std::string& dn) {
-      announce(diag, 3,
+    const auto waiting = [&sink](SiteRead read, const std::string& dn) {
+      announce(sink, 3,
                read == SiteRead::site ? "Retrieving site object from "
                                       : "Retrieving server objects from ",
                dn);
     };
     std::vector<SubnetSite> topology = readSubnets(*binding, base, waiting);
-    if (topology.empty() && diag != nullptr) {
-      *diag << prefix(2) << "The directory names no subnet there: no site is listed\n";
+    if (topology.empty()) {
+      sink << prefix(2) << "The directory names no subnet there: no site is listed\n";
     }
     return topology;
   } catch (const std::exception& e) {
-    if (diag != nullptr) {
-      *diag << prefix(2) << "Cannot read site data: " << tolk::printable(e.what()) << '\n';
-    }
+    sink << prefix(2) << "Cannot read site data: " << tolk::printable(e.what()) << '\n';
     return {};
   }
 }

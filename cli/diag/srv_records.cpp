@@ -5,12 +5,13 @@
 #include <iostream>
 
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "tolk/base/text.h"
 #include "tolk/net/dns.h"
 
 namespace joinscope {
 
-int querySrvRecords(const std::string& name, tolk::HostPortList& out, std::ostream* /*diag*/,
+int querySrvRecords(const std::string& name, tolk::HostPortList& out, std::ostream* /*verbose*/,
                     bool dnsOnly) {
   std::cout << prefix(2) << "DNS query for: " << name << '\n' << std::flush;
   try {
@@ -22,14 +23,14 @@ int querySrvRecords(const std::string& name, tolk::HostPortList& out, std::ostre
 }
 
 void printSrvRecords(std::ostream* stream, const tolk::HostPortList& list) {
-  if (stream == nullptr) return;
+  std::ostream& out = sinkOf(stream);
   if (list.empty()) {
-    *stream << prefix(2) << "Found no SRV records!\n";
+    out << prefix(2) << "Found no SRV records!\n";
     return;
   }
-  *stream << prefix(2) << "Found SRV records:\n";
+  out << prefix(2) << "Found SRV records:\n";
   for (const tolk::HostPort& entry : list) {
-    *stream << prefix(3) << tolk::printable(hostAndPort(entry)) << '\n';
+    out << prefix(3) << tolk::printable(hostAndPort(entry)) << '\n';
   }
 }
 

@@ -11,8 +11,8 @@ namespace joinscope {
 /// Announces the lookup of `name` on standard output and appends its records to `out`. With
 /// `dnsOnly` only DNS is asked; otherwise the controllers of orvald.conf stand in when DNS has
 /// none. Returns 1 when the records came from DNS, 0 when not, -1 after a failure, which is
-/// reported on standard error and never thrown. `diag` is not used.
-int querySrvRecords(const std::string& name, tolk::HostPortList& out, std::ostream* diag,
+/// reported on standard error and never thrown. `verbose` is not used.
+int querySrvRecords(const std::string& name, tolk::HostPortList& out, std::ostream* verbose,
                     bool dnsOnly);
 
 /// Writes the records in list order; nothing when `stream` is null.

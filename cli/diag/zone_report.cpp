@@ -7,6 +7,7 @@
 
 #include "cli/account/binding.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
@@ -19,15 +20,15 @@
 namespace joinscope {
 namespace {
 
-boost::shared_ptr<tolk::ADBinding> bindForZones(TaskContext& ctx, const char* server,
-                                                std::ostream* diag) {
-  boost::shared_ptr<tolk::ADBinding> binding = getGCBinding(ctx);
+boost::shared_ptr<tolk::ADBinding> bindForZones(TaskContext& context, const char* server,
+                                                std::ostream* verbose) {
+  boost::shared_ptr<tolk::ADBinding> binding = getGCBinding(context);
   if (binding) return binding;
   std::cout << prefix(1) << "Cannot connect to GC, trying DC...\n";
-  binding = getBinding(ctx, server, diag);
+  binding = getBinding(context, server, verbose);
   if (!binding) {
     std::cout << prefix(1) << "Cannot read zone data: unable to bind to DC.\n"
-              << ctx.errorMessage << '\n';
+              << context.errorMessage << '\n';
   }
   return binding;
 }
@@ -43,32 +44,31 @@ std::string location(const tolk::ADObject& zone) {
 
 }  // namespace
 
-void zoneReport(TaskContext& ctx, const char* server, std::ostream* diag) {
-  std::cout << "\nRetrieving zone data from " << ctx.domain << '\n' << std::flush;
-  if (!loadZones(ctx, server, diag)) return;
-  printZones(*ctx.standardZones, "Standard");
-  printZones(*ctx.rfc2307Zones, "Standard 2307");
-  printZones(*ctx.sfuZones, "Microsoft SFU");
+void zoneReport(TaskContext& context, const char* server, std::ostream* verbose) {
+  std::cout << "\nRetrieving zone data from " << context.domain << '\n' << std::flush;
+  if (!loadZones(context, server, verbose)) return;
+  printZones(*context.standardZones, "Standard");
+  printZones(*context.rfc2307Zones, "Standard 2307");
+  printZones(*context.sfuZones, "Microsoft SFU");
 }
 
-bool loadZones(TaskContext& ctx, const char* server, std::ostream* diag) {
-  if (ctx.zonesLoaded) return true;
-  const boost::shared_ptr<tolk::ADBinding> binding = bindForZones(ctx, server, diag);
+bool loadZones(TaskContext& context, const char* server, std::ostream* verbose) {
+  if (context.zonesLoaded) return true;
+  const boost::shared_ptr<tolk::ADBinding> binding = bindForZones(context, server, verbose);
   if (!binding) return false;
   try {
     const tolk::ORVSchema standard(0, std::string(tolk::SCHEMA_ORV_V2_0), "", 0);
     const tolk::ORVSchemaR2 rfc2307(0, "", 0);
     const tolk::SFUSchema sfu(0, std::string(tolk::SCHEMA_SFU_V3_0), "", 0);
-    ctx.standardZones = standard.getZoneList(*binding, "");
-    ctx.rfc2307Zones = rfc2307.getZoneList(*binding, "");
-    ctx.sfuZones = sfu.getZoneList(*binding, "");
-    ctx.zonesLoaded = true;
+    context.standardZones = standard.getZoneList(*binding, "");
+    context.rfc2307Zones = rfc2307.getZoneList(*binding, "");
+    context.sfuZones = sfu.getZoneList(*binding, "");
+    context.zonesLoaded = true;
   } catch (const std::exception& failure) {
-    if (diag != nullptr) {
-      *diag << prefix(2) << "Cannot read zone data: " << tolk::printable(failure.what()) << '\n';
-    }
+    sinkOf(verbose) << prefix(2) << "Cannot read zone data: " << tolk::printable(failure.what())
+                    << '\n';
   }
-  return ctx.zonesLoaded;
+  return context.zonesLoaded;
 }
 
 void printZones(const tolk::ADObjectList& zones, const std::string& layoutName) {

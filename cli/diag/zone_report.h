@@ -11,13 +11,13 @@ namespace joinscope {
 
 struct TaskContext;
 
-/// Prints the zone listing on standard output. `server` and `diag` may be null.
-void zoneReport(TaskContext& ctx, const char* server, std::ostream* diag);
+/// Prints the zone listing on standard output. `server` and `verbose` may be null.
+void zoneReport(TaskContext& context, const char* server, std::ostream* verbose);
 
 /// Reads the zones of all layouts into the context, once a run: from a global catalog, or from the
 /// domain when there is none. False when they could not be read; what went wrong with the bindings
-/// is then on standard output, what went wrong with a search on `diag`.
-bool loadZones(TaskContext& ctx, const char* server, std::ostream* diag);
+/// is then on standard output, what went wrong with a search on `verbose`.
+bool loadZones(TaskContext& context, const char* server, std::ostream* verbose);
 
 /// Prints the zones of one layout on standard output.
 void printZones(const tolk::ADObjectList& zones, const std::string& layoutName);

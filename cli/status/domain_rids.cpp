@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "cli/status/join_setting.h"
 #include "tolk/base/handle.h"
@@ -29,13 +30,13 @@ using KeyValueSet = std::unique_ptr<OrvKeyValue, tolk::Releaser<orvFreeKeyValueS
 
 }  // namespace
 
-void printDomainRids(TaskContext& context, const char* server, std::ostream* stream) {
+void printDomainRids(TaskContext& context, const char* server, std::ostream* verbose) {
   if (getJoinSetting(context, tolk::SETTING_ZONE_REALNAME, kUnavailable, nullptr, server, true) !=
       kAutoZone) {
     return;
   }
   OrvKeyValue* found = nullptr;
-  const int code = getDomainRids(domainRidsWaitSeconds(stream), &found);
+  const int code = getDomainRids(domainRidsWaitSeconds(verbose), &found);
   const KeyValueSet set(found);
   if (code != OrvCode::kSuccess) {
     reportRidError(code);
@@ -44,13 +45,11 @@ void printDomainRids(TaskContext& context, const char* server, std::ostream* str
   writeDomainRids(std::cout, set.get(), context.joinedDomain);
 }
 
-long domainRidsWaitSeconds(std::ostream* stream) {
+long domainRidsWaitSeconds(std::ostream* verbose) {
   const long seconds =
       tolk::Props().getTime(tolk::PN::JOIN_VELKD_WAIT_TIME, 's', kDefaultWaitSeconds);
-  if (stream != nullptr) {
-    *stream << prefix(1) << "It may take up to " << seconds
-            << " seconds to gather information...\n";
-  }
+  sinkOf(verbose) << prefix(1) << "It may take up to " << seconds
+                  << " seconds to gather information...\n";
   return seconds;
 }
 

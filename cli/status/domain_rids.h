@@ -12,11 +12,11 @@ struct TaskContext;
 
 /// On a host in the automatic zone, the ranges on standard output, or on standard error why they
 /// cannot be had; nothing on any other host. Waits for a daemon that is still gathering as long as
-/// join.velkd.wait.time says. `server` and `stream` may be null.
-void printDomainRids(TaskContext& context, const char* server, std::ostream* stream);
+/// join.velkd.wait.time says. `server` and `verbose` may be null.
+void printDomainRids(TaskContext& context, const char* server, std::ostream* verbose);
 
-/// That time; `stream`, which may be null, is told about it.
-long domainRidsWaitSeconds(std::ostream* stream);
+/// That time; `verbose`, which may be null, is told about it.
+long domainRidsWaitSeconds(std::ostream* verbose);
 
 /// Asks once a second, `seconds` times at most. Returns the last code (OrvCode); kStillGathering
 /// without a question when `seconds` is not positive. `*set` is null or to be freed with

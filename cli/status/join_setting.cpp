@@ -6,6 +6,7 @@
 #include <ostream>
 
 #include "cli/account/binding.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
@@ -31,10 +32,10 @@ void note(const std::exception& reason) {
 }
 
 std::string zoneNameFromDirectory(TaskContext& context, const std::string& zoneDn,
-                                  const std::string& fallback, std::ostream* stream,
+                                  const std::string& fallback, std::ostream* verbose,
                                   const char* server) {
-  if (stream != nullptr) stream->flush();
-  const boost::shared_ptr<tolk::ADBinding> binding = getBinding(context, server, stream);
+  sinkOf(verbose).flush();
+  const boost::shared_ptr<tolk::ADBinding> binding = getBinding(context, server, verbose);
   if (!binding) return fallback;
   tolk::ADObject zone = binding->fetch(zoneDn, nullptr, tolk::AD_ALL_OBJECTS, false);
   zone[tolk::TOLK_EXT_FILTER] = tolk::ZoneObjectKind::zone;
@@ -60,18 +61,18 @@ std::string recordedController(const TaskContext& context) {
 }  // namespace
 
 std::string getJoinSetting(TaskContext& context, std::string_view key, const std::string& fallback,
-                           std::ostream* stream, const char* server, bool resolveZone) {
+                           std::ostream* verbose, const char* server, bool resolveZone) {
   try {
     std::string value = tolk::loadSetting(key, false, true);
     if (key != tolk::SETTING_ZONE_REALNAME || !resolveZone) return value;
     const std::string schema =
-        getJoinSetting(context, tolk::SETTING_SCHEMA, "", stream, server, true);
+        getJoinSetting(context, tolk::SETTING_SCHEMA, "", verbose, server, true);
     if (schema == tolk::SCHEMA_ORV_V1_0) {
-      return zoneNameFromDirectory(context, value, fallback, stream, server);
+      return zoneNameFromDirectory(context, value, fallback, verbose, server);
     }
     if (schema == tolk::SCHEMA_SFU_V3_0V1) {
       return value +
-             getJoinSetting(context, tolk::SETTING_ZONE_GUID, kUnavailable, stream, server, true);
+             getJoinSetting(context, tolk::SETTING_ZONE_GUID, kUnavailable, verbose, server, true);
     }
     if (schema == tolk::SCHEMA_NULL) return "NULL";
     if (schema == tolk::SCHEMA_AUTO) return "Auto Zone";

@@ -11,11 +11,11 @@ struct TaskContext;
 
 /// One join setting, `fallback` when it is missing or cannot be read. With `resolveZone`, the
 /// setting SETTING_ZONE_REALNAME becomes the zone's name for people, which for the layout
-/// SCHEMA_ORV_V1_0 is read from the directory through the run's binding: `stream` is flushed before
-/// and told about progress, `server` goes to getBinding(); both may be null. Nothing is thrown;
-/// why a setting that is there gives no value is a trouble (tolk/base/troubles.h).
+/// SCHEMA_ORV_V1_0 is read from the directory through the run's binding: `verbose` is flushed
+/// before and told about progress, `server` goes to getBinding(); both may be null. Nothing is
+/// thrown; why a setting that is there gives no value is a trouble (tolk/base/troubles.h).
 std::string getJoinSetting(TaskContext& context, std::string_view key, const std::string& fallback,
-                           std::ostream* stream, const char* server, bool resolveZone);
+                           std::ostream* verbose, const char* server, bool resolveZone);
 
 /// The domain controller that the agent uses: what the daemon says, else what the join settings
 /// record; "<unavailable>" when neither knows one. Nothing is thrown.

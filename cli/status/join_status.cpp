@@ -10,6 +10,7 @@
 #include "cli/account/computer_account.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/status/join_setting.h"
@@ -32,16 +33,13 @@ void writeLine(std::ostream& out, std::string_view label, const std::string& val
 }
 
 /// The subnet's site as a controller tells it; empty when none can be asked.
-std::string discoverSubnetSite(const TaskContext& context, const std::string& preferredSite,
-                               std::ostream* diag) {
+std::string discoverSubnetSite(const Run& run, const std::string& preferredSite) {
   try {
     const std::string controller = tolk::NetworkState::getDCForDomain(
-        context.joinedDomain, tolk::ServiceType::domainController, false, "", false);
-    return lookupSubnetSite(context.joinedDomain, preferredSite, controller, diag);
+        run.context.joinedDomain, tolk::ServiceType::domainController, false, "", false);
+    return lookupSubnetSite(run.context.joinedDomain, preferredSite, controller, &run.verbose);
   } catch (const std::exception& failure) {
-    if (diag != nullptr) {
-      *diag << prefix(1) << "Exception: " << tolk::printable(failure.what()) << '\n';
-    }
+    run.verbose << prefix(1) << "Exception: " << tolk::printable(failure.what()) << '\n';
     return {};
   }
 }
@@ -57,43 +55,46 @@ JoinFacts readJoinFacts(TaskContext& context) {
           .preWin2kName = setting(context, tolk::SETTING_PREW2K_HOST_NAME)};
 }
 
-PlaceFacts readPlaceFacts(TaskContext& context, AgentState state, std::ostream* diag) {
+PlaceFacts readPlaceFacts(const Run& run, AgentState state) {
+  TaskContext& context = run.context;
   PlaceFacts facts{.controller = currentDC(context),
                    .preferredSite = setting(context, tolk::SETTING_MACHINE_SITE),
                    .subnetSite = std::nullopt};
   if (state == AgentState::connected) {
     facts.subnetSite = setting(context, tolk::SETTING_SUBNET_SITE);
     if (facts.subnetSite == kUnavailable) {
-      facts.subnetSite = discoverSubnetSite(context, facts.preferredSite, diag);
+      facts.subnetSite = discoverSubnetSite(run, facts.preferredSite);
     }
   }
   return facts;
 }
 
-void writePasswordLastSet(TaskContext& context, const char* server, std::ostream* diag) {
+void writePasswordLastSet(const Run& run) {
   const std::string lastSet = formatPasswordLastSet(
-      findComputerAccount(context, context.preWin2kHostName,
-                          tolk::ComputerObjectHelper::getAttributes(), server, diag));
+      findComputerAccount(run.context, run.context.preWin2kHostName,
+                          tolk::ComputerObjectHelper::getAttributes(), run.server, &run.verbose));
   if (lastSet != kUnavailable) writeLine(std::cout, "Last password set:", lastSet);
 }
 
 }  // namespace
 
-int joinStatusReport(TaskContext& context, const char* server, std::ostream* diag) {
+int joinStatusReport(TaskContext& context, const char* server, std::ostream* verbose) {
   if (!context.joined) {
     std::cout << "Not joined to any domain\n";
     return exit_status::kNotJoined;
   }
   writeJoinFacts(std::cout, readJoinFacts(context));
   std::cout.flush();  // a daemon that does not answer is waited for
+  const Run run(context, server, verbose);
   const AgentState state = agentState();
-  writePlaceFacts(std::cout, readPlaceFacts(context, state, diag));
+  writePlaceFacts(std::cout, readPlaceFacts(run, state));
   std::cout.flush();
-  writeLine(std::cout, "Zone:",
-            getJoinSetting(context, tolk::SETTING_ZONE_REALNAME, kUnavailable, diag, server, true));
+  writeLine(
+      std::cout, "Zone:",
+      getJoinSetting(context, tolk::SETTING_ZONE_REALNAME, kUnavailable, verbose, server, true));
   std::cout.flush();
   if (state == AgentState::connected) {
-    writePasswordLastSet(context, server, diag);
+    writePasswordLastSet(run);
     std::cout.flush();
   }
   writeLine(std::cout, "Orvald mode:", agentStateName(state));

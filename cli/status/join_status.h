@@ -28,9 +28,9 @@ struct PlaceFacts {
   std::optional<std::string> subnetSite;  ///< looked at with a connected daemon only
 };
 
-/// The report on standard output; `server` and `diag` may be null. Returns 0, or 10 on a host that
-/// is not joined.
-int joinStatusReport(TaskContext& context, const char* server, std::ostream* diag);
+/// The report on standard output; `server` and `verbose` may be null. Returns 0, or 10 on a host
+/// that is not joined.
+int joinStatusReport(TaskContext& context, const char* server, std::ostream* verbose);
 
 /// The lines from the local host name to the pre-Windows-2000 name, and from the controller to the
 /// subnet site with its warning.

@@ -7,6 +7,7 @@
 
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
+#include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/text.h"
 #include "tolk/rpc/daemon_protocol.h"
@@ -14,7 +15,7 @@
 
 namespace joinscope {
 
-int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* stream) {
+int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* verbose) {
   std::cout << "System Diagnostic\n";
   if (!context.joined) {
     std::cout << prefix(1) << "Not joined to any domain\n";
@@ -28,9 +29,7 @@ int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* stream) {
     return exit_status::kSuccess;
   } catch (const std::exception& failure) {
     std::cerr << prefix(1) << "Failed to get sysinfo from velkd.\n";
-    if (stream != nullptr) {
-      *stream << prefix(1) << "Reason: " << tolk::printable(failure.what()) << '\n';
-    }
+    sinkOf(verbose) << prefix(1) << "Reason: " << tolk::printable(failure.what()) << '\n';
     return exit_status::kInternalError;
   }
 }

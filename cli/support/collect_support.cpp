@@ -57,7 +57,7 @@ int collectSupport(TaskContext& context, const char* outputFile, const char* ext
       outputFile != nullptr ? outputFile : temporary + "/joinscope_support.txt";
   ReportFile file(path);
   if (!file.redirected()) return exit_status::kMiscError;
-  const int status = SupportReport(context, server, verbose, file.watcher()).write();
+  const int status = SupportReport(Run(context, server, verbose), file.watcher()).write();
   if (!file.restore()) return exit_status::kMiscError;
   warnAboutLog();
   runScripts(temporary, extraPaths, path);

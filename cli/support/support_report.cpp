@@ -107,10 +107,10 @@ int SupportReport::write() {
 
 void SupportReport::agentReports() {
   begin("Join Status:\n");
-  joinStatusReport(context_, server_, verbose_);
+  joinStatusReport(run_.context, run_.server, &run_.verbose);
   begin("Diagnostics:\n");
   try {
-    diagReport(context_, server_, verbose_);
+    diagReport(run_.context, run_.server, &run_.verbose);
   } catch (const std::exception& failure) {
     std::cout.flush();
     std::cerr << "Error: " << tolk::printable(failure.what()) << '\n';
@@ -122,7 +122,7 @@ void SupportReport::agentReports() {
 void SupportReport::nameServiceFiles() {
   fileSection("/etc/hosts");
   fileSection("/etc/resolv.conf");
-  if (context_.joined) return;
+  if (run_.context.joined) return;
   begin("Showing content of the previous kset files ..... ");
   showPreviousKsets();
 }
@@ -184,17 +184,17 @@ void SupportReport::environment() {
 }
 
 void SupportReport::log() {
-  if (!context_.useJournal) {
+  if (!run_.context.useJournal) {
     fileSection(kAgentLog);
     return;
   }
   announce("System logging information:");
   std::cout << '\n';
-  showJournal(context_);
+  showJournal(run_.context);
 }
 
 int ShowSupportInfo(TaskContext& context, const char* server, std::ostream* verbose) {
-  return SupportReport(context, server, verbose, -1).write();
+  return SupportReport(Run(context, server, verbose), -1).write();
 }
 
 std::string privateTempDirectory() {

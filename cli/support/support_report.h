@@ -5,17 +5,16 @@
 #include <string>
 #include <string_view>
 
-namespace joinscope {
+#include "cli/common/run.h"
 
-struct TaskContext;
+namespace joinscope {
 
 /// One report on standard output.
 class SupportReport {
  public:
   /// `watcher` is a descriptor on which the name of each section is shown while it is made; -1 for
   /// none.
-  SupportReport(TaskContext& context, const char* server, std::ostream* verbose, int watcher)
-      : context_(context), server_(server), verbose_(verbose), watcher_(watcher) {}
+  SupportReport(const Run& run, int watcher) : run_(run), watcher_(watcher) {}
 
   /// Writes it. A missing file or failing command leaves a line and the report goes on. Always 0;
   /// throws tolk::NotFoundException when /etc/pam.d/ cannot be read, tolk::IOException when there
@@ -35,9 +34,7 @@ class SupportReport {
   void environment();
   void log();
 
-  TaskContext& context_;
-  const char* server_;
-  std::ostream* verbose_;
+  Run run_;
   int watcher_;
 };
 

@@ -55,12 +55,12 @@ TEST(Connectivity, ListsKeepReachableServersInOrder) {
   const Listener open;
   const Listener other;
   const sockaddr_in closed = tolk::test::closedAddress();
-  TaskContext ctx(nullptr, "lab.test", nullptr);
+  TaskContext context(nullptr, "lab.test", nullptr);
   tolk::HostPortList catalogs = {entry(closed), entry(open.where()), entry(closed),
                                  entry(other.where())};
   tolk::HostPortList controllers = {entry(closed)};
   testing::internal::CaptureStdout();
-  testConnectivity(ctx, catalogs, controllers, nullptr);
+  testConnectivity(context, catalogs, controllers, nullptr);
   const std::string text = testing::internal::GetCapturedStdout();
   EXPECT_EQ(catalogs, (tolk::HostPortList{entry(open.where()), entry(other.where())}));
   EXPECT_TRUE(controllers.empty());

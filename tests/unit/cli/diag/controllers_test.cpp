@@ -24,16 +24,16 @@ tolk::ADObject fullRootDse() {
 
 class ControllerText : public ::testing::Test {
  protected:
-  ControllerText() : ctx(nullptr, "lab.test", nullptr) { ctx.bindFailed = true; }
+  ControllerText() : context(nullptr, "lab.test", nullptr) { context.bindFailed = true; }
 
   std::string write(const tolk::ADObject& object) {
     std::ostringstream out;
-    writeController(out, ctx, "dc1.lab.test:389", object, &diag);
+    writeController(out, context, "dc1.lab.test:389", object, verbose);
     return out.str();
   }
 
-  TaskContext ctx;
-  std::ostringstream diag;
+  TaskContext context;
+  std::ostringstream verbose;
 };
 
 TEST_F(ControllerText, MissingValuesLeaveTheirLabelsAndAreToldInReadingOrder) {
@@ -49,7 +49,7 @@ TEST_F(ControllerText, MissingValuesLeaveTheirLabelsAndAreToldInReadingOrder) {
             "    domainFunctionality:           \n"
             "    forestFunctionality:           2 = (DS_BEHAVIOR_WIN2003)\n"
             "    domainControllerFunctionality: \n");
-  EXPECT_EQ(diag.str(),
+  EXPECT_EQ(verbose.str(),
             "    Missing index: configurationNamingContext\n"
             "    Missing index: rootDomainNamingContext\n"
             "    While accessing index defaultNamingContext: 'not a name' is not a distinguished "
@@ -62,15 +62,15 @@ TEST_F(ControllerText, ForestAndConfigurationComeFromTheFirstServerThatHasThem) 
   tolk::ADObject poor = fullRootDse();
   poor.erase("rootDomainNamingContext");
   write(poor);
-  EXPECT_EQ(ctx.forestName, "");
+  EXPECT_EQ(context.forestName, "");
   tolk::ADObject other = fullRootDse();
   other["configurationNamingContext"] = std::string("CN=Configuration,DC=other,DC=test");
   other["rootDomainNamingContext"] = std::string("DC=other,DC=test");
   write(other);
-  EXPECT_EQ(ctx.forestName, "other.test");
-  EXPECT_EQ(ctx.configNamingContext, "CN=Configuration,DC=lab,DC=test");
+  EXPECT_EQ(context.forestName, "other.test");
+  EXPECT_EQ(context.configNamingContext, "CN=Configuration,DC=lab,DC=test");
   write(fullRootDse());
-  EXPECT_EQ(ctx.forestName, "other.test");
+  EXPECT_EQ(context.forestName, "other.test");
 }
 
 }  // namespace

@@ -23,10 +23,10 @@ tolk::ADObject rootDse(const std::vector<std::pair<const char*, std::string>>& a
 /// A run that has tried to bind and failed: it asks nobody.
 class FunctionalLevels : public ::testing::Test {
  protected:
-  FunctionalLevels() : ctx(nullptr, "lab.test", nullptr) { ctx.bindFailed = true; }
+  FunctionalLevels() : context(nullptr, "lab.test", nullptr) { context.bindFailed = true; }
 
-  TaskContext ctx;
-  std::ostringstream diag;
+  TaskContext context;
+  std::ostringstream verbose;
 };
 
 TEST_F(FunctionalLevels, ControllersLevelIsShownAsTypeAndAsLevel) {
@@ -49,18 +49,18 @@ TEST_F(FunctionalLevels, ControllersLevelIsShownAsTypeAndAsLevel) {
   for (const Row& row : rows) {
     const tolk::ADObject object = rootDse({{kController, row.value}});
     EXPECT_EQ(controllerTypeText(object), row.type);
-    EXPECT_EQ(functionalLevelText(object, kController, &diag), row.level);
+    EXPECT_EQ(functionalLevelText(object, kController, &verbose), row.level);
   }
-  EXPECT_EQ(diag.str().find("    While accessing index domainControllerFunctionality: "), 0U);
+  EXPECT_EQ(verbose.str().find("    While accessing index domainControllerFunctionality: "), 0U);
 }
 
 TEST_F(FunctionalLevels, MissingLevelIsToldUnlessTheObjectIsEmpty) {
   const tolk::ADObject object = rootDse({{kForest, "7"}});
   EXPECT_EQ(controllerTypeText(object), "Windows 2000");
-  EXPECT_EQ(functionalLevelText(object, kController, &diag), "");
-  EXPECT_EQ(functionalLevelText(tolk::ADObject(), kDomain, &diag), "");
-  EXPECT_EQ(functionalLevelText(tolk::ADObject(""), kDomain, &diag), "");
-  EXPECT_EQ(diag.str(), "    Missing index: domainControllerFunctionality\n");
+  EXPECT_EQ(functionalLevelText(object, kController, &verbose), "");
+  EXPECT_EQ(functionalLevelText(tolk::ADObject(), kDomain, &verbose), "");
+  EXPECT_EQ(functionalLevelText(tolk::ADObject(""), kDomain, &verbose), "");
+  EXPECT_EQ(verbose.str(), "    Missing index: domainControllerFunctionality\n");
 }
 
 TEST_F(FunctionalLevels, DomainLevelZeroGoesAwayWhenTheModeCannotBeFoundOut) {
@@ -71,7 +71,7 @@ TEST_F(FunctionalLevels, DomainLevelZeroGoesAwayWhenTheModeCannotBeFoundOut) {
       {rootDse({{kController, "2"}}), ""},  // a missing one counts as 0
   };
   for (auto [object, level] : rows) {
-    EXPECT_FALSE(normalizeFunctionalLevels(ctx, object, &diag));
+    EXPECT_FALSE(normalizeFunctionalLevels(context, object, &verbose));
     EXPECT_EQ(functionalLevelText(object, kDomain, nullptr), level);
   }
   EXPECT_FALSE(rows[2].first.attributeExists(kDomain, true));
@@ -81,11 +81,11 @@ TEST_F(FunctionalLevels, DomainLevelZeroGoesAwayWhenTheModeCannotBeFoundOut) {
 TEST_F(FunctionalLevels, ServerWithoutAnyLevelIsOfWindows2000) {
   // No host name: the question for the mode fails at once and without a network.
   tolk::ADObject object = rootDse({{"defaultNamingContext", "DC=old,DC=test"}});
-  EXPECT_TRUE(normalizeFunctionalLevels(ctx, object, &diag));
+  EXPECT_TRUE(normalizeFunctionalLevels(context, object, &verbose));
   EXPECT_FALSE(object.attributeExists(kDomain, true));
   EXPECT_EQ(object.getInt(kForest, -9), 0);
   EXPECT_EQ(controllerTypeText(object), "Windows 2000");
-  EXPECT_EQ(diag.str().find("    LDAP: "), 0U) << diag.str();
+  EXPECT_EQ(verbose.str().find("    LDAP: "), 0U) << verbose.str();
 }
 
 TEST_F(FunctionalLevels, MixedModeBecomesMinusOne) {

@@ -51,25 +51,25 @@ TEST(IpSection, Text) {
       facts.addresses.push_back("192.0.2." + std::to_string(7 + i));
     }
     std::ostringstream out;
-    std::ostringstream diag;
+    std::ostringstream verbose;
     const auto namesOf = [&](std::size_t i) {
       EXPECT_TRUE(out.str().ends_with("  Local IP Address: " + facts.addresses[i] + '\n'));
       return row.answers[i];
     };
-    writeIpSection(out, facts, {namesOf, [&row] { return row.longName; }}, &diag);
+    writeIpSection(out, facts, {namesOf, [&row] { return row.longName; }}, verbose);
     EXPECT_EQ(out.str(), "IP Diagnostics\n  Local host name: web7\n" + row.text);
-    EXPECT_EQ(diag.str(), row.diagnostics);
+    EXPECT_EQ(verbose.str(), row.diagnostics);
   }
 }
 
 TEST(IpSection, InterfacesThatCannotBeListedLeaveTheNameLines) {
   const IpFacts facts{.shortName = "web7", .interfaceProblem = "getifaddrs: no", .addresses = {}};
   std::ostringstream out;
-  std::ostringstream diag;
-  writeIpSection(out, facts, {{}, [] { return "web7"; }}, &diag);
+  std::ostringstream verbose;
+  writeIpSection(out, facts, {{}, [] { return "web7"; }}, verbose);
   EXPECT_EQ(out.str(),
             "IP Diagnostics\n  Local host name: web7\n  FQDN host name:web7 (domain missing?)\n");
-  EXPECT_EQ(diag.str(), "      Problem retrieving IP addresses: getifaddrs: no\n");
+  EXPECT_EQ(verbose.str(), "      Problem retrieving IP addresses: getifaddrs: no\n");
 }
 
 }  // namespace

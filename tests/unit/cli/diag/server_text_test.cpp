@@ -26,7 +26,7 @@ struct Written {
 Written write(const ServerKind& kind, const tolk::HostPort& entry,
               const std::vector<ProbeVerdict>& rows, const ProbeVerdict& address = verdictOf(0)) {
   std::ostringstream out;
-  std::ostringstream diag;
+  std::ostringstream verbose;
   Written written;
   const ServerAnswers answers{.resolve = [&] { return address; },
                               .probe =
@@ -34,9 +34,9 @@ Written write(const ServerKind& kind, const tolk::HostPort& entry,
                                     ++written.probed;
                                     return rows.at(row);
                                   }};
-  written.reachable = writeServer(out, kind, entry, answers, &diag);
+  written.reachable = writeServer(out, kind, entry, answers, verbose);
   written.text = out.str();
-  written.diagnostics = diag.str();
+  written.diagnostics = verbose.str();
   return written;
 }
 
@@ -132,9 +132,9 @@ TEST(ControllerFacts, EachIsOneLineAndASoundControllerHasOne) {
        "there: silence. No ticket can be had from it\n"},
   };
   for (const auto& [facts, text] : rows) {
-    std::ostringstream diag;
-    writeFacts(diag, "dc1", facts);
-    EXPECT_EQ(diag.str(), *text == '\0' ? "" : "      " + std::string(text));
+    std::ostringstream verbose;
+    writeFacts(verbose, "dc1", facts);
+    EXPECT_EQ(verbose.str(), *text == '\0' ? "" : "      " + std::string(text));
   }
 }
 

@@ -39,14 +39,14 @@ TEST(SiteTopology, ASiteCannotLeaveItsPlaceInAName) {
 }
 
 TEST(SiteTopology, WithoutABindingItsMessageIsShown) {
-  TaskContext ctx(nullptr, "lab.test", nullptr);
-  ctx.bindFailed = true;
-  ctx.errorMessage = "LDAP: no luck";
-  std::ostringstream diag;
+  TaskContext context(nullptr, "lab.test", nullptr);
+  context.bindFailed = true;
+  context.errorMessage = "LDAP: no luck";
+  std::ostringstream verbose;
   testing::internal::CaptureStdout();
-  EXPECT_TRUE(listSiteTopology(ctx, nullptr, &diag).empty());
+  EXPECT_TRUE(listSiteTopology(context, nullptr, &verbose).empty());
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "LDAP: no luck\n");
-  EXPECT_EQ(diag.str(), "    Cannot read site data: unable to bind to DC.\n");
+  EXPECT_EQ(verbose.str(), "    Cannot read site data: unable to bind to DC.\n");
 }
 
 }  // namespace

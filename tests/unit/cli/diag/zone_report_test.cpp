@@ -56,18 +56,18 @@ TEST(ZoneReport, EveryVersionAndEveryKindOfName) {
 }
 
 TEST(ZoneReport, WithoutABindingItsMessageIsShownTwice) {
-  TaskContext ctx(nullptr, "lab.test", nullptr);
-  ctx.bindFailed = true;
-  ctx.errorMessage = "LDAP: no luck";
+  TaskContext context(nullptr, "lab.test", nullptr);
+  context.bindFailed = true;
+  context.errorMessage = "LDAP: no luck";
   testing::internal::CaptureStdout();
-  zoneReport(ctx, nullptr, nullptr);
+  zoneReport(context, nullptr, nullptr);
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "\nRetrieving zone data from lab.test\n"
             "LDAP: no luck\n"
             "  Cannot connect to GC, trying DC...\n"
             "  Cannot read zone data: unable to bind to DC.\n"
             "LDAP: no luck\n");
-  EXPECT_FALSE(ctx.zonesLoaded);
+  EXPECT_FALSE(context.zonesLoaded);
 }
 
 /// A context whose global catalog is slapd with three zones; needs no tickets.
@@ -79,13 +79,13 @@ class ZoneReportOfServer : public testing::Test {
   }
 
   void connect(const Slapd& server) {
-    ctx.gcBinding =
+    context.gcBinding =
         boost::make_shared<tolk::ADBinding>("lab.test", "", nullptr, false, "", "", false, false);
-    ctx.gcBinding->connectToServer(server.address());
+    context.gcBinding->connectToServer(server.address());
   }
   std::string report() {
     testing::internal::CaptureStdout();
-    zoneReport(ctx, nullptr, &diag);
+    zoneReport(context, nullptr, &verbose);
     return testing::internal::GetCapturedStdout();
   }
 
@@ -93,8 +93,8 @@ class ZoneReportOfServer : public testing::Test {
       "dn: cn=a,dc=lab,dc=test\nobjectClass: container\ndisplayName: $OrvaldZone2\n\n"
       "dn: cn=b,dc=lab,dc=test\nobjectClass: container\ndisplayName: $OrvaldZone3\n\n"
       "dn: cn=c,cn=a,dc=lab,dc=test\nobjectClass: container\ndisplayName: $OrvaldZone4\n\n";
-  TaskContext ctx{nullptr, "lab.test", nullptr};
-  std::ostringstream diag;
+  TaskContext context{nullptr, "lab.test", nullptr};
+  std::ostringstream verbose;
 };
 
 TEST_F(ZoneReportOfServer, ASecondReportReadsNothing) {
@@ -106,7 +106,7 @@ TEST_F(ZoneReportOfServer, ASecondReportReadsNothing) {
             "    a (2.x) - lab.test/a\n    b (3.x) - lab.test/b\n    c (4.x) - lab.test/a/c\n");
   server.kill();
   EXPECT_EQ(report(), first);
-  EXPECT_EQ(diag.str(), "");
+  EXPECT_EQ(verbose.str(), "");
 }
 
 }  // namespace
