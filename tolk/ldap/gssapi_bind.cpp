@@ -68,15 +68,15 @@ int interact(LDAP* ld, unsigned /*flags*/, void* defaults, void* questions) noex
   return LDAP_SUCCESS;
 }
 
-WaitLimit rest(Clock::time_point deadline, const WaitLimit& whole) {
-  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+WaitLimit rest(Clock::time_point started, const WaitLimit& whole) {
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(started + whole.time - Clock::now());
   return {std::max(left, std::chrono::milliseconds::zero()), whole.source};
 }
 
-// The steps of the mechanism, each answer awaited under one deadline; returns the library's result.
+// The steps of the mechanism, all answers awaited under one limit; returns the library's result.
 int exchange(LdapConnection& connection, Interaction& interaction) {
-  const WaitLimit limit = configuredWait(PN::LDAP_BIND_TIMEOUT);
-  const Clock::time_point deadline = Clock::now() + limit.time;
+  const Clock::time_point started = Clock::now();
   const char* mechanism = nullptr;
   LdapMessage answer;
   while (true) {
@@ -85,7 +85,7 @@ int exchange(LdapConnection& connection, Interaction& interaction) {
                                               nullptr, LDAP_SASL_QUIET, interact, &interaction,
                                               answer.get(), &mechanism, &id);
     if (rc != LDAP_SASL_BIND_IN_PROGRESS) return rc;
-    answer = connection.nextMessage(id, rest(deadline, limit));
+    answer = connection.nextMessage(id, rest(started, connection.bindLimit()));
   }
 }
 

@@ -20,6 +20,7 @@
 #include "tolk/ldap/ldap_entry.h"
 #include "tolk/ldap/ldap_error.h"
 #include "tolk/ldap/ldap_socket.h"
+#include "tolk/net/ldap_silence.h"
 #include "tolk/net/limits.h"
 
 namespace tolk {
@@ -119,6 +120,8 @@ HostPort parseServer(const std::string& hostAndPort) {
 LdapConnection::LdapConnection(UniqueFd socket, HostPort server)
     : server_(std::move(server)), serverName_(serverText(server_)), allowance_(kMostBytes) {
   sendAtOnce(socket.get());
+  socklen_t size = sizeof peer_;
+  ::getpeername(socket.get(), reinterpret_cast<sockaddr*>(&peer_), &size);
   LDAP* ld = nullptr;
   const std::string url = "ldap://" + serverName_;
   throwIfLdap(ldap_init_fd(socket.get(), LDAP_PROTO_EXT, url.c_str(), &ld), nullptr, serverName_);
@@ -186,12 +189,21 @@ LdapMessage LdapConnection::readMessage(int id, std::chrono::milliseconds limit)
     ldap_get_option(ld_.get(), LDAP_OPT_RESULT_CODE, &rc);
     throwIfFailed(rc == LDAP_SUCCESS ? LDAP_SERVER_DOWN : rc);
   }
-  if (type > 0) answered_ = true;
+  if (type > 0 && !std::exchange(answered_, true)) noteSessionAnswer(peer_);
   return owner;
+}
+
+WaitLimit LdapConnection::bindLimit() const {
+  WaitLimit limit = configuredWait(PN::LDAP_BIND_TIMEOUT);
+  if (answered_) return limit;
+  const auto rest = remainingSessionLimit(peer_, limit.time);
+  if (rest < limit.time) limit = {rest, "what an earlier silence has left of " + limit.source};
+  return limit;
 }
 
 void LdapConnection::throwTimeout(const WaitLimit& limit, const char* missing) const {
   std::string detail = std::string("no ") + missing + " within " + limitText(limit.time);
+  if (!answered_) noteSessionSilence(peer_, limit.time);
   if (!limit.source.empty()) detail += " (" + limit.source + ")";
   throw LDAPException(ldapMessage(LDAP_TIMEOUT, serverName_, detail), LDAP_TIMEOUT);
 }
@@ -237,24 +249,17 @@ SearchResult LdapConnection::collect(int id, const SearchRequest& request, Searc
   }
   for (const char* missing = "answer";; missing = "whole answer") {
     const WaitLimit left = budget.left(started);
-    const bool bind = boundByBind(request, left);
-    const LdapMessage message =
-        readMessage(id, bind ? configuredLimit(PN::LDAP_BIND_TIMEOUT) : left.time);
-    if (message == nullptr) {
-      throwTimeout(bind ? configuredWait(PN::LDAP_BIND_TIMEOUT) : budget.whole(), missing);
-    }
+    // An anonymous session sends no bind: its first answer is what shows that the server is there.
+    const WaitLimit first = bindLimit();
+    const bool bind = !answered_ && request.timeLimitSeconds == 0 && first.time < left.time;
+    const LdapMessage message = readMessage(id, bind ? first.time : left.time);
+    if (message == nullptr) throwTimeout(bind ? first : budget.whole(), missing);
     if (take(message.get(), request, result)) break;
     budget.earn(1);
   }
   budget.spend(std::chrono::steady_clock::now() - started);
   budget.take(kMostBytes - allowance_);
   return result;
-}
-
-// An anonymous session sends no bind: its first answer is what shows that the server is there.
-bool LdapConnection::boundByBind(const SearchRequest& request, const WaitLimit& left) const {
-  return !answered_ && request.timeLimitSeconds == 0 &&
-         configuredLimit(PN::LDAP_BIND_TIMEOUT) < left.time;
 }
 
 bool LdapConnection::poll(int id, const SearchRequest& request, SearchResult& result) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <ldap.h>
+#include <netinet/in.h>
 
 #include <chrono>
 #include <cstddef>
@@ -82,7 +83,12 @@ class LdapConnection {
   /// the wait.
   LdapMessage nextMessage(int id, const WaitLimit& limit);
 
-  /// Throws the LDAPException that says that `limit` ended a wait.
+  /// PN::LDAP_BIND_TIMEOUT; before the first answer less what earlier connections to this address
+  /// have waited for theirs in vain.
+  [[nodiscard]] WaitLimit bindLimit() const;
+
+  /// Throws the LDAPException that says that `limit` ended a wait; without any answer so far the
+  /// silence is remembered.
   [[noreturn]] void throwTimeout(const WaitLimit& limit, const char* missing = "answer") const;
 
   /// Tells the server not to bother, as far as that can be done without waiting.
@@ -93,7 +99,6 @@ class LdapConnection {
 
  private:
   SearchResult collect(int id, const SearchRequest& request, SearchBudget& budget);
-  [[nodiscard]] bool boundByBind(const SearchRequest& request, const WaitLimit& left) const;
   LdapMessage readMessage(int id, std::chrono::milliseconds limit);
   [[noreturn]] void throwOversized(const std::string& detail);
   bool take(LDAPMessage* message, const SearchRequest& request, SearchResult& result);
@@ -101,6 +106,7 @@ class LdapConnection {
 
   HostPort server_;
   std::string serverName_;
+  sockaddr_in peer_{};
   std::size_t allowance_;  // bytes that may still come; counted down by the stream of ld_
   LdapHandle ld_;
   bool lost_ = false;

@@ -35,6 +35,7 @@ class RootDseTask final : public Task<RootDse> {
       connection_ = connect_.wait();
       id_ = connection_->send(request_);
       *connected_ = true;
+      limit_ = connection_->bindLimit();
       answerBy_ = Clock::now() + limit_.time;
     } else if (connection_->poll(id_, request_, result_)) {
       finish({result_.objects.empty() ? ADObject() : std::move(result_.objects.front()),
@@ -51,8 +52,7 @@ class RootDseTask final : public Task<RootDse> {
   SearchRequest request_;
   SearchResult result_;
   int id_ = -1;
-  // The read stands in for an anonymous bind.
-  WaitLimit limit_ = configuredWait(PN::LDAP_BIND_TIMEOUT);
+  WaitLimit limit_{};  // the read stands in for an anonymous bind
   Clock::time_point answerBy_ = Clock::time_point::max();
 };
 

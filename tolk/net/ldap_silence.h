@@ -1,5 +1,6 @@
 // How long servers have left questions about the directory unanswered: a silence that was waited
-// out once is not waited out again.
+// out once is not waited out again. Sessions have a silence of their own: a server may answer
+// single questions and none of those that come by a session.
 #pragma once
 
 #include <netinet/in.h>
@@ -39,5 +40,17 @@ class SilenceWatch {
   std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
   bool heard_ = false;
 };
+
+/// What is left of `limit` for the first answer of a new session with this address, as
+/// remainingLimit() has it.
+std::chrono::milliseconds remainingSessionLimit(const sockaddr_in& address,
+                                                std::chrono::milliseconds limit);
+
+/// A session has waited for its first answer in vain. Known for half a minute from the first such
+/// word on, so that a server that was only slow soon has its whole limit again.
+void noteSessionSilence(const sockaddr_in& address, std::chrono::milliseconds time);
+
+/// A session's first answer has come.
+void noteSessionAnswer(const sockaddr_in& address);
 
 }  // namespace tolk

@@ -193,14 +193,22 @@ TEST_F(LdapReads, AFrozenServerEndsEachReadByItsLimit) {
   LDAPBinding fresh;
   fresh.connectToServer(server_->address());
   Props().set(PN::LDAP_SEARCH_TIMEOUT, "0.2");
-  Props().set(PN::LDAP_BIND_TIMEOUT, "0.1");
   server_->freeze();
   const std::string start = "Timed out (" + server_->address() + "): no answer within ";
   EXPECT_EQ(rootDseFailure(binding), Failure(LDAP_TIMEOUT, start + "0.2 s (ldap.search.timeout)"));
-  EXPECT_EQ(rootDseFailure(fresh), Failure(LDAP_TIMEOUT, start + "0.1 s (ldap.bind.timeout)"));
-  server_->thaw();
   Props().set(PN::LDAP_SEARCH_TIMEOUT, "10");
+  Props().set(PN::LDAP_BIND_TIMEOUT, "0.6");
+  EXPECT_EQ(rootDseFailure(fresh), Failure(LDAP_TIMEOUT, start + "0.6 s (ldap.bind.timeout)"));
+  EventLoop loop;
+  const std::string rest = "0.5 s (what an earlier silence has left of ldap.bind.timeout)";
+  const auto readRootDse = [&] { return startRootDseRead(loop, server_->address()).wait().object; };
+  EXPECT_EQ(failureOf(readRootDse), Failure(LDAP_TIMEOUT, start + rest));
+  server_->thaw();
   EXPECT_TRUE(binding.fetch(personDn(1), kSn, AD_ALL_OBJECTS, true));
+  EXPECT_TRUE(readRootDse());
+  server_->freeze();
+  EXPECT_EQ(failureOf(readRootDse), Failure(LDAP_TIMEOUT, start + "0.6 s (ldap.bind.timeout)"));
+  server_->thaw();
 }
 
 TEST_F(LdapReads, ALostConnectionFailsWhatIsUnderWayAndIsOpenedAgain) {
