@@ -50,15 +50,16 @@ class Web {
   /// The broken rules up its needs that need no broken one themselves; none for a rule that is
   /// fine.
   const Causes& causesOf(std::string_view id) {
-    Node& node = nodes_.at(id);
-    if (node.causes) return *node.causes;
-    Causes& causes = node.causes.emplace();
-    if (!troubled(node)) return causes;
-    for (const std::string_view need : words(node.rule->needs)) {
-      const Node& above = nodes_.at(need);
-      if (!troubled(above)) continue;
+    Node& below = nodes_.at(id);
+    if (below.causes) return *below.causes;
+    Causes& causes = below.causes.emplace();
+    if (!troubled(below)) return causes;
+    for (const std::string_view need : words(below.rule->needs)) {
+      const auto above = nodes_.find(need);
+      if (above == nodes_.end() || !troubled(above->second)) continue;
       const Causes& higher = causesOf(need);
-      if (higher.empty() && above.verdict.grade == Grade::broken) add(causes, above.rule);
+      const Node& node = above->second;
+      if (higher.empty() && node.verdict.grade == Grade::broken) add(causes, node.rule);
       for (const Rule* cause : higher) add(causes, cause);
     }
     return causes;

@@ -72,6 +72,7 @@ std::span<const Rule> accountRules();
 std::span<const Rule> siteRules();
 std::span<const Rule> directoryRules();
 std::span<const Rule> joiningRules();
+std::span<const Rule> otherAgentRules();
 std::span<const Rule> agentRules();
 std::span<const Rule> platformRules();
 

@@ -10,6 +10,9 @@ const std::vector<const Rule*>& allRules() {
              hostRules(),
              joinRules(),
              keytabRules(),
+             otherAgentRules(),
+             agentRules(),
+             platformRules(),
          }) {
       for (const Rule& rule : group) rules.push_back(&rule);
     }

@@ -29,6 +29,7 @@ struct Subject {
 
 constexpr Subject kSubjects[] = {
     {"the agent daemon", askAgent},
+    {"other agents on this host", askOtherAgents},
 };
 
 Facts readLocal(const Question& question) {

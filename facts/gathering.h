@@ -32,7 +32,7 @@ void askDirectory(const Question& question, const Facts& local, const Publish& p
 void askHostWay(const Question& question, const Facts& local, const Publish& publish);
 void askUserLogin(const Question& question, const Facts& local, const Publish& publish);
 void askAgent(const Question& question, const Facts& local, const Publish& publish);
-void askAgents(const Question& question, const Facts& local, const Publish& publish);
+void askOtherAgents(const Question& question, const Facts& local, const Publish& publish);
 
 class Gathering {
  public:

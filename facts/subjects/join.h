@@ -10,12 +10,13 @@
 
 namespace joinscope::facts {
 
-/// Another program on this host that uses the join: sssd, winbind.
+/// Another program on this host that uses the join, where it is configured for a domain.
 struct OtherAgent {
-  std::string name;
+  std::string name;    ///< "sssd", "winbind"
   std::string domain;  ///< that it is configured for
   bool running = false;
-  Asked state;         ///< asking it whether it is online
+  Asked state;  ///< asking it whether it has its domain's controllers
+  bool online = false;
   std::string answer;  ///< what it said
 
   template <typename Self, typename Visit>
@@ -24,6 +25,7 @@ struct OtherAgent {
     visit("domain", self.domain);
     visit("running", self.running);
     visit("state", self.state);
+    visit("online", self.online);
     visit("answer", self.answer);
   }
 };
@@ -63,8 +65,5 @@ struct Join {
 
 /// What the join settings say; no network.
 Join readJoin();
-
-/// Asks the other agents on this host, each with a limit of its own.
-std::vector<OtherAgent> askOtherAgents();
 
 }  // namespace joinscope::facts

@@ -202,6 +202,13 @@ std::string LocalRpcSession::getCurrentDC() {
   return host;
 }
 
+std::string LocalRpcSession::getVersion() {
+  std::string version;
+  call(daemon_method::kGetInfo, Parameters().value,
+       [&version](const json::Value& reply) { version = json::stringMember(reply, "version"); });
+  return version;
+}
+
 std::string LocalRpcSession::getSystemInfo(std::uint32_t modules) {
   Parameters parameters;
   parameters.add("modules", json::Value(modules));

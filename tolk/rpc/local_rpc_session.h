@@ -51,6 +51,9 @@ class LocalRpcSession {
   /// Host name of the controller that the daemon works with, "" when it has none.
   std::string getCurrentDC();
 
+  /// The daemon's release, "5.7.0-207".
+  std::string getVersion();
+
   /// The daemon's dump of the modules whose bits are set.
   std::string getSystemInfo(std::uint32_t modules);
 

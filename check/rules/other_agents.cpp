@@ -1,0 +1,110 @@
+// Other programs on this host that use the same join: Samba's own copy of the password, SSSD,
+// winbind.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "check/rule.h"
+#include "tolk/base/text.h"
+#include "tolk/base/times.h"
+
+namespace joinscope::check {
+namespace {
+
+using facts::Facts;
+
+/// When the newest key of the keytab was written; 0 for no key.
+std::int64_t newestKey(const facts::Keytab& keytab) {
+  std::int64_t newest = 0;
+  for (const facts::Key& key : keytab.keys) newest = std::max(newest, key.written);
+  return newest;
+}
+
+Verdict judgeSecrets(const Facts& facts) {
+  const facts::Join& join = facts.join;
+  if (!join.secrets.asked()) return notMeant("Samba is not joined on this host.");
+  if (!join.secrets.answered()) {
+    return unknown(facts.host.root ? "secrets.tdb: " + join.secrets.reason
+                                   : "Needs root: secrets.tdb is root's alone.");
+  }
+  if (join.secretsChanged == 0) return notMeant("secrets.tdb holds no machine password.");
+  const std::int64_t set = facts.directory.account.passwordSet;
+  const std::int64_t other = set != 0 ? set : newestKey(facts.keytab);
+  if (other == 0) return unknown("There is nothing to compare secrets.tdb with.");
+  // The file is written after the directory has taken the password.
+  constexpr std::int64_t kWhileChanging = 300;
+  if (join.secretsChanged + kWhileChanging >= other) return fine();
+  return broken("Samba's secrets.tdb has the machine password of " +
+                    tolk::localTimeText(join.secretsChanged) + ", but " +
+                    (set != 0 ? "the account's was set " : "the keytab's newest key was written ") +
+                    tolk::localTimeText(other) +
+                    ": winbind and smbd cannot log in, whatever the keytab holds.",
+                {"adcli update --add-samba-data --computer-password-lifetime=0",
+                 "or: net ads changetrustpw"});
+}
+
+Verdict judgeAgent(const Facts& facts, std::string_view name, const char* restart) {
+  const auto agent = std::ranges::find(facts.join.agents, name, &facts::OtherAgent::name);
+  if (agent == facts.join.agents.end()) {
+    return notMeant(std::string(name) + " is not configured for a domain here.");
+  }
+  if (!tolk::equalsIgnoringCase(agent->domain, facts.join.domain)) {
+    return warning(agent->name + " is configured for " + agent->domain + ", this host is in " +
+                   facts.join.domain + ".");
+  }
+  if (!agent->running) {
+    return warning(agent->name + " is configured for " + agent->domain + " but does not run.",
+                   {restart});
+  }
+  if (!agent->state.answered()) {
+    return agent->state.outcome == facts::Outcome::silent
+               ? warning(agent->name + ": " + agent->state.reason + ".", {restart})
+               : unknown(agent->name + ": " + agent->state.reason);
+  }
+  if (agent->online) return fine();
+  return warning(agent->name + " says that it is offline: " + agent->answer, {restart});
+}
+
+Verdict judgeSssd(const Facts& facts) {
+  return judgeAgent(facts, "sssd", "systemctl restart sssd");
+}
+
+Verdict judgeWinbind(const Facts& facts) {
+  return judgeAgent(facts, "winbind", "systemctl restart winbind");
+}
+
+constexpr Rule kRules[] = {
+    {.id = "join.secrets",
+     .title = "Samba's copy of the machine password is the account's",
+     .needs = "",
+     .judge = judgeSecrets,
+     .looksAt = "When the password in secrets.tdb was set, and the account's in the directory.",
+     .wrong = "Another tool has changed the machine password and told the keytab alone.",
+     .remedy = "adcli update --add-samba-data --computer-password-lifetime=0",
+     .source = "adcli(8), --add-samba-data"},
+    {.id = "join.sssd",
+     .title = "SSSD is online",
+     .needs = "resolver.answers dns.ldap dc.ldap dc.kdc krb.login krb.host-way",
+     .judge = judgeSssd,
+     .looksAt = "sssd.conf, and what sssctl says of the domain.",
+     .wrong = "Offline although the directory can be reached: it waits before it tries again.",
+     .remedy = "systemctl restart sssd",
+     .source = "sssctl(8), domain-status"},
+    {.id = "join.winbind",
+     .title = "winbind reaches its controller",
+     .needs = "resolver.answers dns.ldap dc.smb join.secrets",
+     .judge = judgeWinbind,
+     .looksAt = "smb.conf, and wbinfo --ping-dc.",
+     .wrong = "It has no connection to a controller.",
+     .remedy = "systemctl restart winbind",
+     .source = "wbinfo(1)"},
+};
+
+}  // namespace
+
+std::span<const Rule> otherAgentRules() {
+  return kRules;
+}
+
+}  // namespace joinscope::check
