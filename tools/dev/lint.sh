@@ -1,5 +1,5 @@
-# ./dev lint: formatting, static checks of C++ and shell, manual pages, sizes and heads of files, layers, the tests that
-# SECURITY.md names. Runs every check and fails when one did.
+# ./dev lint: formatting, static checks of C++ and shell, manual pages, sizes and heads of files, stray files, subjects
+# of commits, layers, the tests that SECURITY.md names. Runs every check and fails when one did.
 . "$ROOT/tools/dev/build.sh"
 
 # tracked PATTERN...: the tracked files that match and are still there, one a line.
@@ -21,9 +21,10 @@ checkManuals() { tracked '*.[1-8]' | xargs -r -n 1 mandoc -T lint -W warning; }
 
 checkLayers() { "$ROOT/tools/check-layers"; }
 
-# checkSizes: a long file asks to be two.
+# checkSizes: a long file asks to be two, one with next to nothing in it to be part of another.
 checkSizes() {
   {
+    tracked '*.cpp' ':!tests' ':!fuzz' ':!*main.cpp' | xargs -r wc -l | awk '$2 != "total" && $1 < 14 { print $2 ": " $1 " lines, 14 at least" }'
     tracked '*.cpp' '*.h' | xargs -r wc -l | awk '$2 != "total" && $1 > 500 { print $2 ": " $1 " lines, 500 at most" }'
     shellFiles | xargs -r wc -l | awk '$2 != "total" && $1 > 200 { print $2 ": " $1 " lines, 200 at most" }'
   } | { ! grep .; }
@@ -31,6 +32,17 @@ checkSizes() {
 
 # checkHeads: the first line of a file of the product says what it is for, or how it works.
 checkHeads() { tracked '*.cpp' '*.h' ':!tests' | xargs -r awk 'FNR == 1 && !/^\/\// { print FILENAME ": begins without a comment" }' | { ! grep .; }; }
+
+# checkStray: no empty file is tracked, and in the root nothing but what belongs there.
+checkStray() {
+  {
+    tracked | while IFS= read -r file; do [[ -s $file ]] || echo "$file: is empty"; done
+    tracked | grep -vE '/|^(\..*|[A-Z]+\.md|LICENSE|CMake(Lists\.txt|Presets\.json)|dev)$' | sed 's/$/: does not belong in the root/'
+  } | { ! grep .; }
+}
+
+# checkSubjects: the subjects of the last commits fit into a line of a list.
+checkSubjects() { git -C "$ROOT" log --no-merges --max-count=10 --format='%h %s' | awk 'length($0) - length($1) > 73' | { ! grep .; }; }
 
 # checkPromises: the tests that SECURITY.md names are there.
 checkPromises() {
@@ -51,7 +63,7 @@ run() {
   local check failed=()
   verb setup --quiet
   cd "$ROOT" || die "the project folder is gone"
-  for check in Format Shell Manuals Layers Sizes Heads Promises Tidy; do
+  for check in Format Shell Manuals Layers Sizes Heads Stray Subjects Promises Tidy; do
     timed "lint: ${check,}" "check$check" || failed+=("${check,}")
   done
   ((${#failed[@]} == 0)) || die "lint: failed: ${failed[*]}"
