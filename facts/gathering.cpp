@@ -4,10 +4,8 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdlib>
 #include <exception>
 #include <mutex>
@@ -88,8 +86,7 @@ void Gathering::State::end(const Subject& subject, const std::string& failure) {
   if (!failure.empty()) failures.push_back(failure);
   if (!pending.empty()) return;
   facts.run.seconds = std::chrono::duration<double>(Clock::now() - started).count();
-  const std::uint64_t one = 1;
-  (void)::write(finished.get(), &one, sizeof one);
+  ::eventfd_write(finished.get(), 1);
 }
 
 Gathering::Gathering(const Question& question) : state_(std::make_shared<State>()) {
