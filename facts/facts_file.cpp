@@ -117,7 +117,8 @@ class Reader {
     if (!from.IsArray()) wrong(path, "a list");
     values.clear();
     for (const tolk::json::Value& element : from.GetArray()) {
-      read(element, values.emplace_back(), path + "[" + std::to_string(values.size() - 1) + "]");
+      const std::string place = path + "[" + std::to_string(values.size()) + "]";
+      read(element, values.emplace_back(), place);
     }
   }
   template <typename T>
