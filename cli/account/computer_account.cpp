@@ -3,7 +3,6 @@
 
 #include <unistd.h>
 
-#include <boost/make_shared.hpp>
 #include <exception>
 #include <iostream>
 #include <map>
@@ -19,35 +18,12 @@
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
-#include "tolk/ldap/dn.h"
-#include "tolk/zones/computer_object_helper.h"
-#include "tolk/zones/zone_hierarchy.h"
 
 namespace joinscope {
 namespace {
 
-/// A null-terminated list of attribute names.
-std::vector<const char*> reportAttributes() {
-  std::vector<const char*> names;
-  for (const char** name = tolk::ComputerObjectHelper::getAttributes(); *name != nullptr; ++name) {
-    names.push_back(*name);
-  }
-  names.insert(names.end(),
-               {tolk::AD_NAME, tolk::AD_SERVER_PRINCIPAL_NAME, tolk::AD_KEY_VERSION_NUMBER,
-                tolk::AD_SUPPORTED_ENCTYPES, tolk::AD_OS_VERSION, nullptr});
-  return names;
-}
-
 const char* trueOrFalse(bool value) {
   return value ? "true" : "false";
-}
-
-std::list<std::string> printableValues(const tolk::ADObject& object, const char* name) {
-  std::list<std::string> values;
-  for (const std::string& value : object.getStrings(name)) {
-    values.push_back(tolk::printable(value));
-  }
-  return values;
 }
 
 struct DirectoryVersion {
@@ -56,21 +32,18 @@ struct DirectoryVersion {
   int number = 0;
 };
 
-DirectoryVersion readVersion(const tolk::ADObject& object, std::ostream& verbose) {
+DirectoryVersion tellVersion(const Reading<int>& reading, std::ostream& verbose) {
   const char* const name = tolk::AD_KEY_VERSION_NUMBER;
-  if (!object.attributeExists(name, true)) {
+  if (reading.missing) {
     verbose << prefix(2) << "Computer account is missing index: " << name << '\n';
-    return {};
-  }
-  try {
-    const int number = object[name].toInt();
-    verbose << prefix(2) << "Kerberos key number from computer account: " << number << '\n';
-    return {std::to_string(number), true, number};
-  } catch (const tolk::SystemException& failure) {
+  } else if (reading.value) {
+    verbose << prefix(2) << "Kerberos key number from computer account: " << *reading.value << '\n';
+    return {std::to_string(*reading.value), true, *reading.value};
+  } else if (!reading.problem.empty()) {
     verbose << prefix(2) << "While accessing index " << name << ": "
-            << tolk::printable(failure.what()) << '\n';
-    return {};
+            << tolk::printable(reading.problem) << '\n';
   }
+  return {};
 }
 
 DirectoryVersion directoryVersion(const TaskContext& context, const tolk::ADObject& object,
@@ -79,43 +52,16 @@ DirectoryVersion directoryVersion(const TaskContext& context, const tolk::ADObje
     verbose << prefix(2) << "Kerberos key numbers in Windows 2000 are always 0\n";
     return {"0", true};
   }
-  return object.empty() ? DirectoryVersion{} : readVersion(object, verbose);
-}
-
-void writeAccount(const Run& run, tolk::ADObject& object) {
-  const int control = object.getInt(tolk::AD_USER_ACCNT_CONTROL, 0);
-  std::cout << prefix(1) << "Trusted for Delegation: "
-            << trueOrFalse((control & tolk::UF_TRUSTED_FOR_DELEGATION) != 0) << '\n'
-            << prefix(1)
-            << "Use DES Key Only: " << trueOrFalse((control & tolk::UF_USE_DES_KEY_ONLY) != 0)
-            << '\n';
-  const std::string keyVersion = keyVersionText(run.context, object, &run.verbose);
-  std::cout << prefix(1) << "Key Version: " << keyVersion << '\n';
-  run.verbose << prefix(1) << "Retrieving " << tolk::AD_SERVER_PRINCIPAL_NAME
-              << " from computer object\n";
-  printLabelledList(std::cout, std::string(prefix(1)) + "Service Principal Names: ",
-                    printableValues(object, tolk::AD_SERVER_PRINCIPAL_NAME));
-  std::cout << '\n';
-  showSupportedEncryptionTypes(object);
-  std::cout << "\nOperating System Version: "
-            << tolk::printable(object.getString(tolk::AD_OS_VERSION, "")) << "\n\n";
+  return tellVersion(readNumber(object, tolk::AD_KEY_VERSION_NUMBER), verbose);
 }
 
 boost::shared_ptr<tolk::ADObject> searchComputer(tolk::ADBinding& binding,
                                                  const std::string& samName,
                                                  const char** attributes, std::ostream& verbose) {
-  const std::string filter =
-      "(&(samAccountName=" + tolk::DN::escapeLDAPFilter(samName) + "$)(objectClass=computer))";
-  const std::string base = tolk::LDAPBinding::DNSNameToDN(binding.domainName());
-  verbose << prefix(1) << "Searching for " << filter << '\n'
-          << prefix(1) << "           in " << base << '\n';
-  const boost::shared_ptr<tolk::ADObjectList> found = binding.search(
-      filter, base, attributes, tolk::SearchScope::subtree, 0, 0, tolk::SearchFlags::none);
-  if (found->empty()) throw tolk::NotFoundException("machine account not found");
-  auto computer = boost::make_shared<tolk::ADObject>(found->front());
-  (*computer)[tolk::TOLK_EXT_FILTER] = tolk::ZoneObjectKind::computer;
-  tolk::ZoneHierarchy::GetZoneHierarchy()->extendObject(*computer, binding, {});
-  computer->erase(tolk::TOLK_EXT_FILTER);
+  const ComputerSearch search = computerSearch(binding.domainName(), samName);
+  verbose << prefix(1) << "Searching for " << search.filter << '\n'
+          << prefix(1) << "           in " << search.base << '\n';
+  boost::shared_ptr<tolk::ADObject> computer = readComputer(binding, search, attributes);
   verbose << prefix(1)
           << "Found computer account: " << tolk::printable((*computer)[tolk::AD_DN].toString())
           << '\n';
@@ -133,7 +79,7 @@ int showComputerAccount(TaskContext& context, const char* server, std::ostream* 
   std::cout << prefix(1) << "Joined as: " << tolk::printable(context.hostName) << '\n';
   if (context.domain.empty()) return exit_status::kMiscError;
 
-  std::vector<const char*> attributes = reportAttributes();
+  std::vector<const char*> attributes = accountAttributes();
   const boost::shared_ptr<tolk::ADObject> object =
       findComputerAccount(context, context.preWin2kHostName, attributes.data(), server, verbose);
   if (context.bindFailed) {
@@ -141,7 +87,8 @@ int showComputerAccount(TaskContext& context, const char* server, std::ostream* 
               << context.errorMessage << '\n';
   }
   if (!object || object->empty()) return exit_status::kNoComputerObject;
-  writeAccount(Run(context, server, verbose), *object);
+  writeAccount(std::cout, accountFacts(*object), sinkOf(verbose),
+               [&] { return keyVersionText(context, *object, verbose); });
   return exit_status::kSuccess;
 }
 
@@ -183,6 +130,22 @@ std::string keyVersionText(TaskContext& context, tolk::ADObject& object, std::os
   return version.text;
 }
 
+void writeAccount(std::ostream& out, const AccountFacts& facts, std::ostream& verbose,
+                  const std::function<std::string()>& keyVersion) {
+  out << prefix(1) << "Trusted for Delegation: " << trueOrFalse(facts.trustedForDelegation) << '\n'
+      << prefix(1) << "Use DES Key Only: " << trueOrFalse(facts.desKeyOnly) << '\n';
+  const std::string version = keyVersion();  // may speak before its line
+  out << prefix(1) << "Key Version: " << version << '\n';
+  verbose << prefix(1) << "Retrieving " << tolk::AD_SERVER_PRINCIPAL_NAME
+          << " from computer object\n";
+  std::list<std::string> names;
+  for (const std::string& name : facts.principalNames) names.push_back(tolk::printable(name));
+  printLabelledList(out, std::string(prefix(1)) + "Service Principal Names: ", names);
+  out << '\n';
+  writeEncryptionTypes(out, facts.encryptionTypes);
+  out << "\nOperating System Version: " << tolk::printable(facts.systemVersion) << "\n\n";
+}
+
 void printLabelledList(std::ostream& out, const std::string& label,
                        const std::list<std::string>& items) {
   std::string front = label;
@@ -193,13 +156,7 @@ void printLabelledList(std::ostream& out, const std::string& label,
 }
 
 void showSupportedEncryptionTypes(tolk::ADObject& object) {
-  std::optional<std::uint32_t> types;
-  try {
-    types = object[tolk::AD_SUPPORTED_ENCTYPES].toUInt();
-  } catch (const tolk::SystemException&) {
-    types.reset();
-  }
-  writeEncryptionTypes(std::cout, types);
+  writeEncryptionTypes(std::cout, accountFacts(object).encryptionTypes);
 }
 
 void writeEncryptionTypes(std::ostream& out, std::optional<std::uint32_t> types) {

@@ -3,11 +3,13 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <list>
 #include <optional>
 #include <string>
 
+#include "facts/computer_object.h"
 #include "tolk/ldap/ad_object.h"
 
 namespace joinscope {
@@ -30,6 +32,10 @@ boost::shared_ptr<tolk::ADObject> findComputerAccount(TaskContext& context,
 /// What stands behind "Key Version: ": the version in the directory, and what can be said about the
 /// local keytab. Somebody who is not root is told so on standard output.
 std::string keyVersionText(TaskContext& context, tolk::ADObject& object, std::ostream* verbose);
+
+/// The section behind "Joined as". `keyVersion` is called at the place of its text.
+void writeAccount(std::ostream& out, const AccountFacts& facts, std::ostream& verbose,
+                  const std::function<std::string()>& keyVersion);
 
 /// The label in front of the first item, blanks of its length in front of the others. No item, no
 /// label.

@@ -2,8 +2,9 @@
 #pragma once
 
 #include <iosfwd>
+#include <vector>
 
-#include "tolk/ldap/ad_object.h"
+#include "facts/computer_object.h"
 
 namespace joinscope {
 
@@ -14,7 +15,7 @@ struct TaskContext;
 /// not joined. `server` and `verbose` may be null. Throws nothing for a failure of the directory.
 void showDuplicateSpns(TaskContext& context, const char* server, std::ostream* verbose);
 
-/// The text for the objects that were found, the host's own among them.
-void writeDuplicateSpns(std::ostream& out, const tolk::ADObjectList& objects);
+/// The text for those who were found, the host itself among them.
+void writeDuplicateSpns(std::ostream& out, const std::vector<Claimant>& claimants);
 
 }  // namespace joinscope

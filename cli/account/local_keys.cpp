@@ -1,22 +1,21 @@
-// Of the keys that tolk::KeytabScan brings, those of the realm are listed and the newest is kept.
+// The keys of the realm, listed as far as the keytab could be read.
 #include "cli/account/local_keys.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <optional>
+#include <exception>
 #include <ostream>
 #include <string>
-#include <utility>
 
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
+#include "facts/local_keys.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/krb5/kerberos_context.h"
 #include "tolk/krb5/kerberos_paths.h"
-#include "tolk/krb5/keytab.h"
 
 namespace joinscope {
 namespace {
@@ -41,18 +40,6 @@ class Listing {
   std::size_t width_ = 0;
 };
 
-std::optional<tolk::KeytabKey> findNewest(tolk::KeytabScan& scan, const std::string& realm,
-                                          std::ostream& verbose) {
-  Listing listing(verbose);
-  std::optional<tolk::KeytabKey> newest;
-  for (tolk::KeytabKey key; scan.next(key);) {
-    if (key.realm != realm) continue;
-    listing.write(key);
-    if (!newest || key.written > newest->written) newest = std::move(key);
-  }
-  return newest;
-}
-
 }  // namespace
 
 int latestLocalKeyVersion(TaskContext& context, std::ostream* verbose) {
@@ -61,11 +48,15 @@ int latestLocalKeyVersion(TaskContext& context, std::ostream* verbose) {
   sink << prefix(1) << "Examining local keys\n"
        << prefix(2) << "Keys in " << path << " for " << tolk::printable(context.domain) << '\n';
   if (!context.kerberosContext) throw tolk::KerberosException("authentication failure", 0);
-  tolk::KeytabScan scan(context.kerberosContext->get(), path);
-  const auto newest = findNewest(scan, tolk::toUpper(context.domain), sink);
-  if (!newest) throw tolk::KerberosException("no keys found", 0);
-  sink << prefix(3) << "Most recent local key version: " << newest->version << '\n';
-  return static_cast<int>(newest->version);
+  const LocalKeys found =
+      readLocalKeys(context.kerberosContext->get(), path, tolk::toUpper(context.domain));
+  Listing listing(sink);
+  for (const tolk::KeytabKey& key : found.keys) listing.write(key);
+  if (found.failure) std::rethrow_exception(found.failure);
+  if (found.keys.empty()) throw tolk::KerberosException("no keys found", 0);
+  const unsigned version = found.keys[found.newest].version;
+  sink << prefix(3) << "Most recent local key version: " << version << '\n';
+  return static_cast<int>(version);
 }
 
 }  // namespace joinscope

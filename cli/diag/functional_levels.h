@@ -3,7 +3,6 @@
 #pragma once
 
 #include <iosfwd>
-#include <optional>
 #include <string>
 
 #include "tolk/ldap/ad_object.h"
@@ -32,9 +31,5 @@ std::string controllerTypeText(const tolk::ADObject& rootDse);
 /// run's binding; why that failed goes to `verbose` (may be null).
 bool normalizeFunctionalLevels(TaskContext& context, tolk::ADObject& rootDse,
                                std::ostream* verbose);
-
-/// Writes the outcome of asking for the mode into the root DSE; empty means that it could not be
-/// found out.
-void applyMixedMode(tolk::ADObject& rootDse, std::optional<bool> mixed);
 
 }  // namespace joinscope

@@ -5,9 +5,9 @@
 
 #include "cli/common/output.h"
 #include "cli/common/run.h"
+#include "facts/reading.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
-#include "tolk/ldap/dn.h"
 #include "tolk/ldap/root_dse_reads.h"
 #include "tolk/net/event_loop.h"
 
@@ -38,31 +38,12 @@ tolk::ADObject readRootDse(tolk::RootDseReads& reads, const std::string& server,
 
 std::string readAttribute(const tolk::ADObject& object, const std::string& name,
                           std::ostream* verbose) {
-  return readAs(object, name, sinkOf(verbose),
-                [](const tolk::ADAttribute& value) { return value.toString(); });
+  return tellReading(readText(object, name), name, sinkOf(verbose)).value_or("");
 }
 
 std::string readDomainAttribute(const tolk::ADObject& object, const std::string& name,
                                 std::ostream* verbose) {
-  return readAs(object, name, sinkOf(verbose), [](const tolk::ADAttribute& value) {
-    return tolk::DN::domainFromDN(value.toString());
-  });
-}
-
-std::string readAs(const tolk::ADObject& object, const std::string& name, std::ostream& verbose,
-                   const std::function<std::string(const tolk::ADAttribute&)>& convert) {
-  if (object.empty()) return {};
-  if (!object.attributeExists(name, true)) {
-    verbose << prefix(2) << "Missing index: " << name << '\n';
-    return {};
-  }
-  try {
-    return convert(object[name]);
-  } catch (const tolk::SystemException& e) {
-    verbose << prefix(2) << "While accessing index " << name << ": " << tolk::printable(e.what())
-            << '\n';
-    return {};
-  }
+  return tellReading(readDomain(object, name), name, sinkOf(verbose)).value_or("");
 }
 
 }  // namespace joinscope

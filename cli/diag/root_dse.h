@@ -2,10 +2,13 @@
 // failure is an empty value and a line of diagnostics.
 #pragma once
 
-#include <functional>
-#include <iosfwd>
+#include <optional>
+#include <ostream>
 #include <string>
 
+#include "cli/common/output.h"
+#include "facts/reading.h"
+#include "tolk/base/text.h"
 #include "tolk/ldap/ad_object.h"
 
 namespace tolk {
@@ -30,9 +33,17 @@ std::string readAttribute(const tolk::ADObject& object, const std::string& name,
 std::string readDomainAttribute(const tolk::ADObject& object, const std::string& name,
                                 std::ostream* verbose);
 
-/// The attribute turned into text by `convert`; empty when the attribute is missing or `convert`
-/// throws SystemException. An object without attributes is passed over in silence.
-std::string readAs(const tolk::ADObject& object, const std::string& name, std::ostream& verbose,
-                   const std::function<std::string(const tolk::ADAttribute&)>& convert);
+/// The value of a reading; without one `verbose` is told why, unless nothing has been read.
+template <typename Value>
+std::optional<Value> tellReading(const Reading<Value>& reading, const std::string& name,
+                                 std::ostream& verbose) {
+  if (reading.missing) {
+    verbose << prefix(2) << "Missing index: " << name << '\n';
+  } else if (!reading.problem.empty()) {
+    verbose << prefix(2) << "While accessing index " << name << ": "
+            << tolk::printable(reading.problem) << '\n';
+  }
+  return reading.value;
+}
 
 }  // namespace joinscope

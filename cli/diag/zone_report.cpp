@@ -9,13 +9,12 @@
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
-#include "tolk/base/join_settings.h"
+#include "facts/zones.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"
 #include "tolk/zones/zone_layout.h"
-#include "tolk/zones/zone_readers.h"
 
 namespace joinscope {
 namespace {
@@ -57,12 +56,9 @@ bool loadZones(TaskContext& context, const char* server, std::ostream* verbose) 
   const boost::shared_ptr<tolk::ADBinding> binding = bindForZones(context, server, verbose);
   if (!binding) return false;
   try {
-    const tolk::ORVSchema standard(0, std::string(tolk::SCHEMA_ORV_V2_0), "", 0);
-    const tolk::ORVSchemaR2 rfc2307(0, "", 0);
-    const tolk::SFUSchema sfu(0, std::string(tolk::SCHEMA_SFU_V3_0), "", 0);
-    context.standardZones = standard.getZoneList(*binding, "");
-    context.rfc2307Zones = rfc2307.getZoneList(*binding, "");
-    context.sfuZones = sfu.getZoneList(*binding, "");
+    context.standardZones = readZones(*binding, ZoneLayout::standard);
+    context.rfc2307Zones = readZones(*binding, ZoneLayout::rfc2307);
+    context.sfuZones = readZones(*binding, ZoneLayout::sfu);
     context.zonesLoaded = true;
   } catch (const std::exception& failure) {
     sinkOf(verbose) << prefix(2) << "Cannot read zone data: " << tolk::printable(failure.what())

@@ -16,6 +16,7 @@
 #include "cli/common/task_context.h"
 #include "cli/joins/progress_line.h"
 #include "cli/status/domain_rids.h"
+#include "facts/domain_rids.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_binding.h"

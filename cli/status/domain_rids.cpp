@@ -1,15 +1,14 @@
-// The daemon gathers them in its own time, so it is asked again until it has, or time is up.
+// Text only: facts/domain_rids.h asks.
 #include "cli/status/domain_rids.h"
 
-#include <chrono>
 #include <iostream>
 #include <memory>
-#include <thread>
 
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "cli/status/join_setting.h"
+#include "facts/domain_rids.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/properties.h"
@@ -20,12 +19,9 @@
 namespace joinscope {
 namespace {
 
-constexpr int kInterfaceVersion = 1;
-constexpr int kClient = 21;
 constexpr long kDefaultWaitSeconds = 60;
 constexpr char kAutoZone[] = "Auto Zone";
 
-using Session = std::unique_ptr<OrvSession, tolk::Releaser<orvSessionClose>>;
 using KeyValueSet = std::unique_ptr<OrvKeyValue, tolk::Releaser<orvFreeKeyValueSet>>;
 
 }  // namespace
@@ -51,20 +47,6 @@ long domainRidsWaitSeconds(std::ostream* verbose) {
   sinkOf(verbose) << prefix(1) << "It may take up to " << seconds
                   << " seconds to gather information...\n";
   return seconds;
-}
-
-int getDomainRids(long seconds, OrvKeyValue** set) {
-  *set = nullptr;
-  OrvSession* opened = nullptr;
-  int code = orvSessionOpen(kInterfaceVersion, kClient, &opened);
-  const Session session(opened);
-  if (code != OrvCode::kSuccess) return code;
-  code = OrvCode::kStillGathering;
-  for (long attempt = 0; attempt < seconds && code == OrvCode::kStillGathering; ++attempt) {
-    code = orvGetDomainRids(session.get(), set);
-    if (code == OrvCode::kStillGathering) std::this_thread::sleep_for(std::chrono::seconds(1));
-  }
-  return code;
 }
 
 void reportRidError(int code) {

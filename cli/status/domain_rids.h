@@ -1,4 +1,4 @@
-// The identifier ranges of the forest's domains, as the agent daemon gathers them.
+// The identifier ranges of the forest's domains, and what keeps them from being shown.
 #pragma once
 
 #include <iosfwd>
@@ -17,11 +17,6 @@ void printDomainRids(TaskContext& context, const char* server, std::ostream* ver
 
 /// That time; `verbose`, which may be null, is told about it.
 long domainRidsWaitSeconds(std::ostream* verbose);
-
-/// Asks once a second, `seconds` times at most. Returns the last code (OrvCode); kStillGathering
-/// without a question when `seconds` is not positive. `*set` is null or to be freed with
-/// orvFreeKeyValueSet().
-int getDomainRids(long seconds, OrvKeyValue** set);
 
 /// Tells a failure on standard error.
 void reportRidError(int code);

@@ -19,7 +19,6 @@
 #include "tolk/base/text.h"
 #include "tolk/base/times.h"
 #include "tolk/ldap/ad_names.h"
-#include "tolk/net/interfaces.h"
 #include "tolk/net/network_state.h"
 #include "tolk/zones/computer_object_helper.h"
 
@@ -44,27 +43,14 @@ std::string discoverSubnetSite(const Run& run, const std::string& preferredSite)
   }
 }
 
-std::string setting(TaskContext& context, std::string_view key) {
-  return getJoinSetting(context, key, kUnavailable, nullptr, nullptr, false);
-}
-
-JoinFacts readJoinFacts(TaskContext& context) {
-  return {.localHostName = tolk::shortLocalHostName(),
-          .domain = context.joinedDomain,
-          .joinedAs = setting(context, tolk::SETTING_HOST_NAME),
-          .preWin2kName = setting(context, tolk::SETTING_PREW2K_HOST_NAME)};
-}
-
 PlaceFacts readPlaceFacts(const Run& run, AgentState state) {
-  TaskContext& context = run.context;
-  PlaceFacts facts{.controller = currentDC(context),
-                   .preferredSite = setting(context, tolk::SETTING_MACHINE_SITE),
-                   .subnetSite = std::nullopt};
-  if (state == AgentState::connected) {
-    facts.subnetSite = setting(context, tolk::SETTING_SUBNET_SITE);
-    if (facts.subnetSite == kUnavailable) {
-      facts.subnetSite = discoverSubnetSite(run, facts.preferredSite);
-    }
+  PlaceFacts facts{.controller = controllerInUse(run.context.joinedDomain),
+                   .preferredSite = joinSetting(tolk::SETTING_MACHINE_SITE),
+                   .subnetSite = {}};
+  if (state != AgentState::connected) return facts;
+  facts.subnetSite = joinSetting(tolk::SETTING_SUBNET_SITE);
+  if (!facts.subnetSite) {
+    facts.subnetSite = discoverSubnetSite(run, facts.preferredSite.value_or(kUnavailable));
   }
   return facts;
 }
@@ -83,7 +69,7 @@ int joinStatusReport(TaskContext& context, const char* server, std::ostream* ver
     std::cout << "Not joined to any domain\n";
     return exit_status::kNotJoined;
   }
-  writeJoinFacts(std::cout, readJoinFacts(context));
+  writeJoinFacts(std::cout, readJoinFacts(context.joinedDomain));
   std::cout.flush();  // a daemon that does not answer is waited for
   const Run run(context, server, verbose);
   const AgentState state = agentState();
@@ -105,15 +91,16 @@ int joinStatusReport(TaskContext& context, const char* server, std::ostream* ver
 void writeJoinFacts(std::ostream& out, const JoinFacts& facts) {
   writeLine(out, "Local host name:", facts.localHostName);
   writeLine(out, "Joined to domain:", facts.domain);
-  writeLine(out, "Joined as:", facts.joinedAs);
-  if (facts.preWin2kName != kUnavailable) writeLine(out, "Pre-win2K name:", facts.preWin2kName);
+  writeLine(out, "Joined as:", facts.joinedAs.value_or(kUnavailable));
+  if (facts.preWin2kName) writeLine(out, "Pre-win2K name:", *facts.preWin2kName);
 }
 
 void writePlaceFacts(std::ostream& out, const PlaceFacts& facts) {
-  writeLine(out, "Current DC:", facts.controller);
-  writeLine(out, "Preferred site:", facts.preferredSite);
+  const std::string preferred = facts.preferredSite.value_or(kUnavailable);
+  writeLine(out, "Current DC:", facts.controller.empty() ? kUnavailable : facts.controller);
+  writeLine(out, "Preferred site:", preferred);
   if (!facts.subnetSite) return;
-  if (*facts.subnetSite != facts.preferredSite) writeLine(out, "Subnet site:", *facts.subnetSite);
+  if (*facts.subnetSite != preferred) writeLine(out, "Subnet site:", *facts.subnetSite);
   if (facts.subnetSite->empty()) {
     out << "  Warning! Unable to locate computer's subnet site in Active Directory.\n"
            "  Please advise your system administrator.\n";

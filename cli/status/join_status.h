@@ -7,26 +7,12 @@
 #include <string>
 
 #include "facts/agent_state.h"
+#include "facts/join_place.h"
 #include "tolk/ldap/ad_object.h"
 
 namespace joinscope {
 
 struct TaskContext;
-
-/// What the report shows first: this host knows it by itself.
-struct JoinFacts {
-  std::string localHostName;
-  std::string domain;
-  std::string joinedAs;
-  std::string preWin2kName;  ///< "<unavailable>": the line is left out
-};
-
-/// What it shows next: the daemon or a controller may be asked for it.
-struct PlaceFacts {
-  std::string controller;
-  std::string preferredSite;
-  std::optional<std::string> subnetSite;  ///< looked at with a connected daemon only
-};
 
 /// The report on standard output; `server` and `verbose` may be null. Returns 0, or 10 on a host
 /// that is not joined.

@@ -51,30 +51,49 @@ TEST(AccountText, EncryptionTypesInTheOrderOfTheirBits) {
   }
 }
 
-tolk::ADObject account(const std::string& name, const std::string& control) {
-  tolk::ADObject object("CN=" + name + ",DC=lab,DC=test");
-  object[tolk::AD_DN] = object.dn();
-  if (!control.empty()) object[tolk::AD_USER_ACCNT_CONTROL] = control;
-  return object;
+TEST(AccountText, SectionFromFacts) {
+  const AccountFacts facts{.trustedForDelegation = true,
+                           .desKeyOnly = false,
+                           .keyVersion = {.value = 3, .missing = false, .problem = {}},
+                           .principalNames = {"host/h.lab.test", "host/h\a"},
+                           .encryptionTypes = 4,
+                           .systemVersion = "12\n"};
+  std::ostringstream out;
+  std::ostringstream verbose;
+  writeAccount(out, facts, verbose, [&out] {
+    out << "  spoken before its line\n";
+    return std::string("3");
+  });
+  EXPECT_EQ(out.str(), R"(  Trusted for Delegation: true
+  Use DES Key Only: false
+  spoken before its line
+  Key Version: 3
+  Service Principal Names: host/h.lab.test
+                           host/h\x07
+
+Supported Encryption Type(s): RC4-HMAC
+
+Operating System Version: 12\x0A
+
+)");
+  EXPECT_EQ(verbose.str(), "  Retrieving servicePrincipalName from computer object\n");
 }
 
-std::string duplicates(const tolk::ADObjectList& objects) {
+std::string duplicates(const std::vector<Claimant>& claimants) {
   std::ostringstream out;
-  writeDuplicateSpns(out, objects);
+  writeDuplicateSpns(out, claimants);
   return out.str();
 }
 
 TEST(AccountText, DuplicateNamesListEnabledObjects) {
   const std::string heading = "Objects that contain same SPNs.The duplicate SPNs DN are:\n";
+  const Claimant host{.dn = "CN=HOST1,DC=lab,DC=test"};
   EXPECT_EQ(duplicates({}), "");
-  EXPECT_EQ(duplicates({account("HOST1", "4096")}), "");
-  EXPECT_EQ(duplicates({account("HOST1", "4096"), account("OLD1", "4098")}),
+  EXPECT_EQ(duplicates({host}), "");
+  EXPECT_EQ(duplicates({host, {.dn = "CN=OLD1", .disabled = true}}),
             heading + "  CN=HOST1,DC=lab,DC=test\n");
-  EXPECT_EQ(
-      duplicates({account("HOST1", "4096"), account("svc", ""), account("o\xe2\x80\x8b", "x")}),
-      heading +
-          "  CN=HOST1,DC=lab,DC=test\n  CN=svc,DC=lab,DC=test\n"
-          "  CN=o\\u{200B},DC=lab,DC=test\n");
+  EXPECT_EQ(duplicates({host, {.dn = "CN=o\xe2\x80\x8b"}}),
+            heading + "  CN=HOST1,DC=lab,DC=test\n  CN=o\\u{200B}\n");
 }
 
 }  // namespace

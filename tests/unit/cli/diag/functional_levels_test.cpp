@@ -6,13 +6,10 @@
 #include <sstream>
 
 #include "cli/common/task_context.h"
+#include "facts/functional_levels.h"
 
 namespace joinscope {
 namespace {
-
-constexpr char kController[] = "domainControllerFunctionality";
-constexpr char kDomain[] = "domainFunctionality";
-constexpr char kForest[] = "forestFunctionality";
 
 tolk::ADObject rootDse(const std::vector<std::pair<const char*, std::string>>& attributes) {
   tolk::ADObject object("");
@@ -47,53 +44,53 @@ TEST_F(FunctionalLevels, ControllersLevelIsShownAsTypeAndAsLevel) {
       {"seven\a", "Unknown DC Functional Level: seven\\x07", ""},
   };
   for (const Row& row : rows) {
-    const tolk::ADObject object = rootDse({{kController, row.value}});
+    const tolk::ADObject object = rootDse({{kControllerLevel, row.value}});
     EXPECT_EQ(controllerTypeText(object), row.type);
-    EXPECT_EQ(functionalLevelText(object, kController, &verbose), row.level);
+    EXPECT_EQ(functionalLevelText(object, kControllerLevel, &verbose), row.level);
   }
   EXPECT_EQ(verbose.str().find("    While accessing index domainControllerFunctionality: "), 0U);
 }
 
 TEST_F(FunctionalLevels, MissingLevelIsToldUnlessTheObjectIsEmpty) {
-  const tolk::ADObject object = rootDse({{kForest, "7"}});
+  const tolk::ADObject object = rootDse({{kForestLevel, "7"}});
   EXPECT_EQ(controllerTypeText(object), "Windows 2000");
-  EXPECT_EQ(functionalLevelText(object, kController, &verbose), "");
-  EXPECT_EQ(functionalLevelText(tolk::ADObject(), kDomain, &verbose), "");
-  EXPECT_EQ(functionalLevelText(tolk::ADObject(""), kDomain, &verbose), "");
+  EXPECT_EQ(functionalLevelText(object, kControllerLevel, &verbose), "");
+  EXPECT_EQ(functionalLevelText(tolk::ADObject(), kDomainLevel, &verbose), "");
+  EXPECT_EQ(functionalLevelText(tolk::ADObject(""), kDomainLevel, &verbose), "");
   EXPECT_EQ(verbose.str(), "    Missing index: domainControllerFunctionality\n");
 }
 
 TEST_F(FunctionalLevels, DomainLevelZeroGoesAwayWhenTheModeCannotBeFoundOut) {
   const std::pair<tolk::ADObject, std::string> rows[] = {
-      {rootDse({{kDomain, "4"}}), "4 = (DS_BEHAVIOR_WIN2008_R2)"},
-      {rootDse({{kDomain, "x"}}), ""},
-      {rootDse({{kDomain, "0"}, {kForest, "0"}}), ""},
-      {rootDse({{kController, "2"}}), ""},  // a missing one counts as 0
+      {rootDse({{kDomainLevel, "4"}}), "4 = (DS_BEHAVIOR_WIN2008_R2)"},
+      {rootDse({{kDomainLevel, "x"}}), ""},
+      {rootDse({{kDomainLevel, "0"}, {kForestLevel, "0"}}), ""},
+      {rootDse({{kControllerLevel, "2"}}), ""},  // a missing one counts as 0
   };
   for (auto [object, level] : rows) {
     EXPECT_FALSE(normalizeFunctionalLevels(context, object, &verbose));
-    EXPECT_EQ(functionalLevelText(object, kDomain, nullptr), level);
+    EXPECT_EQ(functionalLevelText(object, kDomainLevel, nullptr), level);
   }
-  EXPECT_FALSE(rows[2].first.attributeExists(kDomain, true));
-  EXPECT_TRUE(rows[2].first.attributeExists(kForest, true));
+  EXPECT_FALSE(rows[2].first.attributeExists(kDomainLevel, true));
+  EXPECT_TRUE(rows[2].first.attributeExists(kForestLevel, true));
 }
 
 TEST_F(FunctionalLevels, ServerWithoutAnyLevelIsOfWindows2000) {
   // No host name: the question for the mode fails at once and without a network.
   tolk::ADObject object = rootDse({{"defaultNamingContext", "DC=old,DC=test"}});
   EXPECT_TRUE(normalizeFunctionalLevels(context, object, &verbose));
-  EXPECT_FALSE(object.attributeExists(kDomain, true));
-  EXPECT_EQ(object.getInt(kForest, -9), 0);
+  EXPECT_FALSE(object.attributeExists(kDomainLevel, true));
+  EXPECT_EQ(object.getInt(kForestLevel, -9), 0);
   EXPECT_EQ(controllerTypeText(object), "Windows 2000");
   EXPECT_EQ(verbose.str().find("    LDAP: "), 0U) << verbose.str();
 }
 
 TEST_F(FunctionalLevels, MixedModeBecomesMinusOne) {
-  tolk::ADObject object = rootDse({{kDomain, "0"}});
+  tolk::ADObject object = rootDse({{kDomainLevel, "0"}});
   applyMixedMode(object, false);
-  EXPECT_EQ(object.getInt(kDomain, -9), 0);
+  EXPECT_EQ(object.getInt(kDomainLevel, -9), 0);
   applyMixedMode(object, true);
-  EXPECT_EQ(object.getInt(kDomain, -9), -1);
+  EXPECT_EQ(object.getInt(kDomainLevel, -9), -1);
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ TEST(JoinStatus, SubnetSiteIsShownWhereItDiffers) {
   EXPECT_EQ(text(facts("")), common + "Subnet site:       \n" + kWarning);
   Facts nowhere = facts("");
   nowhere.place.preferredSite = "";
-  nowhere.join.preWin2kName = kUnavailable;
+  nowhere.join.preWin2kName.reset();
   nowhere.place.controller = "dc\n1";
   EXPECT_EQ(text(nowhere),
             "Local host name:   host1\n"
