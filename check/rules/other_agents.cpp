@@ -21,6 +21,18 @@ std::int64_t newestKey(const facts::Keytab& keytab) {
   return newest;
 }
 
+/// Whether the password of the account, or of the keytab, was set after the one in secrets.tdb. The
+/// keytab was dated by the same clock; the directory's clock may be another by what Kerberos
+/// allows.
+bool secretsAreBehind(std::int64_t secrets, std::int64_t keytab, std::int64_t account) {
+  constexpr std::int64_t kSkew = 300;         // RFC 4120, 1.6
+  constexpr std::int64_t kWhileWriting = 10;  // one tool writes both
+  if (account == 0) return keytab > secrets + kSkew;
+  if (account > secrets + kSkew) return true;
+  const bool ofTheKeytab = std::abs(account - keytab) < std::abs(account - secrets);
+  return keytab > secrets + kWhileWriting && ofTheKeytab;
+}
+
 Verdict judgeSecrets(const Facts& facts) {
   const facts::Join& join = facts.join;
   if (!join.secrets.asked()) return notMeant("Samba is not joined on this host.");
@@ -29,19 +41,19 @@ Verdict judgeSecrets(const Facts& facts) {
                                    : "Needs root: secrets.tdb is root's alone.");
   }
   if (join.secretsChanged == 0) return notMeant("secrets.tdb holds no machine password.");
-  const std::int64_t set = facts.directory.account.passwordSet;
-  const std::int64_t other = set != 0 ? set : newestKey(facts.keytab);
-  if (other == 0) return unknown("There is nothing to compare secrets.tdb with.");
-  // The file is written after the directory has taken the password.
-  constexpr std::int64_t kWhileChanging = 300;
-  if (join.secretsChanged + kWhileChanging >= other) return fine();
-  return broken("Samba's secrets.tdb has the machine password of " +
-                    tolk::localTimeText(join.secretsChanged) + ", but " +
-                    (set != 0 ? "the account's was set " : "the keytab's newest key was written ") +
-                    tolk::localTimeText(other) +
-                    ": winbind and smbd cannot log in, whatever the keytab holds.",
-                {"adcli update --add-samba-data --computer-password-lifetime=0",
-                 "or: net ads changetrustpw"});
+  const std::int64_t account = facts.directory.account.passwordSet;
+  const std::int64_t keytab = newestKey(facts.keytab);
+  if (account == 0 && keytab == 0) return unknown("There is nothing to compare secrets.tdb with.");
+  if (!secretsAreBehind(join.secretsChanged, keytab, account)) return fine();
+  return broken(
+      "Samba's secrets.tdb has the machine password of " +
+          tolk::localTimeText(join.secretsChanged) + ", but " +
+          (account != 0 ? "the account's was set " + tolk::localTimeText(account)
+                        : "the keytab's newest key was written " + tolk::localTimeText(keytab)) +
+          ": winbind and smbd cannot log in, whatever the keytab holds.",
+      {"net ads join -U Administrator",
+       "From then on let one tool change the password: net ads changetrustpw, or adcli "
+       "update --add-samba-data."});
 }
 
 Verdict judgeAgent(const Facts& facts, std::string_view name, const char* restart) {
@@ -81,7 +93,7 @@ constexpr Rule kRules[] = {
      .judge = judgeSecrets,
      .looksAt = "When the password in secrets.tdb was set, and the account's in the directory.",
      .wrong = "Another tool has changed the machine password and told the keytab alone.",
-     .remedy = "adcli update --add-samba-data --computer-password-lifetime=0",
+     .remedy = "net ads join, and one tool that changes the password from then on.",
      .source = "adcli(8), --add-samba-data"},
     {.id = "join.sssd",
      .title = "SSSD is online",
