@@ -89,11 +89,15 @@ class Reader {
     value = from.GetBool();
   }
   static void read(const tolk::json::Value& from, std::int64_t& value, const std::string& path) {
-    if (!from.IsInt64()) wrong(path, "a whole number");
+    if (!from.IsInt64() || from.GetInt64() > kMost || from.GetInt64() < -kMost) {
+      wrong(path, "a whole number of at most 15 digits");
+    }
     value = from.GetInt64();
   }
   static void read(const tolk::json::Value& from, double& value, const std::string& path) {
-    if (!from.IsNumber()) wrong(path, "a number");
+    if (!from.IsNumber() || std::abs(from.GetDouble()) > static_cast<double>(kMost)) {
+      wrong(path, "a number of at most 15 digits");
+    }
     value = from.GetDouble();
   }
   static void read(const tolk::json::Value& from, std::string& value, const std::string& path) {
@@ -125,6 +129,9 @@ class Reader {
   static void read(const tolk::json::Value& from, T& value, const std::string& path) {
     T::fields(value, Reader(from, path));
   }
+
+  // What rules may add and subtract without a thought.
+  static constexpr std::int64_t kMost = 999'999'999'999'999;
 
   const tolk::json::Value& object_;
   std::string path_;
