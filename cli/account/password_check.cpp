@@ -7,6 +7,7 @@
 
 #include "cli/account/binding.h"
 #include "cli/account/kdc_proof.h"
+#include "cli/account/short_name_proof.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
 #include "cli/common/run.h"
@@ -86,7 +87,8 @@ int checkPassword(TaskContext& context, const char* server, std::ostream* verbos
   tell(run, "Checking user password");
   // A pre-check claims nothing, so nothing is proved for it: a report about a broken keytab must
   // not fail by that keytab.
-  if (getBinding(context, server, verbose) && (quiet || provePassword(run))) {
+  if (getBinding(context, server, verbose) &&
+      (quiet || (provePassword(run) && proveShortName(context)))) {
     return correct(context, quiet);
   }
   if (!quiet) tellAboutRefusal(run);

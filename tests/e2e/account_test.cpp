@@ -246,6 +246,19 @@ TEST_F(AccountTest, ShortNamesOfDomains) {
   EXPECT_EQ(stranger.status, 19);
   EXPECT_THAT(stranger.err, HasSubstr("  WRONGDOM is not known as the short name of the domain "
                                       "lab.test (it is LAB): "));
+  // A controller's UDP answer still says LAB, which nothing signs.
+  const auto rename = [](const std::string& name) {
+    return "printf 'dn: CN=LAB,CN=Partitions,CN=Configuration,DC=lab,DC=test\nchangetype: "
+           "modify\nreplace: nETBIOSName\nnETBIOSName: " +
+           name + "\n' | ldbmodify --relax -H $(samba -b | sed -n 's/.*PRIVATE_DIR: //p')/sam.ldb";
+  };
+  {
+    const HostChange renamed(lab.dc, rename("WRONG"), rename("LAB"));
+    const CommandResult result =
+        lab.member.joinscope({"-A", "-u", "LAB\\alice", "-p", "Alice-Pass1"});
+    EXPECT_EQ(result.status, 6);
+    EXPECT_THAT(result.out, HasSubstr(", and by the directory that is WRONG\n"));
+  }
   // No controller tells its short name: the one of the joined domain is asked, and says itself.
   const HostChange mute(lab.dc,
                         "nft 'add table inet e2e; add chain inet e2e in { type filter hook input "

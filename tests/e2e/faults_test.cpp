@@ -220,6 +220,7 @@ TEST_F(FaultsTest, ControllerThatIsOpenButMute) {
                   HasSubstr("      dc1.lab.test accepts connections to its LDAP port, "
                             "but nobody answers there: Timed out (10.99.0.10:389): " +
                             rest),
+                  HasSubstr("    LDAP: Timed out (dc1.lab.test:389): " + rest),
                   HasSubstr("  Cannot bind to lab.test: Timed out (dc1.lab.test:389): " + rest)));
   EXPECT_EQ(result.status, 0);
 }
