@@ -1,12 +1,11 @@
-// Each server goes its own way, started by advance(): address, first port, then all others; whoever
-// waits for one moves them all.
+// Each server goes its own way, started by advance(): addresses, the first port at each of them,
+// then all other ports at the one that accepts; whoever waits for one moves them all.
 #include "facts/servers.h"
 
 #include <arpa/inet.h>
 
 #include <algorithm>
 #include <cassert>
-#include <cstdint>
 #include <ctime>
 #include <string>
 #include <utility>
@@ -41,7 +40,7 @@ class ServerProbes {
     return rows_[row].verdict;
   }
   /// Whether no question is open; facts() is whole when that holds and every row has a verdict.
-  [[nodiscard]] bool answered() const { return !rootDse_ && !ticket_; }
+  [[nodiscard]] bool answered() const { return !rootDse_ && !ticket_ && !knocking(); }
   [[nodiscard]] ControllerFacts facts() const;
 
  private:
@@ -50,7 +49,21 @@ class ServerProbes {
     std::optional<ProbeVerdict> verdict;
   };
 
-  void takeAddress();
+  /// The first port at one of the host's addresses.
+  struct Door {
+    sockaddr_in address;
+    std::optional<RowProbe> probe;
+    ProbeVerdict verdict{};
+  };
+
+  void takeAddresses();
+  void lookAtDoors();
+  [[nodiscard]] bool knocking() const;
+  [[nodiscard]] ProbeVerdict verdictOfDoors() const;
+  void enter(const Door& door);
+  [[nodiscard]] int port(std::size_t row) const {
+    return portOf(target_.entry, *target_.kind, row);
+  }
   void start(std::size_t row);
   void ask();
   void takeRootDse();
@@ -60,6 +73,7 @@ class ServerProbes {
   std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
   tolk::Pending<std::vector<in_addr>> lookup_;
   std::string realm_;
+  std::vector<Door> doors_;
   sockaddr_in address_{};
   std::optional<ProbeVerdict> resolved_;
   std::vector<Row> rows_;
@@ -76,7 +90,7 @@ ServerProbes::ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target,
       realm_(target.kind == &kDomainController ? realm : std::string()),
       rows_(target.kind->rows.size()) {}
 
-void ServerProbes::takeAddress() {
+void ServerProbes::takeAddresses() {
   const std::vector<in_addr> addresses = lookup_.wait();
   resolved_.emplace();
   if (addresses.empty()) {
@@ -85,34 +99,63 @@ void ServerProbes::takeAddress() {
     return;
   }
   resolved_->result = ProbeVerdict::kGood;
-  address_.sin_family = AF_INET;
-  address_.sin_addr = addresses.front();
-  start(0);
+  constexpr std::size_t kMostAddresses = 3;
+  for (const in_addr& host :
+       std::span(addresses).first(std::min(kMostAddresses, addresses.size()))) {
+    const sockaddr_in address = tolk::socketAddress(host, static_cast<in_port_t>(port(0)));
+    doors_.push_back({address, RowProbe(loop_, target_.kind->rows[0].probe, address)});
+  }
+}
+
+bool ServerProbes::knocking() const {
+  return std::ranges::any_of(doors_, [](const Door& door) { return door.probe.has_value(); });
+}
+
+void ServerProbes::lookAtDoors() {
+  std::optional<ProbeVerdict>& verdict = rows_[0].verdict;
+  for (Door& door : doors_) {
+    if (!door.probe || !door.probe->done()) continue;
+    door.verdict = door.probe->take();
+    door.probe.reset();
+    if (!verdict && door.verdict.result == ProbeVerdict::kGood) enter(door);
+  }
+  if (!verdict && !doors_.empty() && !knocking()) verdict = verdictOfDoors();
+}
+
+// None is good: the first counts, and each has its reason.
+ProbeVerdict ServerProbes::verdictOfDoors() const {
+  ProbeVerdict verdict = doors_.front().verdict;
+  for (const Door& door : std::span(doors_).subspan(1))
+    verdict.reason += "; " + door.verdict.reason;
+  return verdict;
+}
+
+void ServerProbes::enter(const Door& door) {
+  address_ = door.address;
+  rows_[0].verdict = door.verdict;
+  for (std::size_t row = 1; row < rows_.size(); ++row) start(row);
+  if (!realm_.empty()) ask();
 }
 
 void ServerProbes::start(std::size_t row) {
-  const int port = portOf(target_.entry, *target_.kind, row);
-  address_.sin_port = htons(static_cast<std::uint16_t>(port));
+  address_.sin_port = htons(static_cast<in_port_t>(port(row)));
   rows_[row].probe.emplace(loop_, target_.kind->rows[row].probe, address_);
 }
 
 void ServerProbes::advance() {
-  if (!resolved_ && lookup_.done()) takeAddress();
-  for (std::size_t row = 0; row < rows_.size(); ++row) {
-    Row& state = rows_[row];
-    if (!state.probe || !state.probe->done()) continue;
-    state.verdict = state.probe->take();
-    state.probe.reset();
-    if (row != 0 || state.verdict->result != ProbeVerdict::kGood) continue;
-    for (std::size_t next = 1; next < rows_.size(); ++next) start(next);
-    if (!realm_.empty()) ask();
+  if (!resolved_ && lookup_.done()) takeAddresses();
+  lookAtDoors();
+  for (Row& row : rows_) {
+    if (!row.probe || !row.probe->done()) continue;
+    row.verdict = row.probe->take();
+    row.probe.reset();
   }
   if (rootDse_.done()) takeRootDse();
   if (ticket_.done()) facts_.kdcTrouble = ticket_.wait();
 }
 
 void ServerProbes::ask() {
-  address_.sin_port = htons(static_cast<std::uint16_t>(portOf(target_.entry, *target_.kind, 0)));
+  address_.sin_port = htons(static_cast<in_port_t>(port(0)));
   rootDse_ = tolk::startRootDseRead(loop_, tolk::addressText(address_));
   const auto kdc = std::ranges::find(target_.kind->rows, Probe::kdc, &PortRow::probe);
   address_.sin_port = htons(static_cast<std::uint16_t>(kdc->port));
@@ -131,6 +174,10 @@ void ServerProbes::takeRootDse() {
 
 ControllerFacts ServerProbes::facts() const {
   ControllerFacts facts = facts_;
+  for (const Door& door : doors_) {
+    if (door.verdict.result != ProbeVerdict::kGood)
+      facts.deadAddresses.push_back(door.verdict.reason);
+  }
   for (std::size_t row = 0; row < rows_.size(); ++row) {
     const std::optional<ProbeVerdict>& verdict = rows_[row].verdict;
     if (!verdict) continue;

@@ -27,6 +27,7 @@ struct ControllerFacts {
   std::optional<double> ntpAhead;   ///< the same of the time service's
   std::string ldapTrouble;          ///< why nothing was read from an open LDAP port
   std::string kdcTrouble;           ///< why no ticket was answered for at an open KDC port
+  std::vector<std::string> deadAddresses;  ///< of the host's others, and what happened there
 };
 
 /// A server to be probed.
@@ -39,7 +40,8 @@ class ServerProbes;
 
 /// Probes a list of servers; with a realm asks the controllers among them, beside the rows, what
 /// ControllerFacts hold. The waits of all overlap, or of as many at a time as there are descriptors
-/// for; noteTrouble() then says so.
+/// for; noteTrouble() then says so. Of a host with several addresses the one whose first port
+/// accepts first is probed further.
 class ProbeRun {
  public:
   explicit ProbeRun(std::vector<ProbeTarget> targets, std::string realm = {});
@@ -61,7 +63,8 @@ class ProbeRun {
   ProbeVerdict waitFor(const std::optional<ProbeVerdict>& answer);
   ServerProbes& server(std::size_t index);
 
-  static constexpr std::size_t kDescriptorsEach = 8;  // all rows of a server, and its lookup
+  // All rows of a server, its lookup, and its first port at further addresses.
+  static constexpr std::size_t kDescriptorsEach = 10;
 
   std::vector<ProbeTarget> targets_;
   std::string realm_;

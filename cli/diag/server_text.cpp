@@ -130,6 +130,10 @@ std::string clockText(const std::string& host, const ControllerFacts& facts) {
 }
 
 void writeFacts(std::ostream& verbose, const std::string& host, const ControllerFacts& facts) {
+  for (const std::string& reason : facts.deadAddresses) {
+    verbose << prefix(3) << host << " has an address that is of no use: " << tolk::printable(reason)
+            << '\n';
+  }
   if (!facts.ldapTrouble.empty()) {
     verbose << prefix(3) << host
             << " accepts connections to its LDAP port, but nobody answers there: "

@@ -191,6 +191,15 @@ TEST_F(FaultsTest, WherePingsAreLostTheSiteIsAskedOverTcp) {
   EXPECT_THAT(result.err, HasSubstr("  dc1.lab.test was asked over TCP: "));
 }
 
+TEST_F(FaultsTest, ADeadAddressBesideALiveOneIsTold) {
+  const DnsRecord live("two.lab.test", "A", "10.99.0.10");
+  const DnsRecord dead("two.lab.test", "A", "10.99.0.250");
+  const CommandResult result = lab.guest.joinscope({"-T", "lab.test", "-V", "-S", "two.lab.test"});
+  EXPECT_THAT(result.out, Not(HasSubstr("timeout")));
+  EXPECT_THAT(result.err, HasSubstr("      two.lab.test has an address that is of no use: "
+                                    "10.99.0.250:389 did not accept a connection within 1 s\n"));
+}
+
 /// A name that a member can give itself: it counts where the user has chosen it, and with a word.
 TEST_F(FaultsTest, AnAliasIsAControllerOnlyWhenItIsNamed) {
   const DnsRecord address("alias.lab.test", "A", "10.99.0.10");
