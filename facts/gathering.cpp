@@ -6,14 +6,18 @@
 #include <sys/eventfd.h>
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstdlib>
 #include <exception>
+#include <list>
 #include <mutex>
 #include <thread>
 #include <utility>
 
+#include "facts/machine_login.h"
 #include "tolk/base/handle.h"
 #include "tolk/base/text.h"
+#include "tolk/krb5/profile_overlay.h"
 
 namespace joinscope::facts {
 namespace {
@@ -28,6 +32,9 @@ struct Subject {
 constexpr Subject kSubjects[] = {
     {"the agent daemon", askAgent},
     {"other agents on this host", askOtherAgents},
+    {"the computer account and the directory", askDirectory},
+    {"Kerberos by krb5.conf", askHostWay},
+    {"the user's login", askUserLogin},
 };
 
 Facts readLocal(const Question& question) {
@@ -41,39 +48,58 @@ Facts readLocal(const Question& question) {
   chooseDomain(question, facts);
   if (!facts.join.domain.empty()) {
     facts.kerberos.config = readKerberosConfig(facts.join.domain);
+    facts.kerberos.account = accountToShow(facts);
+    facts.kerberos.keys = keysToShow(facts, facts.kerberos.account);
   }
+  facts.kerberos.user = question.user;
   return facts;
 }
 
-/// The agent's own way needs nothing of a file that nobody can read, and would move it aside; it
-/// stays, and is a finding. Before there are threads.
-void leaveMalformedConfig(const KerberosConfig& config) {
-  if (!config.malformed.empty()) ::setenv("KRB5_CONFIG", "/dev/null", 1);
+/// Before there are threads, and once a process: a thread may read the environment at any time. The
+/// agent's own way needs nothing of a file that nobody can read, and would move it aside; it stays,
+/// and is a finding. GSS-API's contexts take what they need from the overlay.
+void prepareKerberos(const Facts& facts) {
+  if (!facts.kerberos.config.malformed.empty()) ::setenv("KRB5_CONFIG", "/dev/null", 1);
+  static const tolk::GssConfigOverlay* overlay = nullptr;
+  if (overlay != nullptr || facts.join.domain.empty()) return;
+  overlay = new tolk::GssConfigOverlay(std::list<std::string>{facts.join.domain});
 }
 
 }  // namespace
 
-struct Gathering::State {
+struct Gathering::State final : Publish {
   Question question;
   Facts local;
   Clock::time_point started = Clock::now();
   tolk::UniqueFd finished{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
   mutable std::mutex mutex;
-  Facts facts;                       // guarded by the mutex, as are the two below
+  mutable std::condition_variable published;
+  mutable Facts facts;               // guarded by the mutex, as are the two below
   std::vector<std::string> pending;  // names of subjects
   std::vector<std::string> failures;
 
+  void operator()(const std::function<void(Facts&)>& take) const override;
+  [[nodiscard]] Facts waitFor(const std::function<bool(const Facts&)>& condition) const override;
   void run(const Subject& subject);
   void end(const Subject& subject, const std::string& failure);
 };
 
+void Gathering::State::operator()(const std::function<void(Facts&)>& take) const {
+  const std::lock_guard lock(mutex);
+  take(facts);
+  published.notify_all();
+}
+
+Facts Gathering::State::waitFor(const std::function<bool(const Facts&)>& condition) const {
+  std::unique_lock lock(mutex);
+  published.wait(lock, [&] { return condition(facts); });
+  return facts;
+}
+
 void Gathering::State::run(const Subject& subject) {
   std::string failure;
   try {
-    subject.ask(question, local, [this](const std::function<void(Facts&)>& take) {
-      const std::lock_guard lock(mutex);
-      take(facts);
-    });
+    subject.ask(question, local, *this);
   } catch (const std::exception& e) {
     failure = std::string(subject.name) + ": " + e.what();
   }
@@ -93,7 +119,7 @@ Gathering::Gathering(const Question& question) : state_(std::make_shared<State>(
   state_->question = question;
   state_->local = readLocal(question);
   state_->facts = state_->local;
-  leaveMalformedConfig(state_->local.kerberos.config);
+  prepareKerberos(state_->local);
   for (const Subject& subject : kSubjects) state_->pending.emplace_back(subject.name);
   for (const Subject& subject : kSubjects) {
     std::thread([state = state_, &subject] { state->run(subject); }).detach();

@@ -22,8 +22,20 @@ struct Question {
   tolk::Shredder password;
 };
 
-/// Hands what a subject has learnt to the facts; the function is called at once, one at a time.
-using Publish = std::function<void(const std::function<void(Facts&)>& take)>;
+/// The way from a subject to the facts.
+class Publish {
+ public:
+  Publish() = default;
+  Publish(const Publish&) = delete;
+  Publish& operator=(const Publish&) = delete;
+  virtual ~Publish() = default;
+
+  /// Hands over what a subject has learnt; `take` is called at once, one at a time.
+  virtual void operator()(const std::function<void(Facts&)>& take) const = 0;
+  /// Waits until what another subject publishes is what this one needs; returns the facts as they
+  /// are then.
+  [[nodiscard]] virtual Facts waitFor(const std::function<bool(const Facts&)>& published) const = 0;
+};
 
 /// The subjects, each with a thread of its own. `local` holds what was read on this host; each
 /// publishes early what it knows early, because it may be cut at any time.

@@ -62,18 +62,24 @@ void readProfile(krb5_context context, const std::string& domain, KerberosConfig
   profile_release(profile);
 }
 
+/// As they are when the process begins: KRB5_CONFIG is changed later on, for the own way.
+const std::vector<std::string>& hostConfigFiles() {
+  static const std::vector<std::string> files = tolk::configFiles();
+  return files;
+}
+
 }  // namespace
 
 KerberosConfig readKerberosConfig(const std::string& domain) {
-  KerberosConfig config;
+  KerberosConfig config{.files = hostConfigFiles()};
   config.read = ask([&] {
-    const tolk::PlainKerberosContext context;
+    const tolk::PlainKerberosContext context(config.files);
     config.defaultRealm = defaultRealm(context.get());
     config.permitted = permittedTypes(context.get());
     if (!domain.empty()) config.domainRealm = realmOf(context.get(), domain);
     readProfile(context.get(), domain, config);
   });
-  if (!config.read.answered()) config.malformed = tolk::malformedConfigFile();
+  if (!config.read.answered()) config.malformed = tolk::malformedConfigFile(config.files);
   return config;
 }
 

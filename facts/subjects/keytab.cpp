@@ -25,7 +25,7 @@ Key keyOf(const tolk::KeytabKey& key) {
 }
 
 void readKeys(Keytab& keytab) {
-  const tolk::PlainKerberosContext context;
+  const tolk::PlainKerberosContext context({"/dev/null"});  // needs no configuration
   tolk::KeytabScan scan(context.get(), keytab.path);
   tolk::KeytabKey key;
   while (scan.next(key)) {

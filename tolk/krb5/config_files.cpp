@@ -86,9 +86,13 @@ std::string malformedOf(const std::string& path, int depth) {
 
 }  // namespace
 
-std::string malformedConfigFile() {
+std::vector<std::string> configFiles() {
   const char* named = std::getenv("KRB5_CONFIG");
-  for (const std::string& path : split(named == nullptr ? "/etc/krb5.conf" : named, ':')) {
+  return split(named == nullptr ? "/etc/krb5.conf" : named, ':');
+}
+
+std::string malformedConfigFile(const std::vector<std::string>& files) {
+  for (const std::string& path : files) {
     std::string found = malformedOf(path, kMostIncludes);
     if (!found.empty()) return found;
   }

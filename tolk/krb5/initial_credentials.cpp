@@ -154,9 +154,8 @@ void InitialExchange::explain(krb5_error_code code) {
     krb5_set_error_message(context_, code, "%s", skewText(error->stime).c_str());
     return;
   }
-  std::optional<std::uint32_t> status;
-  if (error != nullptr) status = statusIn({error->e_data.data, error->e_data.length});
-  const char* const text = textOf(code, status);
+  if (error != nullptr) status_ = statusIn({error->e_data.data, error->e_data.length});
+  const char* const text = textOf(code, status_);
   if (text != nullptr) krb5_set_error_message(context_, code, "%s", text);
 }
 

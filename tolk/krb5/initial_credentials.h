@@ -3,6 +3,8 @@
 #pragma once
 
 #include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <optional>
 #include <string>
 
 #include "tolk/base/shredder.h"
@@ -27,6 +29,8 @@ class InitialExchange {
   /// about the account is refused: Active Directory tells disabled, expired and locked ones apart
   /// in the error data only (MS-KILE 2.2.2).
   [[nodiscard]] krb5_error_code run(krb5_creds* out);
+  /// After a refusal: the NT status in its error data (MS-ERREF 2.3.1), where there is one.
+  [[nodiscard]] std::optional<std::uint32_t> refusalStatus() const noexcept { return status_; }
 
  private:
   void explain(krb5_error_code code);
@@ -34,6 +38,7 @@ class InitialExchange {
   krb5_context context_;
   krb5_principal client_;
   Krb5Owned<krb5_init_creds_context, krb5_init_creds_free> exchange_;
+  std::optional<std::uint32_t> status_;
 };
 
 /// Obtains initial credentials for `principal` with `password`, for at most `lifetime` seconds as

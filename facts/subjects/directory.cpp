@@ -1,0 +1,90 @@
+// The computer account's login, then the sealed bind with its ticket, then what the directory says.
+#include "facts/subjects/directory.h"
+
+#include <memory>
+
+#include "facts/directory_reads.h"
+#include "facts/gathering.h"
+#include "facts/machine_login.h"
+#include "tolk/krb5/kerberos_context.h"
+#include "tolk/krb5/krb5_error.h"
+#include "tolk/ldap/ad_binding.h"
+
+namespace joinscope::facts {
+namespace {
+
+/// Why the computer account does not log in at all; "" when it does.
+std::string whyNot(const Facts& local) {
+  if (local.run.joining) return "this host is to be joined";
+  if (local.join.domain.empty()) return "no domain is named";
+  if (local.keytab.keys.empty() && !local.host.root) return "needs root";
+  if (local.keytab.keys.empty()) return "no key of the keytab could be read";
+  if (local.kerberos.account.empty()) return "the keytab has no key of a computer account here";
+  return {};
+}
+
+/// Others wait for both answers: whatever happens, there are some.
+class Decision {
+ public:
+  explicit Decision(const Publish& publish) : publish_(publish) {}
+  Decision(const Decision&) = delete;
+  Decision& operator=(const Decision&) = delete;
+  ~Decision() {
+    publish_([this](Facts& facts) {
+      for (Asked* asked : {&facts.kerberos.login.asked, &facts.directory.bind}) {
+        if (!asked->asked() && asked->reason.empty()) asked->reason = reason;
+      }
+    });
+  }
+
+  std::string reason = "the computer account did not log in";
+
+ private:
+  const Publish& publish_;
+};
+
+void logIn(MachineLogin& login, const Facts& local, const Publish& publish) {
+  Kerberos found = local.kerberos;
+  login.run(local.keytab.path, found);
+  publish([&found](Facts& facts) {
+    facts.kerberos.keys = found.keys;
+    facts.kerberos.attempts = found.attempts;
+    facts.kerberos.login = found.login;
+  });
+}
+
+}  // namespace
+
+void askDirectory(const Question& question, const Facts& local, const Publish& publish) {
+  Decision decision(publish);
+  if (std::string reason = whyNot(local); !reason.empty()) {
+    decision.reason = std::move(reason);
+    return;
+  }
+  tolk::KerberosContext kerberos;
+  useOwnWay(kerberos, question.server);
+  MachineLogin login(kerberos);
+  logIn(login, local, publish);
+  if (login.cacheName().empty()) return;
+  bindAndRead(kerberos, {login.cacheName(), local.kerberos.account}, {question, local, publish});
+}
+
+bool decided(const Asked& asked) {
+  return asked.asked() || !asked.reason.empty();
+}
+
+void bindAndRead(tolk::KerberosContext& kerberos, const BindAs& as, const Asking& asking) {
+  const Question& question = asking.question;
+  tolk::ADBinding binding(asking.local.join.domain, as.cacheName, &kerberos, false, question.server,
+                          "", false, false);
+  if (!question.server.empty()) binding.allowAlias();
+  const Asked bind = ask([&binding] { binding.connect(); });
+  asking.publish([&](Facts& facts) {
+    facts.directory.bind = bind;
+    facts.directory.boundAs = as.name;
+    facts.directory.server = binding.serverName();
+  });
+  if (bind.answered()) readDirectory(binding, question, asking.local, asking.publish);
+}
+
+}  // namespace joinscope::facts
