@@ -3,7 +3,8 @@
 
 namespace joinscope::check {
 
-/// Never throws. Ends the process where a run was cut while threads are still asking.
+/// Never throws. Where a run was cut threads may still be asking when it returns: the process has
+/// to end by _exit(2).
 int run(int argc, char** argv) noexcept;
 
 }  // namespace joinscope::check

@@ -77,6 +77,11 @@ class Web {
 
 }  // namespace
 
+const char* Finding::outcome() const {
+  constexpr const char* kNames[] = {"fine", "not meant", "unknown", "warning", "broken"};
+  return follows() ? "follows" : kNames[static_cast<std::size_t>(verdict.grade)];
+}
+
 std::vector<const Finding*> Judgement::firstCauses() const {
   std::vector<const Finding*> causes = withGrade(Grade::broken);
   std::ranges::stable_sort(causes, [this](const Finding* left, const Finding* right) {
@@ -133,8 +138,13 @@ Counts Judgement::counts() const {
 int Judgement::exitStatus() const {
   const Counts all = counts();
   if (all.broken > 0) return ExitStatus::kBroken;
-  if (all.unknown > 0 || all.following > 0) return ExitStatus::kUnknown;
+  if (partial || all.unknown > 0 || all.following > 0) return ExitStatus::kUnknown;
   return all.warnings > 0 ? ExitStatus::kWarning : ExitStatus::kSound;
+}
+
+const char* Judgement::word() const {
+  constexpr const char* kWords[] = {"SOUND", "WARNING", "BROKEN", "UNKNOWN"};
+  return kWords[exitStatus()];
 }
 
 bool Selection::takes(const Rule& rule) const {
@@ -144,6 +154,7 @@ bool Selection::takes(const Rule& rule) const {
 Judgement judge(const facts::Facts& facts, const Selection& selection) {
   Web web(facts);
   Judgement judgement;
+  judgement.partial = !facts.run.cut.empty() || !facts.run.unfinished.empty();
   for (const Rule* rule : allRules()) {
     if (selection.takes(*rule)) judgement.findings.push_back(web.finding(*rule));
   }

@@ -15,6 +15,8 @@ struct Finding {
   std::vector<const Rule*> causes = {};  ///< the first causes that it follows from; empty: its own
 
   [[nodiscard]] bool follows() const { return !causes.empty(); }
+  /// The grade's name, or "follows": "fine", "not meant", "unknown", "warning", "broken".
+  [[nodiscard]] const char* outcome() const;
 };
 
 /// Exit statuses, by the convention of monitoring plug-ins.
@@ -37,6 +39,7 @@ struct Counts {
 
 struct Judgement {
   std::vector<Finding> findings;  ///< in the order of the table
+  bool partial = false;           ///< something ended the gathering, or a part of it, early
 
   /// What is broken of itself, that on which most depends first.
   [[nodiscard]] std::vector<const Finding*> firstCauses() const;
@@ -45,6 +48,8 @@ struct Judgement {
   [[nodiscard]] std::vector<const Finding*> withGrade(Grade grade) const;
   [[nodiscard]] Counts counts() const;
   [[nodiscard]] int exitStatus() const;
+  /// That status for people: "SOUND", "WARNING", "BROKEN", "UNKNOWN".
+  [[nodiscard]] const char* word() const;
 };
 
 /// Which rules are told of: all, or those whose id begins with one of `only` and with none of

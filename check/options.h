@@ -9,10 +9,17 @@
 
 namespace joinscope::check {
 
+enum class Format { text, json, prometheus, none };
+
 struct Options {
+  Format format = Format::text;
   bool all = false;          ///< also what is fine and what was not checked
-  double timeout = 10;       ///< seconds for the whole run
+  bool list = false;         ///< the table of checks, and nothing else
+  std::string explain;       ///< the check to explain, or "all"; "" for none
+  double timeout = 10;       ///< seconds for one run
+  double wait = 0;           ///< seconds until which runs are repeated
   facts::Question question;  ///< without the password
+  std::string passwordFile;
   Selection selection;
   std::string saveFile;   ///< where the facts go; "" for nowhere
   std::string factsFile;  ///< whose facts are judged; "" for this host's
@@ -24,7 +31,8 @@ struct Parsed {
   std::optional<int> ended;
 };
 
-/// Says what is wrong on standard error, and on standard output the help that was asked for.
+/// Says on standard error what is wrong and what to do about it, and on standard output the help
+/// that was asked for.
 Parsed parseOptions(int argc, const char* const* argv);
 
 }  // namespace joinscope::check

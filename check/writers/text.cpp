@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 
+#include "check/writers/paragraph.h"
 #include "check/writers/writer.h"
 #include "tolk/base/text.h"
 
@@ -25,7 +26,7 @@ class Report {
   void others();
   void list(const char* title, Grade grade);
   void summary();
-  void paragraph(const std::string& label, const std::string& text);
+  void add(const std::string& label, const std::string& text);
   [[nodiscard]] std::string coloured(const std::string& text, const char* code) const;
 
   const Judgement& judgement_;
@@ -34,21 +35,16 @@ class Report {
   std::string out_;
 };
 
-struct State {
-  const char* word;
-  const char* colour;
-};
-
-State stateOf(int exitStatus) {
+const char* colourOf(int exitStatus) {
   switch (exitStatus) {
     case ExitStatus::kSound:
-      return {"SOUND", "32"};
+      return "32";
     case ExitStatus::kWarning:
-      return {"WARNING", "33"};
+      return "33";
     case ExitStatus::kBroken:
-      return {"BROKEN", "31"};
+      return "31";
     default:
-      return {"UNKNOWN", "35"};
+      return "35";
   }
 }
 
@@ -74,27 +70,23 @@ std::string Report::write() {
 }
 
 void Report::headline() {
-  std::string who = facts_.join.joinedHost.empty() ? facts_.host.name : facts_.join.joinedHost;
+  std::string who = hostOf(facts_);
   if (!facts_.join.domain.empty()) {
     who += (facts_.run.joining ? ", to be joined to " : " in ") + facts_.join.domain;
   }
-  for (const facts::Controller& controller : facts_.network.controllers) {
-    if (controller.clientSite.empty()) continue;
-    who += ", site " + controller.clientSite;
-    break;
-  }
-  const State state = stateOf(judgement_.exitStatus());
-  const std::string word = state.word;
+  const std::string site = siteOf(facts_);
+  if (!site.empty()) who += ", site " + site;
+  const std::string word = judgement_.word();
   out_ += padded(tolk::printable(who), style_.width - word.size() - 1) + ' ' +
-          coloured(word, state.colour) + "\n\n";
+          coloured(word, colourOf(judgement_.exitStatus())) + "\n\n";
 }
 
 void Report::finding(const Finding& finding, const std::string& mark) {
-  paragraph(std::string(finding.rule->id), mark + finding.verdict.text);
+  add(std::string(finding.rule->id), mark + finding.verdict.text);
   const std::vector<std::string>& next = finding.verdict.next;
-  for (std::size_t i = 0; i < next.size(); ++i) paragraph(i == 0 ? "   next" : "", next[i]);
+  for (std::size_t i = 0; i < next.size(); ++i) add(i == 0 ? "   next" : "", next[i]);
   if (next.empty() && !finding.rule->remedy.empty()) {
-    paragraph("   next", std::string(finding.rule->remedy));
+    add("   next", std::string(finding.rule->remedy));
   }
 }
 
@@ -103,7 +95,7 @@ void Report::follows(const Finding& cause) {
   for (const Finding* one : judgement_.consequencesOf(*cause.rule)) {
     ids += (ids.empty() ? "" : ", ") + std::string(one->rule->id);
   }
-  if (!ids.empty()) paragraph("   follows", ids + ": not judged apart");
+  if (!ids.empty()) add("   follows", ids + ": not judged apart");
 }
 
 void Report::others() {
@@ -118,8 +110,7 @@ void Report::list(const char* title, Grade grade) {
   out_ += std::string("  ") + title + ":\n";
   for (const Finding* one : findings) {
     const bool silent = one->verdict.text.empty();
-    paragraph(std::string(one->rule->id),
-              silent ? std::string(one->rule->title) : one->verdict.text);
+    add(std::string(one->rule->id), silent ? std::string(one->rule->title) : one->verdict.text);
   }
   out_ += '\n';
 }
@@ -147,23 +138,8 @@ void Report::summary() {
   }
 }
 
-/// `label` in the first column, the words of `text` in lines of the style's width beside it.
-void Report::paragraph(const std::string& label, const std::string& text) {
-  std::string line = padded("  " + label, kColumn);
-  if (line.back() != ' ') line += ' ';
-  std::size_t used = line.size();
-  bool fresh = true;
-  for (const std::string& word : tolk::split(tolk::printable(text), ' ')) {
-    if (!fresh && used + 1 + word.size() > style_.width) {
-      line += '\n' + std::string(kColumn, ' ');
-      used = kColumn;
-      fresh = true;
-    }
-    line += (fresh ? "" : " ") + word;
-    used += word.size() + (fresh ? 0 : 1);
-    fresh = false;
-  }
-  out_ += line + '\n';
+void Report::add(const std::string& label, const std::string& text) {
+  out_ += paragraph("  " + label, text, {.column = kColumn, .width = style_.width});
 }
 
 std::string Report::coloured(const std::string& text, const char* code) const {
@@ -171,6 +147,17 @@ std::string Report::coloured(const std::string& text, const char* code) const {
 }
 
 }  // namespace
+
+std::string hostOf(const facts::Facts& facts) {
+  return facts.join.joinedHost.empty() ? facts.host.name : facts.join.joinedHost;
+}
+
+std::string siteOf(const facts::Facts& facts) {
+  for (const facts::Controller& controller : facts.network.controllers) {
+    if (!controller.clientSite.empty()) return controller.clientSite;
+  }
+  return {};
+}
 
 std::string textReport(const Judgement& judgement, const facts::Facts& facts,
                        const TextStyle& style) {

@@ -15,11 +15,6 @@ using joinscope::check::Grade;
 using joinscope::check::Judgement;
 using joinscope::test::FactCase;
 
-std::string gradeOf(const Finding& finding) {
-  constexpr const char* kNames[] = {"fine", "not meant", "unknown", "warning", "broken"};
-  return finding.follows() ? "follows" : kNames[static_cast<std::size_t>(finding.verdict.grade)];
-}
-
 std::string idOf(const std::vector<const Finding*>& findings) {
   return findings.empty() ? "nothing" : std::string(findings.front()->rule->id);
 }
@@ -28,7 +23,7 @@ std::string idOf(const std::vector<const Finding*>& findings) {
 std::string idsWith(const Judgement& judgement, const std::string& grade) {
   std::string ids;
   for (const Finding& finding : judgement.findings) {
-    if (gradeOf(finding) == grade) ids += (ids.empty() ? "" : " ") + std::string(finding.rule->id);
+    if (finding.outcome() == grade) ids += (ids.empty() ? "" : " ") + std::string(finding.rule->id);
   }
   return ids;
 }
@@ -43,10 +38,10 @@ std::string actual(const Judgement& judgement, const std::string& key,
   for (const Finding& finding : judgement.findings) {
     if (finding.rule->id != key) continue;
     const std::size_t colon = expected.find(": ");
-    if (colon == std::string::npos) return gradeOf(finding);
+    if (colon == std::string::npos) return finding.outcome();
     const std::string part = expected.substr(colon + 2);
     const bool found = finding.verdict.text.find(part) != std::string::npos;
-    return gradeOf(finding) + ": " + (found ? part : finding.verdict.text);
+    return std::string(finding.outcome()) + ": " + (found ? part : finding.verdict.text);
   }
   return "there is no such rule";
 }
