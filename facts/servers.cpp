@@ -27,6 +27,8 @@ namespace joinscope {
 /// soon as it can be.
 class ServerProbes {
  public:
+  using Clock = tolk::EventLoop::Clock;
+
   /// Starts the lookup. With a `realm`, a controller's LDAP and KDC ports are asked a question too.
   ServerProbes(tolk::EventLoop& loop, const ProbeTarget& target, const std::string& realm);
 
@@ -39,11 +41,18 @@ class ServerProbes {
   [[nodiscard]] const std::optional<ProbeVerdict>& verdict(std::size_t row) const {
     return rows_[row].verdict;
   }
-  /// Whether no question is open; facts() is whole when that holds and every row has a verdict.
-  [[nodiscard]] bool answered() const { return !rootDse_ && !ticket_ && !knocking(); }
+  /// Whether no question is open; facts() is whole when that holds, every row has a verdict, and
+  /// no address is knocked at or patience with them is over.
+  [[nodiscard]] bool answered() const { return !rootDse_ && !ticket_; }
+  [[nodiscard]] bool knocking() const;
+  [[nodiscard]] Clock::time_point patienceEnds() const { return knockedAt_ + kPatience; }
   [[nodiscard]] ControllerFacts facts() const;
 
  private:
+  /// With a host's other addresses, once one has accepted: their limit is not worth a report's
+  /// time.
+  static constexpr std::chrono::milliseconds kPatience{1000};
+
   struct Row {
     std::optional<RowProbe> probe;
     std::optional<ProbeVerdict> verdict;
@@ -58,7 +67,6 @@ class ServerProbes {
 
   void takeAddresses();
   void lookAtDoors();
-  [[nodiscard]] bool knocking() const;
   [[nodiscard]] ProbeVerdict verdictOfDoors() const;
   void enter(const Door& door);
   [[nodiscard]] int port(std::size_t row) const {
@@ -74,6 +82,7 @@ class ServerProbes {
   tolk::Pending<std::vector<in_addr>> lookup_;
   std::string realm_;
   std::vector<Door> doors_;
+  Clock::time_point knockedAt_;
   sockaddr_in address_{};
   std::optional<ProbeVerdict> resolved_;
   std::vector<Row> rows_;
@@ -100,6 +109,7 @@ void ServerProbes::takeAddresses() {
   }
   resolved_->result = ProbeVerdict::kGood;
   constexpr std::size_t kMostAddresses = 3;
+  knockedAt_ = Clock::now();
   for (const in_addr& host :
        std::span(addresses).first(std::min(kMostAddresses, addresses.size()))) {
     const sockaddr_in address = tolk::socketAddress(host, static_cast<in_port_t>(port(0)));
@@ -175,8 +185,11 @@ void ServerProbes::takeRootDse() {
 ControllerFacts ServerProbes::facts() const {
   ControllerFacts facts = facts_;
   for (const Door& door : doors_) {
-    if (door.verdict.result != ProbeVerdict::kGood)
-      facts.deadAddresses.push_back(door.verdict.reason);
+    if (door.verdict.result == ProbeVerdict::kGood) continue;
+    facts.deadAddresses.push_back(door.probe ? tolk::addressText(door.address) +
+                                                   " did not accept a connection within " +
+                                                   tolk::limitText(kPatience)
+                                             : door.verdict.reason);
   }
   for (std::size_t row = 0; row < rows_.size(); ++row) {
     const std::optional<ProbeVerdict>& verdict = rows_[row].verdict;
@@ -200,13 +213,15 @@ ProbeRun::ProbeRun(std::vector<ProbeTarget> targets, std::string realm)
                                     "more, and each such part may take a limit of its own");
 }
 
-void ProbeRun::runUntil(const std::function<bool()>& condition) {
-  loop_.runUntil([this, &condition] {
+void ProbeRun::runUntil(const std::function<bool()>& condition,
+                        tolk::EventLoop::Clock::time_point deadline) {
+  const auto goOn = [this, &condition] {
     for (const auto& probes : probes_) {
       if (probes) probes->advance();
     }
     return condition();
-  });
+  };
+  loop_.runUntil(goOn, deadline);
 }
 
 ProbeVerdict ProbeRun::waitFor(const std::optional<ProbeVerdict>& answer) {
@@ -237,6 +252,7 @@ ProbeVerdict ProbeRun::port(std::size_t index, std::size_t row) {
 ControllerFacts ProbeRun::controller(std::size_t index) {
   const ServerProbes& probes = server(index);
   runUntil([&probes] { return probes.answered(); });
+  runUntil([&probes] { return !probes.knocking(); }, probes.patienceEnds());
   return probes.facts();
 }
 

@@ -59,7 +59,9 @@ class ProbeRun {
   ControllerFacts controller(std::size_t index);
 
  private:
-  void runUntil(const std::function<bool()>& condition);
+  void runUntil(
+      const std::function<bool()>& condition,
+      tolk::EventLoop::Clock::time_point deadline = tolk::EventLoop::Clock::time_point::max());
   ProbeVerdict waitFor(const std::optional<ProbeVerdict>& answer);
   ServerProbes& server(std::size_t index);
 
