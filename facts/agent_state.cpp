@@ -88,6 +88,12 @@ AgentState agentStateAt(const tolk::JoinSettings& settings, const char* rpcDirec
   }
 }
 
+std::string readSystemInfo(std::uint32_t mask) {
+  tolk::LocalRpcSession session;
+  session.authenticateProcess();
+  return session.getSystemInfo(mask);
+}
+
 std::string agentStateName(AgentState state) {
   switch (state) {
     case AgentState::connected:

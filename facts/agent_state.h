@@ -1,6 +1,7 @@
 // Whether the agent daemon runs and whether this host's computer object is still usable.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace tolk {
@@ -29,6 +30,10 @@ AgentState agentState() noexcept;
 /// The same with other join settings and a daemon at other places.
 AgentState agentStateAt(const tolk::JoinSettings& settings, const char* rpcDirectory,
                         const char* lockPath) noexcept;
+
+/// What the daemon says about those of its modules whose bits (tolk::daemon_module) are set in
+/// `mask`. Throws an exception of the tolk family when it does not answer.
+std::string readSystemInfo(std::uint32_t mask);
 
 /// The word that reports show; "<unavailable>" for a value that is none of the above.
 std::string agentStateName(AgentState state);

@@ -48,10 +48,10 @@ std::optional<std::uint32_t> encryptionTypes(const tolk::ADObject& computer) {
 
 }  // namespace
 
-ComputerSearch computerSearch(const std::string& domain, const std::string& samName) {
+ComputerSearch computerSearch(const tolk::ADBinding& binding, const std::string& samName) {
   return {.filter = "(&(samAccountName=" + tolk::DN::escapeLDAPFilter(samName) +
                     "$)(objectClass=computer))",
-          .base = tolk::LDAPBinding::DNSNameToDN(domain)};
+          .base = tolk::LDAPBinding::DNSNameToDN(binding.domainName())};
 }
 
 boost::shared_ptr<tolk::ADObject> readComputer(tolk::ADBinding& binding,

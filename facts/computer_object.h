@@ -23,8 +23,8 @@ struct ComputerSearch {
   std::string base;
 };
 
-/// For the account name `samName` and "$" in a DNS domain.
-ComputerSearch computerSearch(const std::string& domain, const std::string& samName);
+/// For the account name `samName` and "$" in the binding's domain.
+ComputerSearch computerSearch(const tolk::ADBinding& binding, const std::string& samName);
 
 /// The object with `attributes` (null-terminated) and what the zones add to it. Throws
 /// LDAPException, or NotFoundException when there is none.

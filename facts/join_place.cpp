@@ -1,4 +1,4 @@
-// Settings first; the controller takes the daemon, or what the last one recorded.
+// Nothing but the host's own settings.
 #include "facts/join_place.h"
 
 #include <exception>
@@ -8,8 +8,6 @@
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
 #include "tolk/net/interfaces.h"
-#include "tolk/net/network_state.h"
-#include "tolk/rpc/local_rpc_session.h"
 
 namespace joinscope {
 namespace {
@@ -17,16 +15,6 @@ namespace {
 // What a report shows as not available has no other place for its reason.
 void note(const std::exception& reason) {
   tolk::noteTrouble("cli.joinscope", tolk::printable(reason.what()));
-}
-
-std::string recordedController(const std::string& domain) {
-  try {
-    return tolk::NetworkState::getDCFromKset(domain, tolk::ServiceType::domainController, false,
-                                             true);
-  } catch (const std::exception& e) {
-    note(e);
-    return {};
-  }
 }
 
 }  // namespace
@@ -39,15 +27,6 @@ std::optional<std::string> joinSetting(std::string_view key) {
   } catch (const std::exception& e) {
     note(e);
     return {};
-  }
-}
-
-std::string controllerInUse(const std::string& domain) {
-  try {
-    return tolk::LocalRpcSession().getCurrentDC();
-  } catch (const std::exception& e) {
-    note(e);
-    return recordedController(domain);
   }
 }
 

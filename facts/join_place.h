@@ -1,4 +1,4 @@
-// What this host and its agent know about the join: names, controller, site.
+// What this host knows about its join: names, controller, site.
 #pragma once
 
 #include <optional>
@@ -10,10 +10,6 @@ namespace joinscope {
 /// One join setting. None when it is missing, or cannot be read, which is a trouble
 /// (tolk/base/troubles.h).
 std::optional<std::string> joinSetting(std::string_view key);
-
-/// The domain controller that the agent uses: what the daemon says, else what the settings of the
-/// join to `domain` record. Empty when neither knows one; why is a trouble.
-std::string controllerInUse(const std::string& domain);
 
 /// The names of a joined host; it knows them by itself.
 struct JoinFacts {

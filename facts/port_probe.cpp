@@ -10,6 +10,7 @@
 #include "tolk/base/properties.h"
 #include "tolk/base/property_names.h"
 #include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/udp_binding.h"
 #include "tolk/net/limits.h"
 
 namespace joinscope {
@@ -61,6 +62,25 @@ ProbeVerdict judgeTimeQuery(const std::function<void()>& query) {
   } catch (const tolk::Base_Exception& e) {
     return verdictOf(ProbeVerdict::kRefused, e.what());
   }
+}
+
+ProbeVerdict askLdapUdp(const std::string& host) {
+  tolk::Props().set(tolk::PN::LDAP_BIND_TIMEOUT, "5");
+  const char* const attributes[] = {tolk::AD_DN_ONLY, nullptr};
+  ProbeVerdict verdict;
+  try {
+    tolk::UDPBinding server;
+    server.init(host);
+    const bool empty = server.search("", tolk::AD_ALL_OBJECTS, attributes)->empty();
+    verdict.result = empty ? ProbeVerdict::kRefused : ProbeVerdict::kGood;
+  } catch (const std::exception& e) {
+    verdict.reason = e.what();
+  }
+  return verdict;
+}
+
+ProbeVerdict askTime(const std::string& host) {
+  return judgeTimeQuery([&host] { tolk::NtpGetTime(host.c_str()); });
 }
 
 bool limitReached(std::chrono::steady_clock::time_point started, const tolk::Property& limit) {

@@ -93,6 +93,11 @@ class RowProbe {
 /// other of the tolk family, both with the exception's message.
 ProbeVerdict judgeTimeQuery(const std::function<void()>& query);
 
+/// One host's port alone, waited for: a root DSE over UDP (MS-ADTS 6.3.3), refused for an answer
+/// without one, with the same lasting limit as above; and the time.
+ProbeVerdict askLdapUdp(const std::string& host);
+ProbeVerdict askTime(const std::string& host);
+
 /// Whether a wait that began at `started` has used up the limit.
 bool limitReached(std::chrono::steady_clock::time_point started, const tolk::Property& limit);
 

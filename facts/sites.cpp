@@ -6,6 +6,7 @@
 
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
+#include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"
 #include "tolk/ldap/ldap_binding.h"
@@ -64,7 +65,7 @@ std::string siteServersBase(const std::string& site, const std::string& configur
   return "CN=servers,cn=" + tolk::DN::escapeValue(site) + ",CN=Sites," + configurationContext;
 }
 
-std::vector<SubnetSite> readSubnets(tolk::LDAPBinding& binding, const std::string& base,
+std::vector<SubnetSite> readSubnets(tolk::ADBinding& binding, const std::string& base,
                                     const SiteWait& waiting) {
   std::vector<SubnetSite> subnets;
   tolk::PipelinedReads reads(binding);
@@ -82,7 +83,7 @@ std::vector<SubnetSite> readSubnets(tolk::LDAPBinding& binding, const std::strin
   }
 }
 
-tolk::HostPortList readSiteServers(tolk::LDAPBinding& binding, const std::string& base) {
+tolk::HostPortList readSiteServers(tolk::ADBinding& binding, const std::string& base) {
   const char* const attributes[] = {tolk::AD_DNS_HOST_NAME, nullptr};
   const auto objects =
       binding.search("(dNSHostName=*)", base, attributes, tolk::SearchScope::oneLevel, 0, 0, 0);

@@ -8,7 +8,7 @@
 #include "tolk/net/host_port.h"
 
 namespace tolk {
-class LDAPBinding;
+class ADBinding;
 }
 
 namespace joinscope {
@@ -36,11 +36,11 @@ using SiteWait = std::function<void(SiteRead, const std::string& dn)>;
 
 /// All subnets below `base` in the directory's order, read page by page; the reads of one page are
 /// kept outstanding together. `waiting` is called before each is waited for. Throws LDAPException.
-std::vector<SubnetSite> readSubnets(tolk::LDAPBinding& binding, const std::string& base,
+std::vector<SubnetSite> readSubnets(tolk::ADBinding& binding, const std::string& base,
                                     const SiteWait& waiting);
 
 /// The servers below `base` that have a DNS name, on port 389; throws LDAPException. That there are
 /// none is a trouble (tolk/base/troubles.h).
-tolk::HostPortList readSiteServers(tolk::LDAPBinding& binding, const std::string& base);
+tolk::HostPortList readSiteServers(tolk::ADBinding& binding, const std::string& base);
 
 }  // namespace joinscope

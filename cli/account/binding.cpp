@@ -5,20 +5,22 @@
 
 #include <unistd.h>
 
-#include <iostream>
 #include <ostream>
 
 #include "cli/account/binding_failure.h"
 #include "cli/account/credential_prompt.h"
+#include "cli/common/error_text.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/common/user_credentials.h"
+#include "facts/controllers.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/stack_scrub.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/krb5/credential_cache.h"
 #include "tolk/krb5/initial_credentials.h"
 #include "tolk/krb5/kdc_locator.h"
@@ -28,7 +30,6 @@
 #include "tolk/krb5/krb5_handles.h"
 #include "tolk/krb5/machine_account.h"
 #include "tolk/ldap/ad_binding.h"
-#include "tolk/net/network_state.h"
 
 namespace joinscope {
 namespace {
@@ -57,8 +58,7 @@ CredentialPath choosePath(const TaskContext& context) {
 std::string chooseServer(const TaskContext& context, const std::string& named) {
   if (!named.empty() || context.domainGiven) return named;
   try {
-    return tolk::NetworkState::getDCForDomain(
-        context.joinedDomain, tolk::ServiceType::domainController, false, "", false);
+    return controllerOf(context.joinedDomain);
   } catch (const tolk::TOLKException& failure) {
     throw tolk::NotFoundException(failure.what());
   }
@@ -232,7 +232,7 @@ boost::shared_ptr<tolk::ADBinding> getGCBinding(TaskContext& context) {
   const boost::shared_ptr<tolk::ADBinding> domainBinding = getBinding(context, nullptr, nullptr);
   context.gcBindFailed = true;
   if (!domainBinding) {
-    std::cout << context.errorMessage << '\n';
+    showBindFailure(context);
     return {};
   }
   try {
@@ -248,6 +248,16 @@ boost::shared_ptr<tolk::ADBinding> getGCBinding(TaskContext& context) {
 
 void ensureKerberosContext(TaskContext& context) {
   if (!context.kerberosContext) context.kerberosContext = std::make_unique<tolk::KerberosContext>();
+}
+
+void takeConfigurationContext(TaskContext& context, tolk::ADBinding& binding) {
+  try {
+    const std::string found = binding.configurationContext();
+    if (!found.empty()) context.configNamingContext = found;
+  } catch (const std::exception& e) {
+    tolk::noteTrouble("cli.joinscope",
+                      std::string("Cannot read the root DSE: ") + tolk::printable(e.what()));
+  }
 }
 
 boost::shared_ptr<tolk::ADBinding> createBinding(TaskContext& context, const char* server,

@@ -24,6 +24,11 @@ boost::shared_ptr<tolk::ADBinding> getBinding(TaskContext& context, const char* 
 /// failure; a missing domain binding also puts the context's errorMessage on standard output.
 boost::shared_ptr<tolk::ADBinding> getGCBinding(TaskContext& context);
 
+/// Makes the context's configuration naming context that of the forest which the binding is in: one
+/// found before may be of this host's forest, while another is asked about. Kept where the binding
+/// cannot tell.
+void takeConfigurationContext(TaskContext& context, tolk::ADBinding& binding);
+
 /// Makes the context's KerberosContext unless there is one; throws tolk::KerberosException.
 void ensureKerberosContext(TaskContext& context);
 

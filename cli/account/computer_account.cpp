@@ -10,13 +10,13 @@
 
 #include "cli/account/binding.h"
 #include "cli/account/local_keys.h"
+#include "cli/common/error_text.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
-#include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
 
 namespace joinscope {
@@ -58,7 +58,7 @@ DirectoryVersion directoryVersion(const TaskContext& context, const tolk::ADObje
 boost::shared_ptr<tolk::ADObject> searchComputer(tolk::ADBinding& binding,
                                                  const std::string& samName,
                                                  const char** attributes, std::ostream& verbose) {
-  const ComputerSearch search = computerSearch(binding.domainName(), samName);
+  const ComputerSearch search = computerSearch(binding, samName);
   verbose << prefix(1) << "Searching for " << search.filter << '\n'
           << prefix(1) << "           in " << search.base << '\n';
   boost::shared_ptr<tolk::ADObject> computer = readComputer(binding, search, attributes);
@@ -83,8 +83,8 @@ int showComputerAccount(TaskContext& context, const char* server, std::ostream* 
   const boost::shared_ptr<tolk::ADObject> object =
       findComputerAccount(context, context.preWin2kHostName, attributes.data(), server, verbose);
   if (context.bindFailed) {
-    std::cout << "Cannot bind to the domain controller for a domain.\n"
-              << context.errorMessage << '\n';
+    std::cout << "Cannot bind to the domain controller for a domain.\n";
+    showBindFailure(context);
   }
   if (!object || object->empty()) return exit_status::kNoComputerObject;
   writeAccount(std::cout, accountFacts(*object), sinkOf(verbose),

@@ -5,12 +5,12 @@
 #include <iostream>
 
 #include "cli/account/binding.h"
+#include "cli/common/error_text.h"
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
-#include "tolk/ldap/ad_binding.h"
 
 namespace joinscope {
 namespace {
@@ -32,8 +32,8 @@ void showDuplicateSpns(TaskContext& context, const char* server, std::ostream* v
   if (!context.joined) return;
   const boost::shared_ptr<tolk::ADBinding> binding = getBinding(context, server, verbose);
   if (!binding) {
-    std::cout << prefix(1) << "Cannot find SPNs: unable to bind to DC.\n"
-              << context.errorMessage << '\n';
+    std::cout << prefix(1) << "Cannot find SPNs: unable to bind to DC.\n";
+    showBindFailure(context);
     return;
   }
   writeDuplicateSpns(std::cout, findClaimants(Run(context, server, verbose), *binding));

@@ -1,5 +1,4 @@
-// By Kerberos the bind is the check; by NTLM a controller is handed the client's messages over
-// SMB.
+// By Kerberos the bind is the check; by NTLM a logon at a controller.
 #include "cli/account/password_check.h"
 
 #include <iostream>
@@ -7,6 +6,7 @@
 
 #include "cli/account/binding.h"
 #include "cli/account/kdc_proof.h"
+#include "cli/account/ntlm_logon.h"
 #include "cli/account/short_name_proof.h"
 #include "cli/common/exit_status.h"
 #include "cli/common/output.h"
@@ -17,18 +17,10 @@
 #include "tolk/base/fips.h"
 #include "tolk/base/stack_scrub.h"
 #include "tolk/base/text.h"
-#include "tolk/ldap/ad_binding.h"
-#include "tolk/ntlm/ad_ntlm.h"
-#include "tolk/ntlm/ntlm_ssp.h"
 #include "tolk/ntlm/win_error.h"
 
 namespace joinscope {
 namespace {
-
-// MS-NLMP 2.2.2.5: UNICODE, OEM, REQUEST_TARGET, SIGN, LM_KEY, NTLM, OEM_DOMAIN_SUPPLIED,
-// OEM_WORKSTATION_SUPPLIED, ALWAYS_SIGN, EXTENDED_SESSIONSECURITY, 128, KEY_EXCH, 56.
-constexpr unsigned kNegotiateFlags = 0xe008b297;
-constexpr unsigned kNtlmVersion = 2;
 
 std::string userName(const TaskContext& context) {
   const char* user = context.credentials->user;
@@ -60,24 +52,6 @@ int correct(const TaskContext& context, bool quiet) {
   return exit_status::kSuccess;
 }
 
-/// 0, or the NT status with which the controller refuses. Throws TOLKException.
-int logOn(TaskContext& context, const char* server) {
-  UserCredentials& record = *context.credentials;
-  // Nobody's answer, such as that of a prompt at the end of its input; it would count as wrong.
-  if (record.password.empty()) throw tolk::TOLKException("no password: an empty one is not sent");
-  const std::string user = record.user == nullptr ? "" : record.user;
-  tolk::NtlmSSP client("", "", user, record.password, kNegotiateFlags, kNtlmVersion, false);
-  record.password.wipe();
-  tolk::ADNTLM relay(user, context.domain, server == nullptr ? "" : server);
-  relay.init(client.getMsgType1());
-  client.setMsgType2(relay.getChallenge());
-  std::string out;
-  const int rc = relay.authenticate(client.getMsgType3(), out);
-  if (rc == 0) relay.requireProof(client.sessionKey());
-  relay.smbUser().disconnect();
-  return rc;
-}
-
 }  // namespace
 
 int checkPassword(TaskContext& context, const char* server, std::ostream* verbose, bool quiet) {
@@ -107,7 +81,7 @@ int checkNtlmPassword(TaskContext& context, const char* server, std::ostream* ve
   if (status != exit_status::kSuccess) return status;
   tell(Run(context, server, verbose), "Checking NTLM user password");
   try {
-    const int rc = logOn(context, server);
+    const int rc = ntlmLogon(context, server);
     tolk::scrubStack();
     if (rc == 0) return correct(context, quiet);
     std::cerr << "Failed to authenticate user " << userName(context)

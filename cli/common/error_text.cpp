@@ -1,6 +1,9 @@
-// Exceptions as text.
+// Exceptions as text, and the failure that a bind has left in the context.
 #include "cli/common/error_text.h"
 
+#include <iostream>
+
+#include "cli/common/task_context.h"
 #include "tolk/base/text.h"
 
 namespace joinscope {
@@ -12,6 +15,10 @@ std::string errorText(const std::exception& error) {
   }
   text.pop_back();  // a text without line ends is one line
   return text;
+}
+
+void showBindFailure(const TaskContext& context) {
+  std::cout << context.errorMessage << '\n';
 }
 
 }  // namespace joinscope

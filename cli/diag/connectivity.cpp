@@ -12,13 +12,7 @@
 #include "cli/diag/server_text.h"
 #include "cli/diag/srv_records.h"
 #include "facts/servers.h"
-#include "tolk/base/properties.h"
-#include "tolk/base/property_names.h"
 #include "tolk/base/text.h"
-#include "tolk/ldap/ad_names.h"
-#include "tolk/ldap/udp_binding.h"
-#include "tolk/net/dns.h"
-#include "tolk/net/probes.h"
 
 namespace joinscope {
 namespace {
@@ -44,22 +38,6 @@ void testList(ProbeRun& run, std::size_t& next, tolk::HostPortList& entries,
     if (writeNext(run, next++, verbose)) reachable.push_back(std::move(entry));
   }
   entries = std::move(reachable);
-}
-
-// Later binds of this run keep to the same five seconds.
-ProbeVerdict probeLdapUdp(const std::string& host) {
-  tolk::Props().set(tolk::PN::LDAP_BIND_TIMEOUT, "5");
-  const char* const attributes[] = {tolk::AD_DN_ONLY, nullptr};
-  ProbeVerdict verdict;
-  try {
-    tolk::UDPBinding server;
-    server.init(host);
-    const bool empty = server.search("", tolk::AD_ALL_OBJECTS, attributes)->empty();
-    verdict.result = empty ? ProbeVerdict::kRefused : ProbeVerdict::kGood;
-  } catch (const std::exception& e) {
-    verdict.reason = e.what();
-  }
-  return verdict;
 }
 
 tolk::HostPortList single(const char* server, std::int32_t port) {
@@ -122,13 +100,13 @@ int testLdapUdp(const std::string& host, std::ostream* verbose) {
   const PortRow row{"ldap", 389, Probe::ldapUdp};
   writeRowLabel(std::cout, row, row.port);
   std::cout.flush();
-  const ProbeVerdict verdict = probeLdapUdp(host);
+  const ProbeVerdict verdict = askLdapUdp(host);
   writeVerdict(std::cout, verdict, sinkOf(verbose));
   return verdict.result;
 }
 
 int testNtp(const char* host, std::ostream* verbose) {
-  const ProbeVerdict verdict = judgeTimeQuery([host] { tolk::NtpGetTime(host); });
+  const ProbeVerdict verdict = askTime(host);
   if (!verdict.message.empty()) sinkOf(verbose) << tolk::printable(verdict.message) << '\n';
   return verdict.result;
 }

@@ -1,9 +1,7 @@
 // Root DSE report of the controllers, and the controllers of the host's site.
 #include "cli/diag/controllers.h"
 
-#include <algorithm>
 #include <iostream>
-#include <span>
 #include <utility>
 #include <vector>
 
@@ -16,17 +14,10 @@
 #include "cli/diag/srv_records.h"
 #include "facts/sites.h"
 #include "tolk/base/text.h"
-#include "tolk/base/troubles.h"
-#include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
-#include "tolk/ldap/root_dse_reads.h"
-#include "tolk/net/event_loop.h"
 
 namespace joinscope {
 namespace {
-
-/// Connections open at one time, so that a large forest does not use up the descriptors.
-constexpr std::size_t kReadsTogether = 64;
 
 /// The lines below the title; the order of the reads is that of the lines of diagnostics.
 void writeRootDse(std::ostream& out, TaskContext& context, tolk::ADObject& rootDse,
@@ -50,14 +41,6 @@ void writeRootDse(std::ostream& out, TaskContext& context, tolk::ADObject& rootD
   out << prefix(2) << "domainFunctionality:           " << domainLevel << '\n'
       << prefix(2) << "forestFunctionality:           " << forestLevel << '\n'
       << prefix(2) << "domainControllerFunctionality: " << controllerLevel << '\n';
-}
-
-void showTogether(TaskContext& context, std::span<const std::string> names, std::ostream& verbose) {
-  tolk::EventLoop loop;
-  tolk::RootDseReads reads(loop, {names.begin(), names.end()});
-  for (const std::string& name : names) {
-    writeController(std::cout, context, name, readRootDse(reads, name, verbose), verbose);
-  }
 }
 
 }  // namespace
@@ -84,26 +67,14 @@ void siteControllers(TaskContext& context, tolk::HostPortList& out, std::ostream
   }
 }
 
-void takeConfigurationContext(TaskContext& context, tolk::ADBinding& binding) {
-  try {
-    const std::string found = binding.configurationContext();
-    if (!found.empty()) context.configNamingContext = found;
-  } catch (const std::exception& e) {
-    tolk::noteTrouble("cli.joinscope",
-                      std::string("Cannot read the root DSE: ") + tolk::printable(e.what()));
-  }
-}
-
 void showControllers(TaskContext& context, const tolk::HostPortList& servers,
                      std::ostream* verbose) {
   std::vector<std::string> names;
   for (const tolk::HostPort& server : servers) names.push_back(hostAndPort(server));
-  std::span<const std::string> rest = names;
-  while (!rest.empty()) {
-    const std::size_t count = std::min(rest.size(), kReadsTogether);
-    showTogether(context, rest.first(count), sinkOf(verbose));
-    rest = rest.subspan(count);
-  }
+  std::ostream& sink = sinkOf(verbose);
+  readRootDses(names, sink, [&](const std::string& name, tolk::ADObject rootDse) {
+    writeController(std::cout, context, name, std::move(rootDse), sink);
+  });
   std::cout << prefix(1) << "Forest Name: " << tolk::printable(context.forestName) << '\n'
             << std::flush;
 }

@@ -8,18 +8,9 @@
 #include "tolk/ldap/ad_object.h"
 #include "tolk/net/host_port.h"
 
-namespace tolk {
-class ADBinding;
-}
-
 namespace joinscope {
 
 struct TaskContext;
-
-/// Makes the context's configuration naming context that of the forest which the binding is in: one
-/// found before may be of this host's forest, while another is asked about. Kept where the binding
-/// cannot tell.
-void takeConfigurationContext(TaskContext& context, tolk::ADBinding& binding);
 
 /// Replaces `out` by the controllers of the context's site as the directory lists them, on port
 /// 389; empty when the directory cannot be asked. `verbose` may be null, here and below.

@@ -14,10 +14,10 @@
 #include "cli/diag/site_topology.h"
 #include "cli/diag/srv_records.h"
 #include "cli/diag/zone_report.h"
+#include "facts/controllers.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_names.h"
-#include "tolk/net/network_state.h"
 
 namespace joinscope {
 namespace {
@@ -73,11 +73,7 @@ void DomainSection::write() {
 
 void DomainSection::findHostSite() {
   if (!context_.site.empty()) return;
-  const std::string controller =
-      server_ != nullptr
-          ? server_
-          : tolk::NetworkState::getDCForDomain(
-                context_.joinedDomain, tolk::ServiceType::domainController, false, "", false);
+  const std::string controller = server_ != nullptr ? server_ : controllerOf(context_.joinedDomain);
   context_.site = lookupSubnetSite(context_.domain, context_.site, controller, &verbose_);
 }
 
@@ -100,15 +96,12 @@ void DomainSection::findControllers() {
 
 /// Adds the controllers of the host's site, which DNS may not name.
 void DomainSection::addSiteControllers() {
-  const std::string controller = tolk::NetworkState::getDCForDomain(
-      context_.joinedDomain, tolk::ServiceType::domainController, false, "", true);
+  const std::string controller = answeringController(context_.joinedDomain);
   if (controller.empty()) return;
-  (void)tolk::NetworkState::getDCInfo(controller, true);  // throws when it does not answer
   if (context_.configNamingContext.empty()) {
     const tolk::ADObject rootDse = readRootDse(controller + ":389", &verbose_);
     if (rootDse.empty()) {
-      tolk::NetworkState::passOver(controller, tolk::ServiceType::domainController,
-                                   "its root DSE cannot be read at port 389");
+      passOverController(controller, "its root DSE cannot be read at port 389");
     }
     context_.configNamingContext = readAttribute(rootDse, tolk::AD_CONFIG_NAMING_CTX, &verbose_);
   }

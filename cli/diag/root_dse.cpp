@@ -1,7 +1,9 @@
-// Anonymous reading of root DSEs and their attributes.
+// A group of servers is asked together; each answer is waited for at its place in the text.
 #include "cli/diag/root_dse.h"
 
+#include <algorithm>
 #include <ostream>
+#include <span>
 
 #include "cli/common/output.h"
 #include "cli/common/run.h"
@@ -9,18 +11,15 @@
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/root_dse_reads.h"
-#include "tolk/net/event_loop.h"
 
 namespace joinscope {
 
-tolk::ADObject readRootDse(const std::string& server, std::ostream* verbose) {
-  tolk::EventLoop loop;
-  tolk::RootDseReads reads(loop, {server});
-  return readRootDse(reads, server, sinkOf(verbose));
-}
+namespace {
 
-tolk::ADObject readRootDse(tolk::RootDseReads& reads, const std::string& server,
-                           std::ostream& verbose) {
+/// Connections open at one time, so that a large forest does not use up the descriptors.
+constexpr std::size_t kReadsTogether = 64;
+
+tolk::ADObject take(tolk::RootDseReads& reads, const std::string& server, std::ostream& verbose) {
   verbose << prefix(1) << "Anonymous LDAP bind to " << tolk::printable(server) << '\n'
           << std::flush;
   try {
@@ -34,6 +33,24 @@ tolk::ADObject readRootDse(tolk::RootDseReads& reads, const std::string& server,
     verbose << prefix(2) << "Exception: " << tolk::printable(e.what()) << '\n';
   }
   return {};
+}
+
+}  // namespace
+
+tolk::ADObject readRootDse(const std::string& server, std::ostream* verbose) {
+  tolk::RootDseReads reads({server});
+  return take(reads, server, sinkOf(verbose));
+}
+
+void readRootDses(const std::vector<std::string>& servers, std::ostream& verbose,
+                  const ShowRootDse& show) {
+  std::span<const std::string> rest = servers;
+  while (!rest.empty()) {
+    const auto group = rest.first(std::min(rest.size(), kReadsTogether));
+    tolk::RootDseReads reads({group.begin(), group.end()});
+    for (const std::string& server : group) show(server, take(reads, server, verbose));
+    rest = rest.subspan(group.size());
+  }
 }
 
 std::string readAttribute(const tolk::ADObject& object, const std::string& name,

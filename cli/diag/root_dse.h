@@ -2,18 +2,16 @@
 // failure is an empty value and a line of diagnostics.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <ostream>
 #include <string>
+#include <vector>
 
 #include "cli/common/output.h"
 #include "facts/reading.h"
 #include "tolk/base/text.h"
 #include "tolk/ldap/ad_object.h"
-
-namespace tolk {
-class RootDseReads;
-}
 
 namespace joinscope {
 
@@ -21,9 +19,10 @@ namespace joinscope {
 /// is a pointer, here and below.
 tolk::ADObject readRootDse(const std::string& server, std::ostream* verbose);
 
-/// The same from reads that are under way.
-tolk::ADObject readRootDse(tolk::RootDseReads& reads, const std::string& server,
-                           std::ostream& verbose);
+/// Hands over each server's in list order, each as soon as it is there; the reads overlap.
+using ShowRootDse = std::function<void(const std::string& server, tolk::ADObject rootDse)>;
+void readRootDses(const std::vector<std::string>& servers, std::ostream& verbose,
+                  const ShowRootDse& show);
 
 /// The attribute's first value, or empty.
 std::string readAttribute(const tolk::ADObject& object, const std::string& name,

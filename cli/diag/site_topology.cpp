@@ -5,12 +5,11 @@
 #include <iostream>
 
 #include "cli/account/binding.h"
+#include "cli/common/error_text.h"
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
-#include "cli/diag/controllers.h"
 #include "tolk/base/text.h"
-#include "tolk/ldap/ad_binding.h"
 
 namespace joinscope {
 namespace {
@@ -27,7 +26,7 @@ std::vector<SubnetSite> listSiteTopology(TaskContext& context, const char* serve
   const auto binding = getBinding(context, server, verbose);
   if (!binding) {
     sink << prefix(2) << "Cannot read site data: unable to bind to DC.\n";
-    std::cout << context.errorMessage << '\n';
+    showBindFailure(context);
     return {};
   }
   takeConfigurationContext(context, *binding);

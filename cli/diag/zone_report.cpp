@@ -6,12 +6,12 @@
 #include <utility>
 
 #include "cli/account/binding.h"
+#include "cli/common/error_text.h"
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
 #include "facts/zones.h"
 #include "tolk/base/text.h"
-#include "tolk/ldap/ad_binding.h"
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/dn.h"
 #include "tolk/zones/zone_layout.h"
@@ -26,8 +26,8 @@ boost::shared_ptr<tolk::ADBinding> bindForZones(TaskContext& context, const char
   std::cout << prefix(1) << "Cannot connect to GC, trying DC...\n";
   binding = getBinding(context, server, verbose);
   if (!binding) {
-    std::cout << prefix(1) << "Cannot read zone data: unable to bind to DC.\n"
-              << context.errorMessage << '\n';
+    std::cout << prefix(1) << "Cannot read zone data: unable to bind to DC.\n";
+    showBindFailure(context);
   }
   return binding;
 }

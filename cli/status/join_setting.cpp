@@ -8,6 +8,7 @@
 #include "cli/account/binding.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
+#include "facts/controllers.h"
 #include "facts/join_place.h"
 #include "facts/zones.h"
 #include "tolk/base/exceptions.h"

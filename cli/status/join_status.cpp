@@ -14,12 +14,12 @@
 #include "cli/common/subnet_site.h"
 #include "cli/common/task_context.h"
 #include "cli/status/join_setting.h"
+#include "facts/controllers.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/join_settings.h"
 #include "tolk/base/text.h"
 #include "tolk/base/times.h"
 #include "tolk/ldap/ad_names.h"
-#include "tolk/net/network_state.h"
 #include "tolk/zones/computer_object_helper.h"
 
 namespace joinscope {
@@ -34,9 +34,8 @@ void writeLine(std::ostream& out, std::string_view label, const std::string& val
 /// The subnet's site as a controller tells it; empty when none can be asked.
 std::string discoverSubnetSite(const Run& run, const std::string& preferredSite) {
   try {
-    const std::string controller = tolk::NetworkState::getDCForDomain(
-        run.context.joinedDomain, tolk::ServiceType::domainController, false, "", false);
-    return lookupSubnetSite(run.context.joinedDomain, preferredSite, controller, &run.verbose);
+    return lookupSubnetSite(run.context.joinedDomain, preferredSite,
+                            controllerOf(run.context.joinedDomain), &run.verbose);
   } catch (const std::exception& failure) {
     run.verbose << prefix(1) << "Exception: " << tolk::printable(failure.what()) << '\n';
     return {};

@@ -9,9 +9,8 @@
 #include "cli/common/output.h"
 #include "cli/common/run.h"
 #include "cli/common/task_context.h"
+#include "facts/agent_state.h"
 #include "tolk/base/text.h"
-#include "tolk/rpc/daemon_protocol.h"
-#include "tolk/rpc/local_rpc_session.h"
 
 namespace joinscope {
 
@@ -23,9 +22,7 @@ int sysinfo(TaskContext& context, std::uint32_t mask, std::ostream* verbose) {
   }
   std::cout.flush();  // a daemon that does not answer is waited for
   try {
-    tolk::LocalRpcSession session;
-    session.authenticateProcess();
-    std::cout << session.getSystemInfo(mask);
+    std::cout << readSystemInfo(mask);
     return exit_status::kSuccess;
   } catch (const std::exception& failure) {
     std::cerr << prefix(1) << "Failed to get sysinfo from velkd.\n";

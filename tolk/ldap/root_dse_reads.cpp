@@ -62,7 +62,7 @@ Pending<RootDse> startRootDseRead(EventLoop& loop, const std::string& hostAndPor
   return startTask<RootDseTask>(loop, parseServer(hostAndPort), std::make_shared<bool>(false));
 }
 
-RootDseReads::RootDseReads(EventLoop& loop, const std::vector<std::string>& servers) : loop_(loop) {
+RootDseReads::RootDseReads(const std::vector<std::string>& servers) {
   for (const std::string& server : servers) {
     try {
       start(server);

@@ -28,8 +28,8 @@ Pending<RootDse> startRootDseRead(EventLoop& loop, const std::string& hostAndPor
 class RootDseReads {
  public:
   /// Starts reading every server of `servers` ("host:port", or "host" for port 389); equal names
-  /// are read once. `loop` must outlive this.
-  RootDseReads(EventLoop& loop, const std::vector<std::string>& servers);
+  /// are read once.
+  explicit RootDseReads(const std::vector<std::string>& servers);
   RootDseReads(const RootDseReads&) = delete;
   RootDseReads& operator=(const RootDseReads&) = delete;
   /// Gives up what is still running.
@@ -53,7 +53,7 @@ class RootDseReads {
   };
   Read& start(const std::string& server);
 
-  EventLoop& loop_;
+  EventLoop loop_;
   std::vector<Read> reads_;
 };
 

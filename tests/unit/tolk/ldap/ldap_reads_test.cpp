@@ -233,8 +233,7 @@ TEST_F(LdapReads, RootDsesOfSeveralServersComeByName) {
   const Listener mute;
   const std::string refused = Listener().address();
   Props().set(PN::LDAP_BIND_TIMEOUT, "0.3");
-  EventLoop loop;
-  RootDseReads reads(loop, {mute.address(), refused, "not:a:port", server_->address()});
+  RootDseReads reads({mute.address(), refused, "not:a:port", server_->address()});
   const auto failure = [&](const std::string& server) {
     return failureOf([&] { return reads.take(server); });
   };
