@@ -76,7 +76,7 @@ bool isRefusal(const facts::Asked& asked) {
 }
 
 bool keyRefused(const facts::Kerberos& kerberos) {
-  return isRefusal(kerberos.login) ||
+  return isRefusal(kerberos.login.asked) ||
          std::ranges::any_of(kerberos.keys,
                              [](const facts::ProvedKey& key) { return isRefusal(key.asked); });
 }
