@@ -98,6 +98,18 @@ void throwIfKerberosText(const std::string& text) {
   }
 }
 
+// The library takes the server's word that the bind is done, also before the server has proved
+// itself: without a layer that nobody else has the key of, anybody may have answered.
+void throwUnlessSealed(LdapConnection& connection) {
+  constexpr ber_len_t kIntegrityOnly = 1;  // security strength factor, RFC 4422, 3.7
+  ber_len_t strength = 0;
+  ldap_get_option(connection.handle(), LDAP_OPT_X_SASL_SSF, &strength);
+  if (strength > kIntegrityOnly) return;
+  throw LDAPException(ldapMessage(LDAP_PROTOCOL_ERROR, connection.serverName(),
+                                  "it ended the bind without sealing the connection"),
+                      LDAP_PROTOCOL_ERROR);
+}
+
 }  // namespace
 
 void bindGssapi(LdapConnection& connection, const BindingTickets& tickets, const std::string& host,
@@ -119,6 +131,7 @@ void bindGssapi(LdapConnection& connection, const BindingTickets& tickets, const
                                     "the mechanism did not ask for a credential"),
                         LDAP_LOCAL_ERROR);
   }
+  throwUnlessSealed(connection);
 }
 
 }  // namespace tolk
