@@ -1,5 +1,5 @@
-// A small machine: address, then a ping by UDP, later or instead the same question by TCP, beside
-// it a connection to the port that matters.
+// A small machine: addresses, then a ping to each by UDP, later or instead the same question by
+// TCP, beside it a connection to the port that matters. The first answer leaves one address.
 #include "tolk/net/controller_candidate.h"
 
 #include <algorithm>
@@ -20,6 +20,7 @@ using std::chrono::milliseconds;
 
 constexpr in_port_t kLdapPort = 389;
 constexpr std::int32_t kGlobalCatalogPort = 3268;
+constexpr std::size_t kMostAddresses = 3;
 
 // Pings go to the LDAP port also where the record is that of a global catalog.
 in_port_t ldapPort(const HostPort& server) {
@@ -50,7 +51,15 @@ void ControllerCandidate::start(EventLoop& loop) {
 }
 
 bool ControllerCandidate::finished() const noexcept {
-  return started_ && !lookup_ && !ping_ && !query_ && !connect_;
+  return started_ && !lookup_ && !pinging() && !asking() && !connect_;
+}
+
+bool ControllerCandidate::pinging() const noexcept {
+  return std::ranges::any_of(places_, [](const Place& place) { return bool{place.ping}; });
+}
+
+bool ControllerCandidate::asking() const noexcept {
+  return std::ranges::any_of(places_, [](const Place& place) { return bool{place.query}; });
 }
 
 ControllerCandidate::Clock::time_point ControllerCandidate::wakeAt() const {
@@ -59,14 +68,10 @@ ControllerCandidate::Clock::time_point ControllerCandidate::wakeAt() const {
 }
 
 void ControllerCandidate::advance(ControllerQuestion& question) {
-  if (lookup_.done()) takeAddress(question);
-  if (ping_.done()) takeAnswer(ping_);
-  if (query_.done()) {
-    takeAnswer(query_);
-    if (answer_ && !question.byTcpAtOnce) tellUdpLost();
-  }
+  if (lookup_.done()) takeAddresses(question);
+  takeAnswers(question);
   if (connect_.done()) takePort();
-  const bool byTcpNow = !ping_ || Clock::now() >= queryAt_;
+  const bool byTcpNow = !pinging() || Clock::now() >= queryAt_;
   if (hasAddress_ && !answered_ && !queried_ && byTcpNow) {
     askByTcp(question);
     tryPort(question, question.timeLeft());
@@ -74,24 +79,33 @@ void ControllerCandidate::advance(ControllerQuestion& question) {
   if (answer_ && !failedBefore_) tryPort(question, question.limit);
 }
 
-void ControllerCandidate::takeAddress(ControllerQuestion& question) {
-  const std::vector<in_addr> addresses = lookup_.wait();
+void ControllerCandidate::takeAddresses(ControllerQuestion& question) {
+  std::vector<in_addr> addresses = lookup_.wait();
   if (addresses.empty()) return;
+  addresses.resize(std::min(addresses.size(), kMostAddresses));
   address_ = socketAddress(addresses.front(), ldapPort(server_));
   hasAddress_ = true;
   const Clock::time_point now = Clock::now();
   if (!question.deadline) question.deadline = now + question.limit;
   const milliseconds half = question.limit / 2;
-  const bool filtered = knownSilence(Transport::udp, address_) >= half;
+  bool filtered = true;
+  for (const in_addr& host : addresses) {
+    const sockaddr_in address = socketAddress(host, ldapPort(server_));
+    filtered = filtered && knownSilence(Transport::udp, address) >= half;
+    places_.push_back({address,
+                       startNetlogonPing(question.loop, Transport::udp, address, question.domain,
+                                         question.timeLeft()),
+                       {}});
+  }
   queryAt_ = filtered || question.byTcpAtOnce ? now : *question.deadline - half;
-  ping_ = startNetlogonPing(question.loop, Transport::udp, address_, question.domain,
-                            question.timeLeft());
 }
 
 void ControllerCandidate::askByTcp(const ControllerQuestion& question) {
   queried_ = true;
-  query_ = startNetlogonPing(question.loop, Transport::tcp, address_, question.domain,
-                             question.timeLeft());
+  for (Place& place : places_) {
+    place.query = startNetlogonPing(question.loop, Transport::tcp, place.address, question.domain,
+                                    question.timeLeft());
+  }
 }
 
 void ControllerCandidate::tryPort(const ControllerQuestion& question, milliseconds limit) {
@@ -102,7 +116,17 @@ void ControllerCandidate::tryPort(const ControllerQuestion& question, millisecon
   connect_ = startConnectProbe(question.loop, port_, limit);
 }
 
-void ControllerCandidate::takeAnswer(Pending<NetlogonAnswer>& pending) {
+void ControllerCandidate::takeAnswers(const ControllerQuestion& question) {
+  for (Place& place : places_) {
+    if (place.ping.done()) takeAnswer(place.address, place.ping);
+    if (place.query.done()) {
+      takeAnswer(place.address, place.query);
+      if (answer_ && !question.byTcpAtOnce) tellUdpLost();
+    }
+  }
+}
+
+void ControllerCandidate::takeAnswer(const sockaddr_in& address, Pending<NetlogonAnswer>& pending) {
   try {
     answer_ = pending.wait();
     answered_ = true;
@@ -113,10 +137,22 @@ void ControllerCandidate::takeAnswer(Pending<NetlogonAnswer>& pending) {
   } catch (const Base_Exception&) {  // it speaks LDAP, but is no controller of this domain
     answered_ = true;
   }
-  if (!answered_) return;
-  ping_ = {};
-  query_ = {};
-  if (!answer_) connect_ = {};
+  if (answered_) settle(address);
+}
+
+// What is under way elsewhere is given up; a port that was tried elsewhere has not been tried.
+void ControllerCandidate::settle(const sockaddr_in& address) {
+  for (Place& place : places_) {
+    place.ping = {};
+    place.query = {};
+  }
+  const bool moved = address.sin_addr.s_addr != address_.sin_addr.s_addr;
+  if (moved || !answer_) connect_ = {};
+  if (!moved) return;
+  address_ = address;
+  portTried_ = false;
+  accepts_ = false;
+  portFailure_.clear();
 }
 
 void ControllerCandidate::tellUdpLost() const {

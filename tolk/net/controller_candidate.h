@@ -24,9 +24,10 @@ struct ControllerQuestion {
   [[nodiscard]] std::chrono::milliseconds timeLeft() const;
 };
 
-/// Name, address, netlogon answer and, so that it is more than an answer to pings, a connection to
-/// the port it is wanted for. The question goes out by UDP; by TCP too after half of the limit, or
-/// at once where UDP has been seen not to get through.
+/// Name, addresses, netlogon answer and, so that it is more than an answer to pings, a connection
+/// to the port it is wanted for. The question goes out by UDP; by TCP too after half of the limit,
+/// or at once where UDP has been seen not to get through; to each of a host's first addresses, for
+/// one of them may be dead.
 class ControllerCandidate {
  public:
   using Clock = EventLoop::Clock;
@@ -54,7 +55,8 @@ class ControllerCandidate {
   [[nodiscard]] bool active() const noexcept { return started_ && !finished(); }
   /// The name is resolved.
   [[nodiscard]] bool hasAddress() const noexcept { return hasAddress_; }
-  /// With the port for LDAP; meaningful when there is one.
+  /// The one that has answered, else the first; with the port for LDAP. Meaningful when there is
+  /// one.
   [[nodiscard]] const sockaddr_in& address() const noexcept { return address_; }
   /// It speaks LDAP, whatever it has said.
   [[nodiscard]] bool answered() const noexcept { return answered_; }
@@ -71,8 +73,19 @@ class ControllerCandidate {
   [[nodiscard]] std::string portFailure() const;
 
  private:
-  void takeAddress(ControllerQuestion& question);
-  void takeAnswer(Pending<NetlogonAnswer>& pending);
+  /// An address of the host, and what is under way there.
+  struct Place {
+    sockaddr_in address;
+    Pending<NetlogonAnswer> ping;
+    Pending<NetlogonAnswer> query;
+  };
+
+  void takeAddresses(ControllerQuestion& question);
+  [[nodiscard]] bool pinging() const noexcept;
+  [[nodiscard]] bool asking() const noexcept;
+  void takeAnswers(const ControllerQuestion& question);
+  void takeAnswer(const sockaddr_in& address, Pending<NetlogonAnswer>& pending);
+  void settle(const sockaddr_in& address);
   void takePort();
   void askByTcp(const ControllerQuestion& question);
   void tryPort(const ControllerQuestion& question, std::chrono::milliseconds limit);
@@ -83,8 +96,7 @@ class ControllerCandidate {
   bool failedBefore_;
   std::vector<std::string> sites_;
   Pending<std::vector<in_addr>> lookup_;
-  Pending<NetlogonAnswer> ping_;
-  Pending<NetlogonAnswer> query_;
+  std::vector<Place> places_;
   Pending<ProbeOutcome> connect_;
   Clock::time_point queryAt_ = Clock::time_point::max();
   sockaddr_in address_{};

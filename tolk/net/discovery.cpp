@@ -36,7 +36,7 @@ constexpr milliseconds kHeadStart{200};
 // drops them.
 constexpr std::size_t kPortion = 64;
 constexpr milliseconds kPortionDelay{50};
-// Host lookup or ping, question by TCP, connection.
+// Host lookup or ping, question by TCP, connection; few hosts have more than one address.
 constexpr std::size_t kDescriptorsEach = 3;
 
 // How good a candidate is, the best first. Anything worse is no controller to use.

@@ -147,6 +147,13 @@ TEST_F(DiscoveryRows, TheRightControllerWins) {
        {{.name = "closed", .udp = Udp::closed},
         {.name = "tcp", .udp = Udp::closed, .tcp = Tcp::mute}},
        "tcp.lab.test (unverified)"},
+      {"verified at its second address, where the first is dead",
+       {{.name = "two", .udp = Udp::closed}, {.name = "two", .records = {}}},
+       "two.lab.test"},
+      {"at its second address over TCP, where pings are lost",
+       {{.name = "two", .udp = Udp::silent},
+        {.name = "two", .udp = Udp::silent, .records = {}, .tcp = Tcp::answers}},
+       "two.lab.test"},
   });
 }
 
