@@ -38,6 +38,7 @@ keepQuiet() {
     case $package in
       samba) systemctl --quiet disable smbd nmbd ;;
       samba-ad-dc) systemctl --quiet disable samba-ad-dc ;;
+      sssd-ad) systemctl --quiet disable sssd ;;
       winbind | squid | apache2 | prometheus) systemctl --quiet disable "$package" ;;
     esac 2>/dev/null || true
   done
