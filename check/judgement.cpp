@@ -53,7 +53,7 @@ class Web {
     Node& below = nodes_.at(id);
     if (below.causes) return *below.causes;
     Causes& causes = below.causes.emplace();
-    if (!troubled(below)) return causes;
+    if (!troubled(below) || below.verdict.evident) return causes;
     for (const std::string_view need : words(below.rule->needs)) {
       const auto above = nodes_.find(need);
       if (above == nodes_.end() || !troubled(above->second)) continue;

@@ -25,6 +25,8 @@ struct Verdict {
   Grade grade = Grade::fine;
   std::string text = {};               ///< one sentence or two: what is, with the evidence
   std::vector<std::string> next = {};  ///< what to do, the first line a command where there is one
+  /// Broken by evidence that stands on its own, whatever else is broken: never a consequence.
+  bool evident = false;
 };
 
 /// Short ways to write one.
@@ -42,6 +44,10 @@ inline Verdict warning(std::string text, std::vector<std::string> next = {}) {
 }
 inline Verdict broken(std::string text, std::vector<std::string> next = {}) {
   return {.grade = Grade::broken, .text = std::move(text), .next = std::move(next)};
+}
+inline Verdict evident(Verdict verdict) {
+  verdict.evident = true;
+  return verdict;
 }
 
 /// One rule. Its judgement is pure: facts in, verdict out.
@@ -68,7 +74,10 @@ std::span<const Rule> controllerRules();
 std::span<const Rule> timeRules();
 std::span<const Rule> kerberosRules();
 std::span<const Rule> keytabRules();
+std::span<const Rule> keyRules();
+std::span<const Rule> loginRules();
 std::span<const Rule> accountRules();
+std::span<const Rule> accountNameRules();
 std::span<const Rule> siteRules();
 std::span<const Rule> directoryRules();
 std::span<const Rule> joiningRules();

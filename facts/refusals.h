@@ -34,8 +34,8 @@ class Refusals {
   void noteAccepted(const std::string& owner, const std::string& what, std::int64_t now);
 
   /// Whether it may be shown once more: half an hour after the first refusal, from the second on
-  /// once a day. Domains forget wrong passwords after minutes or hours (lockOutObservationWindow,
-  /// MS-ADTS 3.1.1.4.5.17), so that these never add up to a threshold of 3. Pure.
+  /// once a day. Domains forget wrong passwords after minutes or hours (lockOutObservationWindow),
+  /// so that these never add up to a threshold of 3. Pure.
   [[nodiscard]] static bool mayShow(const Entry& entry, std::int64_t now);
 
  private:
