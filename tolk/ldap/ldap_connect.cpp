@@ -6,6 +6,8 @@
 
 #include <cerrno>
 
+#include <algorithm>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -21,15 +23,14 @@
 namespace tolk {
 namespace {
 
+// Those that have been silent last.
 std::vector<sockaddr_in> socketAddresses(const std::vector<in_addr>& hosts, std::int32_t port) {
   std::vector<sockaddr_in> out;
   for (const in_addr& host : hosts) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<std::uint16_t>(port));
-    address.sin_addr = host;
-    out.push_back(address);
+    out.push_back(socketAddress(host, static_cast<in_port_t>(port)));
   }
+  std::ranges::stable_sort(
+      out, {}, [](const sockaddr_in& address) { return knownSilence(Transport::tcp, address); });
   return out;
 }
 
@@ -51,19 +52,30 @@ class LdapConnectTask final : public Task<std::shared_ptr<LdapConnection>> {
     if (lookup_.done()) {
       const std::vector<in_addr> hosts = lookup_.wait();
       if (hosts.empty()) throw cannotContact(serverText(server_), "the host name has no address");
-      const std::vector<sockaddr_in> addresses = socketAddresses(hosts, server_.port);
-      const auto limit = configuredLimit(PN::LDAP_CONNECT_TIMEOUT);
-      // What discovery has waited in vain for the only address need not be waited for once more.
-      connect_ = startTcpConnect(
-          loop(), addresses,
-          addresses.size() == 1 ? remainingLimit(Transport::tcp, addresses.front(), limit) : limit);
+      connect(socketAddresses(hosts, server_.port));
     } else if (connect_.done()) {
       HostPort named = server_;
       named.host = name_;
-      finish(std::make_shared<LdapConnection>(connectedSocket(), named));
+      auto connection = std::make_shared<LdapConnection>(connectedSocket(), named);
+      if (first_ && connection->peer().sin_addr.s_addr == firstHost_) first_->heard();
+      finish(std::move(connection));
     }
   }
   void expire() override {}
+
+  void connect(const std::vector<sockaddr_in>& addresses) {
+    const sockaddr_in& first = addresses.front();
+    auto limit = configuredLimit(PN::LDAP_CONNECT_TIMEOUT);
+    if (addresses.size() > 1) {
+      // The next connection of this run shall not wait for it again.
+      first_.emplace(Transport::tcp, first);
+      firstHost_ = first.sin_addr.s_addr;
+    } else {
+      // What discovery has waited in vain for the only address need not be waited for once more.
+      limit = remainingLimit(Transport::tcp, first, limit);
+    }
+    connect_ = startTcpConnect(loop(), addresses, limit);
+  }
 
   UniqueFd connectedSocket() {
     try {
@@ -85,6 +97,8 @@ class LdapConnectTask final : public Task<std::shared_ptr<LdapConnection>> {
   std::string name_;
   Pending<std::vector<in_addr>> lookup_;
   Pending<UniqueFd> connect_;
+  std::optional<SilenceWatch> first_;  // the first of several addresses
+  in_addr_t firstHost_ = 0;
 };
 
 }  // namespace

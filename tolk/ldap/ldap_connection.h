@@ -56,6 +56,7 @@ class LdapConnection {
   [[nodiscard]] LDAP* handle() const noexcept { return ld_.get(); }
   [[nodiscard]] const HostPort& server() const noexcept { return server_; }
   [[nodiscard]] const std::string& serverName() const noexcept { return serverName_; }
+  [[nodiscard]] const sockaddr_in& peer() const noexcept { return peer_; }
   [[nodiscard]] int descriptor() const;
   /// The connection broke or the server closed it; every further call throws.
   [[nodiscard]] bool lost() const noexcept { return lost_; }

@@ -31,13 +31,12 @@ class CldapSearch final : public UdpExchange<std::vector<CldapEntry>> {
       : UdpExchange(loop, address, encodeCldapRequest(request, messageId),
                     remainingLimit(Transport::udp, address, limit), {}),
         messageId_(messageId),
-        address_(address),
         silence_(Transport::udp, address) {}
 
  private:
   void expire() override {
     throw TimeoutException(
-        addressText(address_) + "/udp did not answer within " + limitText(silence_.time()),
+        addressText(address()) + "/udp did not answer within " + limitText(silence_.time()),
         ETIMEDOUT);
   }
 
@@ -51,7 +50,6 @@ class CldapSearch final : public UdpExchange<std::vector<CldapEntry>> {
   }
 
   int messageId_;
-  sockaddr_in address_;
   SilenceWatch silence_;
   std::vector<CldapEntry> entries_;
 };

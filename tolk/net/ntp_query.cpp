@@ -65,7 +65,6 @@ class NtpQuery final : public UdpExchange<NtpAnswer> {
   NtpQuery(EventLoop& loop, const sockaddr_in& address, const std::string& request,
            std::chrono::milliseconds limit)
       : UdpExchange(loop, address, request, limit, PN::NET_NTP_TIMEOUT.key),
-        address_(address),
         stamp_(request.substr(kTransmit, kStampSize)) {}
 
  private:
@@ -92,10 +91,9 @@ class NtpQuery final : public UdpExchange<NtpAnswer> {
     }
     std::string reason = alarm ? ": its clock is not synchronized" : "";
     if (!code.empty()) reason = " (" + code + ")";
-    throw IOException(addressText(address_) + " has no time to give" + reason);
+    throw IOException(addressText(address()) + " has no time to give" + reason);
   }
 
-  sockaddr_in address_;
   std::string stamp_;
 };
 

@@ -39,6 +39,7 @@ class UdpExchange : public Task<T> {
  protected:
   /// The result when the datagram completes the answer. May throw to fail.
   virtual std::optional<T> accept(std::string_view datagram) = 0;
+  [[nodiscard]] const sockaddr_in& address() const noexcept { return address_; }
   /// The time since the question was sent for the last time.
   [[nodiscard]] Clock::duration sinceSent() const { return Clock::now() - (nextSend_ - kRepeat); }
 
