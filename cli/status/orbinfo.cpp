@@ -7,7 +7,7 @@
 
 #include "cli/common/exit_status.h"
 #include "cli/common/task_context.h"
-#include "cli/status/platform_way.h"
+#include "cli/status/cloud_route.h"
 #include "facts/agent_state.h"
 #include "tolk/base/text.h"
 
@@ -19,8 +19,8 @@ int fail(const char* text) {
   return exit_status::kOrbUnknown;
 }
 
-int show(const PlatformWay& way, int status) {
-  std::cout << tolk::printable(way.text) << '\n' << std::flush;
+int show(const CloudRoute& route, int status) {
+  std::cout << tolk::printable(route.text) << '\n' << std::flush;
   return status;
 }
 
@@ -36,21 +36,21 @@ int orbinfo(TaskContext& context) {
     return exit_status::kNotJoined;
   }
   const bool down = agentState() == AgentState::down;
-  const PlatformWay way = down ? recordedPlatform() : askForPlatform();
-  switch (way.state) {
-    case PlatformWay::State::connected:
-      return show(way, exit_status::kOrbConnected);
-    case PlatformWay::State::throughProxy:
-      return show(way, exit_status::kOrbThroughProxy);
-    case PlatformWay::State::notConnected:
-      return show(way, exit_status::kOrbNotConnected);
-    case PlatformWay::State::stored:
-      return show(way, exit_status::kOrbStored);
-    case PlatformWay::State::none:
+  const CloudRoute route = down ? recordedRoute() : askForRoute();
+  switch (route.state) {
+    case CloudRoute::State::connected:
+      return show(route, exit_status::kOrbConnected);
+    case CloudRoute::State::throughProxy:
+      return show(route, exit_status::kOrbThroughProxy);
+    case CloudRoute::State::notConnected:
+      return show(route, exit_status::kOrbNotConnected);
+    case CloudRoute::State::stored:
+      return show(route, exit_status::kOrbStored);
+    case CloudRoute::State::none:
       return fail(down ? "Failed to get ORB info." : "Failed to get ORB info from velkd.");
-    case PlatformWay::State::invalid:
+    case CloudRoute::State::invalid:
       return fail("Get invalid ORB info from velkd.");
-    case PlatformWay::State::damaged:
+    case CloudRoute::State::damaged:
       break;
   }
   return exit_status::kOrbUnknown;

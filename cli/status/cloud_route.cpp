@@ -1,5 +1,5 @@
 // The daemon has connected, the settings hold what it was told then.
-#include "cli/status/platform_way.h"
+#include "cli/status/cloud_route.h"
 
 #include <exception>
 #include <string_view>
@@ -16,7 +16,7 @@
 namespace joinscope {
 namespace {
 
-using State = PlatformWay::State;
+using State = CloudRoute::State;
 
 // Fields of a line of the stored connectors.
 constexpr std::size_t kPlatformField = 0;
@@ -25,12 +25,12 @@ constexpr std::size_t kPortField = 4;
 constexpr std::size_t kLeastFields = 7;
 
 // The texts of the report are fixed and give no reason.
-PlatformWay without(std::string_view reason, State state = State::none) {
+CloudRoute without(std::string_view reason, State state = State::none) {
   tolk::noteTrouble("cli.joinscope", tolk::printable(reason));
   return {.state = state, .text = {}};
 }
 
-PlatformWay askDaemon() {
+CloudRoute askDaemon() {
   tolk::LocalRpcSession session;
   session.authenticateProcess();
   std::string text;
@@ -48,7 +48,7 @@ PlatformWay askDaemon() {
   }
 }
 
-PlatformWay readSettings() {
+CloudRoute readSettings() {
   const std::string connectors = tolk::loadSetting(tolk::SETTING_CLOUD_CONNECTORS);
   const std::size_t start = connectors.find_first_not_of('\n');
   if (start == std::string::npos) {
@@ -72,7 +72,7 @@ PlatformWay readSettings() {
           .text = platform + (proxy.server.empty() ? connector : proxy.server)};
 }
 
-PlatformWay orNone(PlatformWay (*ask)()) {
+CloudRoute orNone(CloudRoute (*ask)()) {
   try {
     return ask();
   } catch (const std::exception& e) {
@@ -82,11 +82,11 @@ PlatformWay orNone(PlatformWay (*ask)()) {
 
 }  // namespace
 
-PlatformWay askForPlatform() {
+CloudRoute askForRoute() {
   return orNone(askDaemon);
 }
 
-PlatformWay recordedPlatform() {
+CloudRoute recordedRoute() {
   return orNone(readSettings);
 }
 

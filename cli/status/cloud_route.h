@@ -5,7 +5,7 @@
 
 namespace joinscope {
 
-struct PlatformWay {
+struct CloudRoute {
   enum class State {
     connected,
     throughProxy,
@@ -21,7 +21,7 @@ struct PlatformWay {
 
 /// As the agent daemon knows it, or its settings; why there is none is a trouble
 /// (tolk/base/troubles.h). Nothing is thrown.
-PlatformWay askForPlatform();
-PlatformWay recordedPlatform();
+CloudRoute askForRoute();
+CloudRoute recordedRoute();
 
 }  // namespace joinscope
