@@ -26,6 +26,7 @@ namespace {
 // Those that have been silent last.
 std::vector<sockaddr_in> socketAddresses(const std::vector<in_addr>& hosts, std::int32_t port) {
   std::vector<sockaddr_in> out;
+  out.reserve(hosts.size());
   for (const in_addr& host : hosts) {
     out.push_back(socketAddress(host, static_cast<in_port_t>(port)));
   }
