@@ -59,9 +59,8 @@ Verdict judgeFlag(const Facts& facts, AccountTrouble trouble, bool byDirectory,
   if (facts.run.joining) return notMeant(kToBeJoined);
   const bool byKdc = troubleIn(facts.kerberos.login) == trouble;
   if (byKdc || byDirectory) {
-    const std::string evidence =
-        byKdc ? codeName(facts.kerberos.login.asked.code) + ", " + facts.kerberos.login.asked.reason
-              : facts.directory.account.dn;
+    const std::string evidence = byKdc ? "the KDC says " + codeName(facts.kerberos.login.asked.code)
+                                       : facts.directory.account.dn;
     return evident(broken(text + " (" + evidence + ").", std::move(next)));
   }
   const bool known = isRead(facts) || troubleIn(facts.kerberos.login) != AccountTrouble::unknown;

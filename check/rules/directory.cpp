@@ -39,11 +39,15 @@ Verdict judgeBind(const Facts& facts) {
   const Asked& bind = directory.bind;
   if (bind.answered()) return fine(directory.boundAs + " at " + directory.server);
   if (!bind.asked()) return unknown(notAskedText(bind));
+  const std::string server =
+      facts.network.chosen.empty() ? facts.join.domain : facts.network.chosen;
+  if (bind.outcome != facts::Outcome::refused) {
+    return broken("No controller answers " + directory.boundAs + " by LDAP: " + bind.reason,
+                  {"nc -vz " + server + " 389"});
+  }
   return broken("The controller does not let " + directory.boundAs +
                     " in by LDAP, though it has a ticket: " + bind.reason,
-                {"ldapsearch -Y GSSAPI -H ldap://" +
-                 (facts.network.chosen.empty() ? facts.join.domain : facts.network.chosen) +
-                 " -s base -b ''"});
+                {"ldapsearch -Y GSSAPI -H ldap://" + server + " -s base -b ''"});
 }
 
 Verdict judgeOwnObject(const Facts& facts) {
@@ -59,9 +63,10 @@ Verdict judgeCatalog(const Facts& facts) {
   const Asked& catalog = facts.directory.catalog;
   if (catalog.answered()) return fine(facts.directory.catalogServer);
   if (!catalog.asked()) return unknown(notAskedText(catalog));
-  return broken("No global catalog lets " + facts.directory.boundAs + " in: " + catalog.reason +
-                    ". Logins with names of other domains and universal groups fail.",
-                {"nc -vz " + facts.network.chosen + " 3268"});
+  return broken(
+      "No global catalog lets " + facts.directory.boundAs + " in: " + catalog.reason +
+          ". Logins with names of other domains and universal groups fail.",
+      {"nc -vz " + facts.directory.server.substr(0, facts.directory.server.find(':')) + " 3268"});
 }
 
 Verdict judgeTrusts(const Facts& facts) {
@@ -89,7 +94,7 @@ constexpr Rule kRules[] = {
      .source = "RFC 4511, 4.1.9; MS-ADTS 5.1.1.1"},
     {.id = "ldap.bind",
      .title = "The directory lets this host in",
-     .needs = "krb.login krb.user ldap.signing time.offset dc.ldap",
+     .needs = "krb.login krb.enctypes krb.user ldap.signing time.offset dc.ldap",
      .judge = judgeBind,
      .looksAt =
          "A bind by SASL GSSAPI with the computer account's ticket, signed and sealed; where "

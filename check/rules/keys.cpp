@@ -27,6 +27,12 @@ bool isBehind(const Facts& facts) {
   return version > 0 && newestVersion(facts) > 0 && newestVersion(facts) < version;
 }
 
+bool isAes(std::int64_t type) {
+  constexpr std::int64_t kAes128 = 17;  // RFC 3961, 8; the last of them is 20 (RFC 8009)
+  constexpr std::int64_t kLast = 20;
+  return type >= kAes128 && type <= kLast;
+}
+
 std::int64_t writtenTime(const Facts& facts) {
   std::int64_t newest = 0;
   for (const facts::Key& key : facts.keytab.keys) newest = std::max(newest, key.written);
@@ -107,9 +113,26 @@ std::int64_t ticketType(const Facts& facts) {
   return types.empty() ? 0 : types.front();
 }
 
+/// The KDC wants AES, and what asks it without a choice of its own has no such key.
+bool lacksWantedType(const Facts& facts) {
+  const facts::Asked& login = facts.kerberos.hostWay.login.asked;
+  const bool any = std::ranges::any_of(facts.kerberos.keys,
+                                       [](const ProvedKey& key) { return isAes(key.encryption); });
+  return !any && (login.code == KRB5_PREAUTH_FAILED || login.code == KRB5_KT_NOTFOUND);
+}
+
 Verdict judgeEncryption(const Facts& facts) {
   const std::vector<ProvedKey>& keys = facts.kerberos.keys;
   if (keys.empty()) return unknown("The keytab has no key of the account.");
+  if (lacksWantedType(facts)) {
+    return broken("The KDC wants AES, and " + facts.keytab.path + " has keys of " +
+                      encryptionText(keys.front().encryption) +
+                      " only: kinit and SSSD say \"No key table entry found\".",
+                  {"net ads enctypes set '" + accountName(facts) + "' 28 -U ADMINISTRATOR",
+                   "if the account announces no AES (account.enctypes); then join again: "
+                   "adcli join " +
+                       facts.join.domain});
+  }
   const auto unsupported = std::ranges::find_if(keys, [](const ProvedKey& key) {
     return isRefusedWith(key.asked, KRB5KDC_ERR_ETYPE_NOSUPP);
   });

@@ -38,7 +38,9 @@ Verdict judgeReadable(const Facts& facts) {
 
 Verdict judgeModes(const Facts& facts) {
   const facts::Keytab& keytab = facts.keytab;
-  if (facts.run.joining || keytab.mode == 0) return notMeant("There is no keytab.");
+  if (facts.run.joining || keytab.mode == 0 || keytab.damaged) {
+    return notMeant("There is no keytab.");
+  }
   constexpr std::int64_t kOthers = 0007;
   constexpr std::int64_t kGroupWrites = 0020;
   if (keytab.owner != 0) {

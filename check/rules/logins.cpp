@@ -107,7 +107,8 @@ constexpr Rule kRules[] = {
      .source = "RFC 4120, 3.1; MS-KILE"},
     {.id = "krb.host-way",
      .title = "kinit, SSSD and ssh reach the domain as joincheck does",
-     .needs = "krb.login krb.conf krb.realm krb.kdc-lines krb.rdns krb.enctypes host.nsswitch "
+     .needs = "krb.login krb.conf krb.realm krb.kdc-lines krb.rdns krb.enctypes keytab.enctypes "
+              "host.nsswitch "
               "host.hosts-file resolver.answers",
      .judge = judgeHostWay,
      .looksAt = "getaddrinfo(3) for the controller, a ticket and a service ticket by the host's "

@@ -8,7 +8,6 @@
 
 #include "facts/directory_reads.h"
 #include "facts/gathering.h"
-#include "facts/port_probe.h"
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/krb5/initial_credentials.h"
@@ -17,6 +16,7 @@
 #include "tolk/krb5/memory_ccache.h"
 #include "tolk/krb5/plain_context.h"
 #include "tolk/net/network_state.h"
+#include "tolk/net/probes.h"
 #include "tolk/net/sockets.h"
 
 namespace joinscope::facts {
@@ -46,8 +46,24 @@ std::vector<std::string> textsOf(const AddressList& list) {
 
 /// Whether somebody accepts connections where a kdc line points to: "host", "host:port",
 /// "tcp/host:port".
-Asked probeKdc(std::string line) {
-  return ask([&line] {
+class KdcProbe {
+ public:
+  KdcProbe(tolk::EventLoop& loop, const std::string& line)
+      : lookup_(ask([&] { probe_ = tolk::startConnectProbe(loop, addressIn(line)); })) {}
+
+  Asked take() {
+    if (!lookup_.answered()) return lookup_;
+    return ask([this] {
+      const tolk::ProbeOutcome outcome = probe_.wait();
+      if (outcome.result == tolk::ConnectResult::kRefused)
+        throw tolk::IOException(outcome.reason, ECONNREFUSED);
+      if (outcome.result != tolk::ConnectResult::kConnected)
+        throw tolk::TimeoutException(outcome.reason, outcome.error);
+    });
+  }
+
+ private:
+  static sockaddr_in addressIn(std::string line) {
     line.erase(0, line.find('/') + 1);
     constexpr in_port_t kKdcPort = 88;
     const std::size_t colon = line.find(':');
@@ -56,15 +72,12 @@ Asked probeKdc(std::string line) {
                                ? kKdcPort
                                : static_cast<in_port_t>(std::atoi(line.c_str() + colon + 1));
     const in_addr address = reinterpret_cast<const sockaddr_in*>(list->ai_addr)->sin_addr;
-    tolk::EventLoop loop;
-    RowProbe probe(loop, Probe::kdc, tolk::socketAddress(address, port));
-    const ProbeVerdict verdict = probe.take();
-    if (verdict.result == ProbeVerdict::kGood) return;
-    if (verdict.result == ProbeVerdict::kRefused)
-      throw tolk::IOException(verdict.message + verdict.reason, ECONNREFUSED);
-    throw tolk::TimeoutException(verdict.message + verdict.reason, ETIMEDOUT);
-  });
-}
+    return tolk::socketAddress(address, port);
+  }
+
+  tolk::Pending<tolk::ProbeOutcome> probe_;
+  Asked lookup_;
+};
 
 class HostWayQuestions {
  public:
@@ -81,6 +94,7 @@ class HostWayQuestions {
   void tell() {
     publish_([this](Facts& facts) { facts.kerberos.hostWay = way_; });
   }
+  void probeKdcs();
   void findController(const std::string& server);
   void logIn(const Kerberos& own);
   void exchange(const Kerberos& own);
@@ -96,10 +110,7 @@ class HostWayQuestions {
 };
 
 void HostWayQuestions::run(const std::string& server) {
-  for (const std::string& line : local_.kerberos.config.kdcs) {
-    step("the KDC " + line + " of krb5.conf");
-    way_.kdcs.push_back({.name = line, .asked = probeKdc(line)});
-  }
+  probeKdcs();
   step("the controller's name");
   findController(server);
   if (!way_.controller.empty()) nameController();
@@ -111,6 +122,16 @@ void HostWayQuestions::run(const std::string& server) {
   step("a ticket for ldap/" + way_.canonicalName);
   if (cache_ && service_) getTicket();
   step("");
+}
+
+void HostWayQuestions::probeKdcs() {
+  step("the KDCs that krb5.conf names");
+  tolk::EventLoop loop;
+  std::vector<KdcProbe> probes;
+  for (const std::string& line : local_.kerberos.config.kdcs) probes.emplace_back(loop, line);
+  for (std::size_t i = 0; i < probes.size(); ++i) {
+    way_.kdcs.push_back({.name = local_.kerberos.config.kdcs[i], .asked = probes[i].take()});
+  }
 }
 
 void HostWayQuestions::findController(const std::string& server) {
@@ -149,6 +170,13 @@ void HostWayQuestions::logIn(const Kerberos& own) {
   Asked& asked = way_.login.asked;
   if (!own.login.asked.answered()) {
     asked.reason = "the login by the own way did not succeed";
+    return;
+  }
+  const bool nobody = std::ranges::none_of(
+      way_.kdcs, [](const ConfiguredKdc& kdc) { return kdc.asked.answered(); });
+  if (!way_.kdcs.empty() && nobody) {
+    // The library would ask them for half a minute, by UDP as well, before it gives up.
+    asked.reason = "no KDC that krb5.conf names accepts a connection";
     return;
   }
   asked = ask([&] { exchange(own); });
