@@ -1,10 +1,13 @@
 #!/usr/bin/env python3
 """Makes a case of tests/data/facts out of a facts file (joincheck --save) on standard input.
 
-facts_case.py                    the whole, as healthy.json holds it
-facts_case.py BASE [EXPECTED]    what differs from the case file BASE, with EXPECTED ({"first": "keytab.version"}) in it
+facts_case.py CASE REPORT          the whole, as healthy.json holds it
+facts_case.py CASE REPORT BASE     what differs from the case file BASE
+
+What CASE expects, when it is there, is kept; else it is the first cause and status of REPORT (joincheck --json).
 """
 import json
+import os
 import sys
 
 WIDTH = 118
@@ -60,16 +63,30 @@ def text(value, indent=0):
     return "{\n" + ",\n".join(parts) + "\n" + " " * indent + "}"
 
 
+def expectation(case, report):
+    if os.path.exists(case):
+        with open(case, encoding="utf-8") as file:
+            return json.load(file)["expect"]
+    with open(report, encoding="utf-8") as file:
+        found = json.load(file)
+    expected = {"first": (found["firstCauses"] or ["nothing"])[0], "status": str(found["status"])}
+    if not found["firstCauses"]:
+        expected["all warning"] = " ".join(c["id"] for c in found["checks"] if c["outcome"] == "warning")
+    return expected
+
+
 def main():
     facts = shortened(json.load(sys.stdin))
-    if len(sys.argv) == 1:
-        facts = {"expect": {"first": "nothing", "all warning": "", "all broken": ""}, **facts}
-    else:
-        with open(sys.argv[1], encoding="utf-8") as file:
+    case = {"expect": expectation(*sys.argv[1:3])}
+    if len(sys.argv) > 3:
+        with open(sys.argv[3], encoding="utf-8") as file:
             base = json.load(file)
-        base.pop("expect", None)
-        facts = {"expect": json.loads(sys.argv[2]) if len(sys.argv) > 2 else {}, **(changes(base, facts) or {})}
-    print(text(facts))
+        base.pop("expect")
+        facts = changes(base, facts) or {}
+    over = os.path.basename(sys.argv[-1 if len(sys.argv) > 3 else 1]).removesuffix(".json")
+    if over != "healthy":
+        case["over"] = over
+    print(text({**case, **facts}))
 
 
 main()
