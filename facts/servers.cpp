@@ -4,6 +4,8 @@
 
 #include <arpa/inet.h>
 
+#include <cerrno>
+
 #include <algorithm>
 #include <cassert>
 #include <ctime>
@@ -18,6 +20,7 @@
 #include "tolk/ldap/root_dse_reads.h"
 #include "tolk/net/dns.h"
 #include "tolk/net/host_query.h"
+#include "tolk/net/limits.h"
 #include "tolk/net/probes.h"
 #include "tolk/net/sockets.h"
 
@@ -75,6 +78,7 @@ class ServerProbes {
   void start(std::size_t row);
   void ask();
   void takeRootDse();
+  void takeTicket();
 
   tolk::EventLoop& loop_;
   ProbeTarget target_;
@@ -87,7 +91,7 @@ class ServerProbes {
   std::optional<ProbeVerdict> resolved_;
   std::vector<Row> rows_;
   tolk::Pending<tolk::RootDse> rootDse_;
-  tolk::Pending<std::string> ticket_;
+  tolk::Pending<tolk::ProbeOutcome> ticket_;
   ControllerFacts facts_;
 };
 
@@ -161,7 +165,7 @@ void ServerProbes::advance() {
     row.probe.reset();
   }
   if (rootDse_.done()) takeRootDse();
-  if (ticket_.done()) facts_.kdcTrouble = ticket_.wait();
+  if (ticket_.done()) takeTicket();
 }
 
 void ServerProbes::ask() {
@@ -179,6 +183,14 @@ void ServerProbes::takeRootDse() {
     if (!answer.object) facts_.ldapTrouble = "the root DSE is empty";
   } catch (const std::exception& e) {
     facts_.ldapTrouble = e.what();
+  }
+}
+
+void ServerProbes::takeTicket() {
+  const tolk::ProbeOutcome outcome = ticket_.wait();
+  facts_.kdcTrouble = outcome.reason;
+  if (outcome.error == ETIME) {
+    facts_.kdcTrouble += " (" + tolk::limitSource(tolk::PN::KRB5_KDC_TIMEOUT) + ")";
   }
 }
 
@@ -258,7 +270,11 @@ ControllerFacts ProbeRun::controller(std::size_t index) {
 
 std::optional<double> clockAhead(const tolk::ADObject& rootDse,
                                  std::chrono::system_clock::time_point received) {
-  const std::string text = rootDse.getString(tolk::AD_CURRENT_TIME, "");
+  return clockAhead(rootDse.getString(tolk::AD_CURRENT_TIME, ""), received);
+}
+
+std::optional<double> clockAhead(const std::string& text,
+                                 std::chrono::system_clock::time_point received) {
   std::tm time{};
   constexpr std::size_t kDigits = 14;
   const char* end = ::strptime(text.c_str(), "%Y%m%d%H%M%S", &time);

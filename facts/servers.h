@@ -80,6 +80,9 @@ class ProbeRun {
 /// time.
 std::optional<double> clockAhead(const tolk::ADObject& rootDse,
                                  std::chrono::system_clock::time_point received);
+/// The same of the attribute's value.
+std::optional<double> clockAhead(const std::string& currentTime,
+                                 std::chrono::system_clock::time_point received);
 
 /// The port of a row for `entry`: a known port other than 0 of the entry replaces the first row's.
 int portOf(const tolk::HostPort& entry, const ServerKind& kind, std::size_t row);

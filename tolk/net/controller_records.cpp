@@ -10,9 +10,7 @@
 #include "tolk/net/configured_controllers.h"
 
 namespace tolk {
-namespace {
 
-// A site name as one label of a DNS name (RFC 1035, 5.1).
 std::string siteLabel(const std::string& site) {
   std::string label;
   for (const char letter : site) {
@@ -21,8 +19,6 @@ std::string siteLabel(const std::string& site) {
   }
   return label;
 }
-
-}  // namespace
 
 ControllerRecords::ControllerRecords(EventLoop& loop, std::string domain, ServiceType::Enum type)
     : loop_(loop), domain_(std::move(domain)), type_(type) {}

@@ -11,6 +11,9 @@
 
 namespace tolk {
 
+/// A site's name as one label of a DNS name (RFC 1035, 5.1).
+std::string siteLabel(const std::string& site);
+
 /// The controllers that one source named.
 struct NamedControllers {
   HostPortList list;

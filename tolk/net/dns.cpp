@@ -1,13 +1,13 @@
 // Records are queries of their own without search domains; hosts are in host_query.cpp.
 #include "tolk/net/dns.h"
 
-#include <arpa/inet.h>
 #include <arpa/nameser.h>
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
 #include "tolk/net/configured_controllers.h"
+#include "tolk/net/dns_question.h"
 #include "tolk/net/dns_records.h"
 #include "tolk/net/dns_task.h"
 #include "tolk/net/host_query.h"
@@ -97,20 +97,6 @@ class PointerTask final : public RecordTask {
     finish({});
   }
 };
-
-// "4.3.2.1.in-addr.arpa" for 1.2.3.4 (RFC 1035, 3.5).
-std::string reverseName(const std::string& address) {
-  in_addr binary{};
-  if (inet_pton(AF_INET, address.c_str(), &binary) != 1) {
-    throw BadDataException("\"" + shownName(address) + "\" is not an IPv4 address");
-  }
-  const std::uint32_t value = ntohl(binary.s_addr);
-  std::string name;
-  for (unsigned shift = 0; shift < 32; shift += 8) {
-    name += std::to_string((value >> shift) & 0xffU) + '.';
-  }
-  return name + "in-addr.arpa";
-}
 
 }  // namespace
 

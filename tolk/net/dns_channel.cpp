@@ -64,8 +64,11 @@ DnsChannel::DnsChannel(const char* lookups, const ResolverSettings& settings, in
 }
 
 DnsChannel::DnsChannel(const NameServer& server, const ResolverSettings& settings,
-                       std::chrono::milliseconds limit)
-    : DnsChannel("b", settings, server.edns ? ARES_FLAG_EDNS : 0, firstTry(settings, limit)) {
+                       std::chrono::milliseconds limit, Transport transport)
+    : DnsChannel(
+          "b", settings,
+          (server.edns ? ARES_FLAG_EDNS : 0) | (transport == Transport::tcp ? ARES_FLAG_USEVC : 0),
+          firstTry(settings, limit)) {
   require(ares_set_servers_ports_csv(channel_.get(), server.address.c_str()));
   const auto note = [](ares_socket_t /*socket*/, int type, void* self) noexcept {
     if (type == SOCK_STREAM) static_cast<DnsChannel*>(self)->usedTcp_ = true;

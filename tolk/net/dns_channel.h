@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tolk/base/handle.h"
+#include "tolk/net/ldap_silence.h"
 #include "tolk/net/name_servers.h"
 #include "tolk/net/operation.h"
 
@@ -26,9 +27,9 @@ class DnsChannel {
   /// Answers from /etc/hosts alone. Throws DNSUnavailableException when the library cannot start.
   DnsChannel() : DnsChannel("f", {}, 0, std::chrono::milliseconds(1)) {}
   /// Answers from `server` alone; its question is sent again as resolv.conf says, more often where
-  /// `limit` leaves less time. Throws as the other does.
+  /// `limit` leaves less time; with Transport::tcp by TCP from the start. Throws as the other does.
   DnsChannel(const NameServer& server, const ResolverSettings& settings,
-             std::chrono::milliseconds limit);
+             std::chrono::milliseconds limit, Transport transport = Transport::udp);
   DnsChannel(const DnsChannel&) = delete;
   DnsChannel& operator=(const DnsChannel&) = delete;
   ~DnsChannel() = default;

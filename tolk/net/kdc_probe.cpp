@@ -9,6 +9,7 @@
 
 #include "tolk/net/probes.h"
 #include "tolk/net/tcp_exchange.h"
+#include "tolk/net/udp_exchange.h"
 
 namespace tolk {
 namespace {
@@ -60,44 +61,70 @@ std::string ticketRequest(const std::string& realm) {
   });
   const std::string request =
       element(0x6a, sequence({field(1, integer(5)), field(2, integer(10)), field(4, body)}));
-  std::string message(2, '\0');  // RFC 4120, 7.2.2: four bytes of length
-  message += static_cast<char>(request.size() >> 8);
-  message += static_cast<char>(request.size() & 0xff);
-  return message + request;
+  return request;
 }
 
-class KdcProbe final : public TcpExchange<std::string> {
+/// A message on a stream: behind four bytes of its length (RFC 4120, 7.2.2).
+std::string framed(const std::string& message) {
+  std::string length(2, '\0');
+  length += static_cast<char>(message.size() >> 8);
+  length += static_cast<char>(message.size() & 0xff);
+  return length + message;
+}
+
+/// Whether a message that begins so is a KDC's: an error (RFC 4120, 5.9.1) or a ticket.
+bool ofKdc(char tag) {
+  constexpr char kError = 0x7e;
+  constexpr char kTicket = 0x6b;
+  return tag == kError || tag == kTicket;
+}
+
+class KdcProbe final : public TcpExchange<ProbeOutcome> {
  public:
   KdcProbe(EventLoop& loop, const sockaddr_in& address, const std::string& realm,
            std::chrono::milliseconds limit)
-      : TcpExchange(loop, address, ticketRequest(realm), limit) {}
+      : TcpExchange(loop, address, framed(ticketRequest(realm)), limit) {}
 
  private:
-  // An error message (RFC 4120, 5.9.1) or a ticket.
-  std::optional<std::string> accept(std::string_view received) override {
-    constexpr char kError = 0x7e;
-    constexpr char kTicket = 0x6b;
+  std::optional<ProbeOutcome> accept(std::string_view received) override {
     if (received.size() <= kLengthBytes) return std::nullopt;
     std::size_t length = 0;
     for (const char byte : received.substr(0, kLengthBytes)) {
       length = length << 8 | static_cast<unsigned char>(byte);
     }
-    const char tag = received[kLengthBytes];
-    const bool good = length > 1 && length < kMostBytes && (tag == kError || tag == kTicket);
-    return good ? "" : "the answer is not that of a key distribution center";
+    if (length > 1 && length < kMostBytes && ofKdc(received[kLengthBytes])) return ProbeOutcome{};
+    return ProbeOutcome{ConnectResult::kRefused, EPROTO,
+                        "the answer is not that of a key distribution center"};
   }
 
   void fail(int error) override {
-    const std::string limit = error == ETIME ? " (" + limitSource(PN::KRB5_KDC_TIMEOUT) + ")" : "";
-    finish(describe(error, "answer") + limit);
+    const bool refused = failingSide(error) == Failing::peer;
+    finish({refused ? ConnectResult::kRefused : ConnectResult::kTimeout, error,
+            describe(error, "answer")});
+  }
+};
+
+class KdcUdpProbe final : public UdpExchange<ProbeOutcome> {
+ public:
+  using UdpExchange::UdpExchange;
+
+ private:
+  std::optional<ProbeOutcome> accept(std::string_view datagram) override {
+    if (datagram.empty() || !ofKdc(datagram.front())) return std::nullopt;
+    return ProbeOutcome{};
   }
 };
 
 }  // namespace
 
-Pending<std::string> startKdcProbe(EventLoop& loop, const sockaddr_in& address,
-                                   const std::string& realm, std::chrono::milliseconds limit) {
+Pending<ProbeOutcome> startKdcProbe(EventLoop& loop, const sockaddr_in& address,
+                                    const std::string& realm, std::chrono::milliseconds limit) {
   return startTask<KdcProbe>(loop, address, realm, limit);
+}
+
+Pending<ProbeOutcome> startKdcUdpProbe(EventLoop& loop, const sockaddr_in& address,
+                                       const std::string& realm, std::chrono::milliseconds limit) {
+  return startTask<KdcUdpProbe>(loop, address, ticketRequest(realm), limit, std::string_view());
 }
 
 }  // namespace tolk

@@ -67,11 +67,16 @@ Pending<NtpAnswer> startNtpQuery(
     EventLoop& loop, const sockaddr_in& address,
     std::chrono::milliseconds limit = configuredLimit(PN::NET_NTP_TIMEOUT));
 
-/// Asks the key distribution center at `address` for a ticket to nobody: "" when one answers, else
-/// what happened. Never fails. The request names no account, so none is charged with an attempt.
-Pending<std::string> startKdcProbe(
+/// Asks the key distribution center at `address` for a ticket to nobody: whether one answers, with
+/// a result of ConnectResult. Never fails. The request names no account, so none is charged with an
+/// attempt.
+Pending<ProbeOutcome> startKdcProbe(
     EventLoop& loop, const sockaddr_in& address, const std::string& realm,
     std::chrono::milliseconds limit = configuredLimit(PN::KRB5_KDC_TIMEOUT));
+
+/// The same by UDP; fails as startCldapSearch() does.
+Pending<ProbeOutcome> startKdcUdpProbe(EventLoop& loop, const sockaddr_in& address,
+                                       const std::string& realm, std::chrono::milliseconds limit);
 
 /// A connected, non-blocking, close-on-exec TCP socket to the first of `addresses` that accepts.
 /// They are tried in their order, the next one when the last has failed or 250 ms have passed (RFC

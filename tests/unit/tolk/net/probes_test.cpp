@@ -194,7 +194,7 @@ TEST(KdcProbe, OnlyAKdcsAnswerIsOne) {
       {fromHex("00000010 7e0e"), ""},
       {fromHex("00000200 6b82"), ""},
       {"", " closed the connection without an answer"},
-      {std::nullopt, " gave no answer within 0.05 s (krb5.kdc.timeout)"},
+      {std::nullopt, " gave no answer within 0.05 s"},
       {"HTTP/1.0 400 Bad Request", "the answer is not that of a key distribution center"},
   };
   for (const auto& [answer, outcome] : rows) {
@@ -204,7 +204,7 @@ TEST(KdcProbe, OnlyAKdcsAnswerIsOne) {
     server.start();
     EventLoop loop;
     const auto limit = answer ? std::chrono::milliseconds(1h) : 50ms;
-    EXPECT_THAT(startKdcProbe(loop, address, "LAB.TEST", limit).wait(),
+    EXPECT_THAT(startKdcProbe(loop, address, "LAB.TEST", limit).wait().reason,
                 testing::AnyOf(outcome, addressText(address) + outcome));
   }
 }
