@@ -107,7 +107,7 @@ std::string jsonReport(const Judgement& judgement, const facts::Facts& facts) {
   Object object;
   object.text("host", hostOf(facts));
   object.text("domain", facts.join.domain);
-  object.text("site", siteOf(facts));
+  object.text("site", facts.network.site);
   object.flag("joining", facts.run.joining);
   object.text("verdict", tolk::toLower(judgement.word()));
   object.number("status", judgement.exitStatus());

@@ -96,19 +96,23 @@ void writeOffsets(Metrics& metrics, const facts::Facts& facts) {
   metrics.gauge("joincheck_clock_ahead_seconds",
                 "By how much this clock is ahead of a controller's.");
   for (const facts::Controller& controller : facts.network.controllers) {
+    const facts::Endpoint* endpoint = controller.best();
+    if (endpoint == nullptr) continue;
     const auto offset = [&](const char* source, const std::optional<double>& seconds) {
       if (!seconds) return;
       metrics.value(*seconds, {{"controller", controller.name}, {"source", source}});
     };
-    offset("ldap", controller.ldapAhead);
-    offset("ntp", controller.ntpAhead);
+    offset("ldap", endpoint->ldapAhead);
+    offset("ntp", endpoint->ntpAhead);
   }
 }
 
 void writeDurations(Metrics& metrics, const facts::Facts& facts) {
   metrics.gauge("joincheck_answer_seconds", "Until a server answered a service's question.");
   for (const facts::Controller& controller : facts.network.controllers) {
-    for (const facts::Port& port : controller.ports) {
+    const facts::Endpoint* endpoint = controller.best();
+    if (endpoint == nullptr) continue;
+    for (const facts::Port& port : endpoint->ports) {
       if (!port.asked.answered()) continue;
       metrics.value(
           port.asked.seconds,

@@ -74,8 +74,7 @@ void Report::headline() {
   if (!facts_.join.domain.empty()) {
     who += (facts_.run.joining ? ", to be joined to " : " in ") + facts_.join.domain;
   }
-  const std::string site = siteOf(facts_);
-  if (!site.empty()) who += ", site " + site;
+  if (!facts_.network.site.empty()) who += ", site " + facts_.network.site;
   const std::string word = judgement_.word();
   out_ += padded(tolk::printable(who), style_.width - word.size() - 1) + ' ' +
           coloured(word, colourOf(judgement_.exitStatus())) + "\n\n";
@@ -150,13 +149,6 @@ std::string Report::coloured(const std::string& text, const char* code) const {
 
 std::string hostOf(const facts::Facts& facts) {
   return facts.join.joinedHost.empty() ? facts.host.name : facts.join.joinedHost;
-}
-
-std::string siteOf(const facts::Facts& facts) {
-  for (const facts::Controller& controller : facts.network.controllers) {
-    if (!controller.clientSite.empty()) return controller.clientSite;
-  }
-  return {};
 }
 
 std::string textReport(const Judgement& judgement, const facts::Facts& facts,

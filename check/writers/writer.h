@@ -36,7 +36,5 @@ std::string explanation(const Rule& rule);
 
 /// The host's name as it was joined, else as it calls itself.
 std::string hostOf(const facts::Facts& facts);
-/// Where the controllers place this host; "" when none does.
-std::string siteOf(const facts::Facts& facts);
 
 }  // namespace joinscope::check

@@ -15,17 +15,19 @@ TEST(FactsFileTest, GivesBackWhatWasWritten) {
   Facts facts;
   facts.join.domain = "lab.test";
   facts.keytab.mode = std::numeric_limits<std::int64_t>::min();
-  facts.network.controllers.resize(2);
-  facts.network.controllers[1].ntpAhead = -0.25;
-  facts.network.controllers[1].ping = {Outcome::refused, "no\x1b[31m\n\"", 5, 1.5};
+  facts.network.controllers.resize(1);
+  facts.network.controllers[0].endpoints.resize(2);
+  facts.network.controllers[0].endpoints[1].ntpAhead = -0.25;
+  facts.network.controllers[0].endpoints[1].ping = {Outcome::refused, "no\x1b[31m\n\"", 5, 1.5};
   facts.kerberos.config.lookupKdc = false;
   const std::string text = writeFacts(facts);
   EXPECT_EQ(text, writeFacts(readFacts(text)));
   const Facts read = readFacts(text);
-  EXPECT_EQ(facts.network.controllers[1].ping.reason, read.network.controllers[1].ping.reason);
-  EXPECT_EQ(Outcome::refused, read.network.controllers[1].ping.outcome);
-  EXPECT_EQ(-0.25, read.network.controllers[1].ntpAhead);
-  EXPECT_FALSE(read.network.controllers[0].ntpAhead.has_value());
+  EXPECT_EQ(facts.network.controllers[0].endpoints[1].ping.reason,
+            read.network.controllers[0].endpoints[1].ping.reason);
+  EXPECT_EQ(Outcome::refused, read.network.controllers[0].endpoints[1].ping.outcome);
+  EXPECT_EQ(-0.25, read.network.controllers[0].endpoints[1].ntpAhead);
+  EXPECT_FALSE(read.network.controllers[0].endpoints[0].ntpAhead.has_value());
 }
 
 TEST(FactsFileTest, StaysJsonForAnyValue) {
@@ -46,8 +48,8 @@ TEST(FactsFileTest, RefusesWhatIsNoneAndSaysWhere) {
       {"{}", "run.schema is missing"},
       {R"({"run":{"schema":2}})", "written by a newer joincheck; this one reads up to 1"},
       {R"({"run":{"schema":1},"host":{"now":"soon"}})", "host.now is not a whole number"},
-      {R"({"run":{"schema":1},"network":{"controllers":[{},{"ports":[1]}]}})",
-       "network.controllers[1].ports[0] is not an object"},
+      {R"({"run":{"schema":1},"network":{"controllers":[{},{"endpoints":[{"ports":[1]}]}]}})",
+       "network.controllers[1].endpoints[0].ports[0] is not an object"},
       {R"({"run":{"schema":1},"keytab":{"read":{"outcome":"well"}}})",
        "keytab.read.outcome is not the name of an outcome"},
   };
