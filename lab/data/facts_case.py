@@ -1,16 +1,13 @@
 #!/usr/bin/env python3
 """Makes a case of tests/data/facts out of a facts file (joincheck --save) on standard input.
 
-facts_case.py CASE REPORT          the whole, as healthy.json holds it
-facts_case.py CASE REPORT BASE     what differs from the case file BASE
-
-What CASE expects, when it is there, is kept; else it is the first cause and status of REPORT (joincheck --json).
+facts_case.py                    the whole, as healthy.json holds it
+facts_case.py BASE [EXPECTED]    what differs from the case file BASE, with EXPECTED ({"first": "keytab.version"}) in it
 """
 import json
-import os
 import sys
 
-WIDTH = 160
+WIDTH = 118
 LARGE = 1 << 26  # free bytes and files that nobody has to compare
 
 
@@ -50,44 +47,29 @@ def unimportant(key, base, value):
     return key in ("version", "written")
 
 
-def text(value, indent=0, used=0):
-    """JSON with everything on one line that fits behind the `used` columns."""
+def text(value, indent=0):
+    """JSON with everything on one line that fits."""
     line = json.dumps(value, ensure_ascii=False)
-    if used + len(line) < WIDTH or not isinstance(value, (dict, list)) or not value:
+    if len(line) + indent + 40 <= WIDTH or not isinstance(value, (dict, list)) or not value:
         return line
     inner = " " * (indent + 1)
     if isinstance(value, list):
-        parts = [inner + text(part, indent + 1, indent + 1) for part in value]
+        parts = [inner + text(part, indent + 1) for part in value]
         return "[\n" + ",\n".join(parts) + "\n" + " " * indent + "]"
-    names = [f"{inner}{json.dumps(key)}: " for key in value]
-    parts = [name + text(part, indent + 1, len(name)) for name, part in zip(names, value.values())]
+    parts = [inner + json.dumps(key) + ": " + text(part, indent + 1) for key, part in value.items()]
     return "{\n" + ",\n".join(parts) + "\n" + " " * indent + "}"
-
-
-def expectation(case, report):
-    if os.path.exists(case):
-        with open(case, encoding="utf-8") as file:
-            return json.load(file)["expect"]
-    with open(report, encoding="utf-8") as file:
-        found = json.load(file)
-    expected = {"first": (found["firstCauses"] or ["nothing"])[0], "status": str(found["status"])}
-    if not found["firstCauses"]:
-        expected["all warning"] = " ".join(c["id"] for c in found["checks"] if c["outcome"] == "warning")
-    return expected
 
 
 def main():
     facts = shortened(json.load(sys.stdin))
-    case = {"expect": expectation(*sys.argv[1:3])}
-    if len(sys.argv) > 3:
-        with open(sys.argv[3], encoding="utf-8") as file:
+    if len(sys.argv) == 1:
+        facts = {"expect": {"first": "nothing", "all warning": "", "all broken": ""}, **facts}
+    else:
+        with open(sys.argv[1], encoding="utf-8") as file:
             base = json.load(file)
-        base = {key: part for key, part in base.items() if key not in ("expect", "over")}
-        facts = changes(base, facts) or {}
-    over = os.path.basename(sys.argv[-1 if len(sys.argv) > 3 else 1]).removesuffix(".json")
-    if over != "healthy":
-        case["over"] = over
-    print(text({**case, **facts}))
+        base.pop("expect", None)
+        facts = {"expect": json.loads(sys.argv[2]) if len(sys.argv) > 2 else {}, **(changes(base, facts) or {})}
+    print(text(facts))
 
 
 main()
