@@ -1,7 +1,6 @@
 # The libraries from Debian, each as one imported target.
 find_package(PkgConfig REQUIRED)
 find_package(Boost 1.74 REQUIRED)
-find_package(GTest REQUIRED)
 find_package(fmt REQUIRED)
 find_package(spdlog REQUIRED)
 find_package(Threads REQUIRED)
@@ -16,7 +15,10 @@ pkg_check_modules(libarchive REQUIRED IMPORTED_TARGET libarchive)
 pkg_check_modules(tdb REQUIRED IMPORTED_TARGET tdb)
 pkg_check_modules(zlib REQUIRED IMPORTED_TARGET zlib)
 pkg_check_modules(libcurl REQUIRED IMPORTED_TARGET libcurl)
-pkg_check_modules(cpphttplib REQUIRED IMPORTED_TARGET cpp-httplib openssl)
+if(BUILD_TESTING)
+  find_package(GTest REQUIRED)
+  pkg_check_modules(cpphttplib REQUIRED IMPORTED_TARGET cpp-httplib openssl)
+endif()
 
 # com_err gives error_message(); krb5-config's pkg-config file leaves it out. k5crypto names encryption types.
 find_library(COM_ERR_LIBRARY com_err REQUIRED)

@@ -1,5 +1,5 @@
 # Language level, warnings and hardening that every target of the project shares.
-option(JOINSCOPE_WERROR "Treat warnings as errors" ON)
+option(JOINSCOPE_WERROR "Treat warnings as errors; the presets do" OFF)
 option(JOINSCOPE_FUZZ "Build the libFuzzer targets (clang only)" OFF)
 option(JOINSCOPE_BENCH "Build the benchmarks" OFF)
 set(JOINSCOPE_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize= takes them")

@@ -1,9 +1,11 @@
 # The agent on host1: its join settings and its daemon, both by the velkd that is built. They are no part of the
 # snapshot, which must not depend on a build.
 
-# velkdProgram: the velkd to use: $LAB_VELKD when that is set, else the first that is built; false when there is none.
+# velkdProgram: the velkd to use: $LAB_VELKD when that is set, else the first that is built, or installed for an installed
+# lab; false when there is none.
 velkdProgram() {
   local program candidates=("$ROOT"/build/{release,dev,asan}/bin/velkd)
+  [[ $ROOT != /usr/share/* ]] || candidates=(/usr/sbin/velkd)
   [[ -z ${LAB_VELKD:-} ]] || candidates=("$LAB_VELKD")
   for program in "${candidates[@]}"; do
     [[ ! -x $program ]] || { readlink -f "$program"; return 0; }
@@ -12,9 +14,10 @@ velkdProgram() {
 }
 
 # scriptsInstall NODE: the agent's scripts, the program that they use and the version file of the build, where the
-# package puts them.
+# package puts them; an installed lab has them from there.
 scriptsInstall() {
   local program version
+  [[ -d $ROOT/share ]] || return 0
   inNode "$1" mkdir -p /usr/share/orvald/{bin,etc,kerberos/bin} /usr/libexec/orvald
   inNode "$1" cp -p "$ROOT"/share/. -r /usr/share/orvald/bin
   inNode "$1" ln -sf /usr/bin/klist /usr/share/orvald/kerberos/bin/klist

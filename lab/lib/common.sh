@@ -4,7 +4,6 @@
 # are only hints: each is checked against that mark before it is used or signalled, so that neither a reboot nor
 # a reused id can make the lab touch a stranger.
 
-labRoot=$ROOT/build/lab
 state=$labRoot/$labName
 realm=LAB.TEST
 domain=lab.test

@@ -23,10 +23,10 @@ shift
 
 # The process id in the file counts only if that process still carries the marks of this lab and host.
 marks=0
-{ read -r pid <"$ROOT/build/lab/$labName/nodes/$host/pid"; } 2>/dev/null || fail "no host '$host' is up; run: lab up"
+{ read -r pid <"$labRoot/$labName/nodes/$host/pid"; } 2>/dev/null || fail "no host '$host' is up; run: lab up"
 while ((marks < 2)) && IFS= read -r -d '' entry; do
   case $entry in
-    "JOINSCOPE_LAB=$ROOT/build/lab/$labName" | "JOINSCOPE_NODE=$host") ((marks += 1)) ;;
+    "JOINSCOPE_LAB=$labRoot/$labName" | "JOINSCOPE_NODE=$host") ((marks += 1)) ;;
   esac
 done 2>/dev/null <"/proc/$pid/environ" || true
 ((marks == 2)) || fail "host '$host' has died; run: lab up"

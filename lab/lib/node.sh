@@ -60,7 +60,7 @@ nodeUp() {
   mkdir -p "$dir/root"
   exec {pipe}< <(exec setsid env -i "${nodeEnvironment[@]}" "JOINSCOPE_NODE=$name" unshare --net --uts --mount --ipc --pid \
     --fork --kill-child --propagation private bash "$ROOT/lab/lib/node_init.sh" \
-    "$ROOT" "$dir/root" "$name" "$address" "$dcAddress" "$domain" </dev/null 2>"$dir/log" 8<&- 9<&-)
+    "$shared" "$dir/root" "$name" "$address" "$dcAddress" "$domain" </dev/null 2>"$dir/log" 8<&- 9<&-)
   if ! read -r -t 20 line pid <&"$pipe" || [[ $line != ready ]]; then
     exec {pipe}<&-
     die "node '$name' did not start: $(tail -n 3 "$dir/log")"

@@ -1,7 +1,7 @@
 # PID 1 of a node: gives it a root file system of its own, then waits. Started by nodeUp in fresh namespaces.
-# Arguments: project root, mount point, node name, its address, name server, domain.
+# Arguments: shared folder, mount point, node name, its address, name server, domain.
 set -euo pipefail
-project=$1 mountPoint=$2 name=$3 address=$4 nameServer=$5 domain=$6
+shared=$1 mountPoint=$2 name=$3 address=$4 nameServer=$5 domain=$6
 
 # The process id as the lab's machine counts; the node's own /proc, mounted below, will say 1.
 read -r outerPid _ </proc/self/stat
@@ -37,22 +37,24 @@ mountDevices() {
   ln -s /proc/self/fd/2 root/dev/stderr
 }
 
-# The project is the one place that is shared with the machine. Folders above it become passable for all (in this
-# node only), so that a user other than root can run what was built.
-mountProject() {
-  local folder=$project
-  mkdir -p "root$project"
+# One folder is shared with the machine: the project, or the state of an installed lab. Folders above it become
+# passable for all (in this node only), so that a user other than root can run what was built.
+mountShared() {
+  local folder=$shared
+  mkdir -p "root$shared"
   while [[ $folder == */?* ]]; do
     folder=${folder%/*}
     [[ -z $folder ]] || chmod o+x "root$folder"
   done
-  mount --bind "$project" "root$project"
+  mount --bind "$shared" "root$shared"
 }
 
 # Identity, and nothing of what this machine may know about a domain of its own.
 writeIdentity() {
   rm -rf root/etc/{hosts,hostname,resolv.conf,krb5.conf,krb5.conf.d,krb5.keytab,orvald} root/var/orvald \
-    root/usr/{share,libexec}/orvald root/var/log/orvald.log root/etc/selinux root/etc/apparmor.d
+    root/var/log/orvald.log root/etc/selinux root/etc/apparmor.d
+  # What the machine has installed is the agent of an installed lab alone.
+  [[ $shared == /var/lib/* ]] || rm -rf root/usr/{share,libexec}/orvald
   echo "$name" >root/etc/hostname
   printf '127.0.0.1 localhost\n::1 localhost ip6-localhost\n%s %s.%s %s\n' "$address" "$name" "$domain" "$name" >root/etc/hosts
   printf 'search %s\nnameserver %s\noptions timeout:2 attempts:1\n' "$domain" "$nameServer" >root/etc/resolv.conf
@@ -70,7 +72,7 @@ hostname "$name"
 ulimit -n 16384 2>/dev/null || true
 mountRoot
 mountDevices
-mountProject
+mountShared
 writeIdentity
 # Stacked on itself and taken off below, as pivot_root(2) describes: no folder of the root is needed for the old one.
 cd root

@@ -1,7 +1,7 @@
-# ./dev setup [--quiet]: installs the packages of tools/packages/*.txt that are missing.
+# ./dev setup [--quiet] [LIST...]: installs the packages of tools/packages/LIST.txt that are missing (build and lab).
 
 # wantedPackages: the names in the lists, without comments.
-wantedPackages() { sed 's/#.*//' "$ROOT"/tools/packages/*.txt | awk 'NF { print $1 }' | sort -u; }
+wantedPackages() { sed 's/#.*//' "${lists[@]/%/.txt}" | awk 'NF { print $1 }' | sort -u; }
 
 # missingPackages: those of them that are not installed.
 missingPackages() {
@@ -54,13 +54,14 @@ apt() {
 }
 
 run() {
-  local quiet='' missing log
-  case ${1:-} in
-    '') ;;
-    --quiet) quiet=yes ;;
-    *) die "setup: unknown argument '$1' (only --quiet is known)" ;;
-  esac
-  command -v apt-get dpkg-query >/dev/null || die "setup: this is no Debian; install what tools/packages/*.txt lists"
+  local quiet='' missing log lists=(build lab)
+  if [[ ${1:-} == --quiet ]]; then quiet=yes; shift; fi
+  (($# == 0)) || lists=("$@")
+  lists=("${lists[@]/#/$ROOT/tools/packages/}")
+  for missing in "${lists[@]}"; do
+    [[ -f $missing.txt ]] || die "setup: there is no $missing.txt; --quiet is the one option"
+  done
+  command -v apt-get dpkg-query >/dev/null || die "setup: this is no Debian; install what tools/packages/ lists"
   missing=$(missingPackages)
   if [[ -z $missing ]]; then
     [[ -n $quiet ]] || say "setup: every package is there"
