@@ -37,7 +37,7 @@ checkHeads() { tracked '*.cpp' '*.h' ':!tests' | xargs -r awk 'FNR == 1 && !/^\/
 checkStray() {
   {
     tracked | while IFS= read -r file; do [[ -s $file ]] || echo "$file: is empty"; done
-    tracked | grep -vE '/|^(\..*|[A-Z]+\.md|LICENSE|CMake(Lists\.txt|Presets\.json)|dev)$' | sed 's/$/: does not belong in the root/'
+    tracked | sed -E '\#/|^(\..*|[A-Z]+\.md|LICENSE|CMake(Lists\.txt|Presets\.json)|dev)$#d; s/$/: does not belong in the root/'
   } | { ! grep .; }
 }
 
