@@ -19,7 +19,11 @@ constexpr std::int64_t kDesOnly = 0x200000;
 constexpr std::int64_t kLocked = 0x10;
 
 const char kToBeJoined[] = "This host is to be joined.";
-const char kNobodyTold[] = "Neither a KDC nor the directory has told.";
+
+Verdict nobodyTold(const Facts& facts) {
+  if (!facts.host.root && facts.keytab.keys.empty()) return unknown("Needs root.");
+  return unknown("Neither a KDC nor the directory has told.");
+}
 
 bool isRead(const Facts& facts) {
   return facts.directory.account.read.answered();
@@ -49,7 +53,7 @@ Verdict judgeExists(const Facts& facts) {
   if (isRead(facts)) return fine(account.dn);
   return troubleIn(facts.kerberos.login) == AccountTrouble::unknown &&
                  !isRefusedWith(login, KRB5KDC_ERR_CLIENT_REVOKED)
-             ? unknown(kNobodyTold)
+             ? nobodyTold(facts)
              : fine();
 }
 
@@ -64,7 +68,7 @@ Verdict judgeFlag(const Facts& facts, AccountTrouble trouble, bool byDirectory,
     return evident(broken(text + " (" + evidence + ").", std::move(next)));
   }
   const bool known = isRead(facts) || troubleIn(facts.kerberos.login) != AccountTrouble::unknown;
-  return known ? fine() : unknown(kNobodyTold);
+  return known ? fine() : nobodyTold(facts);
 }
 
 Verdict judgeEnabled(const Facts& facts) {
@@ -97,7 +101,7 @@ Verdict judgeLocked(const Facts& facts) {
 }
 
 Verdict judgeAge(const Facts& facts) {
-  if (!isRead(facts)) return unknown("The account was not read.");
+  if (!isRead(facts)) return withoutAccount(facts);
   const std::int64_t set = facts.directory.account.passwordSet;
   if (set == 0) return unknown("The directory does not tell when the password was set.");
   constexpr std::int64_t kDay = 86400;
@@ -112,7 +116,7 @@ Verdict judgeAge(const Facts& facts) {
 }
 
 Verdict judgeEncryption(const Facts& facts) {
-  if (!isRead(facts)) return unknown("The account was not read.");
+  if (!isRead(facts)) return withoutAccount(facts);
   const Account& account = facts.directory.account;
   const std::int64_t types = account.encryptionTypes;
   constexpr std::int64_t kAes = 0x18;
@@ -134,7 +138,7 @@ Verdict judgeEncryption(const Facts& facts) {
 }
 
 Verdict judgeDelegation(const Facts& facts) {
-  if (!isRead(facts)) return unknown("The account was not read.");
+  if (!isRead(facts)) return withoutAccount(facts);
   if ((facts.directory.account.control & kUnconstrained) == 0) return fine();
   return warning(
       "The account is trusted for unconstrained delegation: whoever controls this host "

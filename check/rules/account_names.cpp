@@ -12,8 +12,6 @@ namespace {
 using facts::Account;
 using facts::Facts;
 
-const char kNotRead[] = "The account was not read.";
-
 /// The full name under which this host is joined; "" when nobody tells it.
 std::string fullName(const Facts& facts) {
   if (!facts.join.joinedHost.empty()) return facts.join.joinedHost;
@@ -34,7 +32,7 @@ bool hasSpn(const Account& account, const std::string& spn) {
 
 Verdict judgeSpns(const Facts& facts) {
   const Account& account = facts.directory.account;
-  if (!account.read.answered()) return unknown(kNotRead);
+  if (!account.read.answered()) return withoutAccount(facts);
   std::string missing;
   std::string command = "adcli update";
   for (const std::string& name : {fullName(facts), shortName(facts)}) {
@@ -57,7 +55,7 @@ std::string nameIn(const std::string& dn) {
 
 Verdict judgeDuplicates(const Facts& facts) {
   const Account& account = facts.directory.account;
-  if (!account.read.answered()) return unknown(kNotRead);
+  if (!account.read.answered()) return withoutAccount(facts);
   if (!account.claims.answered()) {
     return unknown("Who else has its names was not found out: " + account.claims.reason);
   }
@@ -76,7 +74,7 @@ Verdict judgeDuplicates(const Facts& facts) {
 
 Verdict judgeDnsName(const Facts& facts) {
   const Account& account = facts.directory.account;
-  if (!account.read.answered()) return unknown(kNotRead);
+  if (!account.read.answered()) return withoutAccount(facts);
   const std::string name = fullName(facts);
   if (tolk::equalsIgnoringCase(account.dnsHostName, name)) return fine(account.dnsHostName);
   const std::string theirs =

@@ -122,6 +122,29 @@ bool isRefusedWith(const facts::Asked& asked, std::int64_t code) {
   return asked.outcome == facts::Outcome::refused && asked.code == code;
 }
 
+namespace {
+
+Verdict withoutEvidence(const facts::Facts& facts, const std::string& text) {
+  if (facts.run.joining) return notMeant("This host is to be joined.");
+  if (!facts.host.root && facts.keytab.keys.empty()) return unknown("Needs root.");
+  return unknown(text);
+}
+
+}  // namespace
+
+Verdict withoutKeys(const facts::Facts& facts) {
+  return withoutEvidence(facts, "No key of the account was read.");
+}
+
+Verdict withoutAccount(const facts::Facts& facts) {
+  return withoutEvidence(facts, "The account was not read.");
+}
+
+std::string notAskedText(const facts::Asked& asked) {
+  if (asked.reason == "needs root") return "Needs root.";
+  return asked.reason.empty() ? "It was not reached in this run." : "Not tried: " + asked.reason;
+}
+
 std::string accountName(const facts::Facts& facts) {
   const std::string& account = facts.kerberos.account;
   if (!account.empty()) return account.substr(0, account.rfind('@'));

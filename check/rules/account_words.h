@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "check/rule.h"
 #include "facts/facts.h"
 
 namespace joinscope::check {
@@ -30,6 +31,14 @@ enum class AccountTrouble { none, unknown, disabled, expired, locked, passwordEx
 AccountTrouble troubleIn(const facts::Login& login);
 
 bool isRefusedWith(const facts::Asked& asked, std::int64_t code);
+
+/// The verdict on what needs a key of the keytab, or the account as the directory shows it, where
+/// there is none to judge.
+Verdict withoutKeys(const facts::Facts& facts);
+Verdict withoutAccount(const facts::Facts& facts);
+
+/// Why a question was not asked.
+std::string notAskedText(const facts::Asked& asked);
 
 /// The account's name as commands take it: "HOST1$".
 std::string accountName(const facts::Facts& facts);

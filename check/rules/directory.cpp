@@ -19,10 +19,6 @@ bool wantsSecurity(const Asked& bind) {
          (bind.code == kStrongerAuthRequired || bind.code == kConfidentialityRequired);
 }
 
-std::string notAskedText(const Asked& asked) {
-  return asked.reason.empty() ? "It was not reached in this run." : "Not tried: " + asked.reason;
-}
-
 Verdict judgeSigning(const Facts& facts) {
   const Directory& directory = facts.directory;
   if (wantsSecurity(directory.bind)) {
@@ -62,7 +58,7 @@ Verdict judgeOwnObject(const Facts& facts) {
 Verdict judgeCatalog(const Facts& facts) {
   const Asked& catalog = facts.directory.catalog;
   if (catalog.answered()) return fine(facts.directory.catalogServer);
-  if (!catalog.asked()) return unknown(notAskedText(catalog));
+  if (!catalog.asked()) return unknown(notAskedText(facts.directory.bind));
   return broken(
       "No global catalog lets " + facts.directory.boundAs + " in: " + catalog.reason +
           ". Logins with names of other domains and universal groups fail.",
@@ -71,7 +67,7 @@ Verdict judgeCatalog(const Facts& facts) {
 
 Verdict judgeTrusts(const Facts& facts) {
   const Directory& directory = facts.directory;
-  if (!directory.trusts.asked()) return unknown(notAskedText(directory.trusts));
+  if (!directory.trusts.asked()) return unknown(notAskedText(directory.bind));
   if (!directory.trusts.answered()) {
     return warning("The trusted domains cannot be read: " + directory.trusts.reason);
   }

@@ -2,6 +2,7 @@
 #include <string>
 
 #include "check/rule.h"
+#include "check/rules/account_words.h"
 
 namespace joinscope::check {
 namespace {
@@ -37,7 +38,7 @@ Verdict judgeSettings(const Facts& facts) {
 
 Verdict judgeSid(const Facts& facts) {
   if (facts.join.domainSid.empty()) return notMeant("The join settings record no identifier.");
-  if (facts.directory.domainSid.empty()) return unknown("The domain's identifier was not read.");
+  if (facts.directory.domainSid.empty()) return unknown(notAskedText(facts.directory.bind));
   if (facts.join.domainSid == facts.directory.domainSid) return fine();
   return broken("The join settings record the domain " + facts.join.domainSid + ", but " +
                     facts.join.domain + " is " + facts.directory.domainSid +

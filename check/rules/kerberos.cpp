@@ -154,7 +154,7 @@ Verdict judgeEncryption(const Facts& facts) {
   if (!account.empty() && common(permitted, account).empty()) {
     return broken(start + "the account's are " + encryptionTexts(account) + ".", next);
   }
-  return keys.empty() ? unknown("There is no key to compare with.") : fine();
+  return keys.empty() ? withoutKeys(facts) : fine();
 }
 
 constexpr Rule kRules[] = {

@@ -48,7 +48,7 @@ std::vector<std::string> joinAgain(const Facts& facts) {
 Verdict judgeVersion(const Facts& facts) {
   const facts::Account& account = facts.directory.account;
   const std::int64_t newest = newestVersion(facts);
-  if (newest == 0) return unknown("The keytab has no key of the account.");
+  if (newest == 0) return withoutKeys(facts);
   if (account.keyVersion == 0) return unknown("The directory's version was not read.");
   const std::string theirs = "version " + std::to_string(account.keyVersion) + " (changed " +
                              utcText(account.passwordSet) + ")";
@@ -87,10 +87,8 @@ std::string refusalText(const Facts& facts, const ProvedKey& key) {
 }
 
 Verdict judgeKeys(const Facts& facts) {
-  if (facts.run.joining) return notMeant("This host is to be joined.");
   const std::vector<ProvedKey>& keys = facts.kerberos.keys;
-  if (keys.empty())
-    return unknown(facts.host.root ? "The keytab has no key to show." : "Needs root.");
+  if (keys.empty()) return withoutKeys(facts);
   if (isBehind(facts)) return unknown("Older than the account's password: not judged key by key.");
   if (const ProvedKey* refused = firstRefused(facts); refused != nullptr) {
     return evident(broken(refusalText(facts, *refused), joinAgain(facts)));
@@ -123,7 +121,7 @@ bool lacksWantedType(const Facts& facts) {
 
 Verdict judgeEncryption(const Facts& facts) {
   const std::vector<ProvedKey>& keys = facts.kerberos.keys;
-  if (keys.empty()) return unknown("The keytab has no key of the account.");
+  if (keys.empty()) return withoutKeys(facts);
   if (lacksWantedType(facts)) {
     return broken("The KDC wants AES, and " + facts.keytab.path + " has keys of " +
                       encryptionText(keys.front().encryption) +
@@ -145,7 +143,7 @@ Verdict judgeEncryption(const Facts& facts) {
   }
   const std::int64_t type = ticketType(facts);
   if (type == 0 && !facts.directory.account.read.answered()) {
-    return unknown("The account's types were not read.");
+    return withoutAccount(facts);
   }
   const bool has =
       std::ranges::any_of(keys, [type](const ProvedKey& key) { return key.encryption == type; });

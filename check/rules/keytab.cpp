@@ -3,6 +3,7 @@
 #include <string>
 
 #include "check/rule.h"
+#include "check/rules/account_words.h"
 #include "tolk/base/text.h"
 
 namespace joinscope::check {
@@ -58,7 +59,7 @@ Verdict judgeModes(const Facts& facts) {
 
 Verdict judgeRealm(const Facts& facts) {
   const facts::Keytab& keytab = facts.keytab;
-  if (keytab.keys.empty()) return unknown("No key was read.");
+  if (keytab.keys.empty()) return withoutKeys(facts);
   const std::string realm = tolk::toUpper(facts.join.domain);
   const bool found = std::ranges::any_of(
       keytab.keys, [&](const facts::Key& key) { return tolk::toUpper(key.realm) == realm; });
@@ -70,7 +71,7 @@ Verdict judgeRealm(const Facts& facts) {
 
 Verdict judgeHostKeys(const Facts& facts) {
   const facts::Keytab& keytab = facts.keytab;
-  if (keytab.keys.empty()) return unknown("No key was read.");
+  if (keytab.keys.empty()) return withoutKeys(facts);
   if (keytab.account.empty()) {
     return broken(keytab.path + " has no key of a computer account (NAME$@REALM).",
                   {"adcli join " + facts.join.domain});

@@ -13,10 +13,6 @@ using facts::Facts;
 
 constexpr char kNothingNamed[] = "No domain is named.";
 
-std::string notAskedText(const Asked& asked) {
-  return asked.reason.empty() ? "It was not reached in this run." : "Not tried: " + asked.reason;
-}
-
 Verdict judgeLogin(const Facts& facts) {
   if (facts.run.joining) return notMeant("This host is to be joined.");
   const Asked& asked = facts.kerberos.login.asked;
@@ -50,6 +46,7 @@ Verdict judgeHostWay(const Facts& facts) {
   if (way.ticket.answered()) {
     return fine("By krb5.conf, too: ticket for ldap/" + way.canonicalName);
   }
+  if (facts.run.joining && way.lookup.answered()) return fine("The controller's name is found");
   if (!way.step.empty()) return unknown("The run ended while it asked for " + way.step + ".");
   return unknown(notAskedText(way.login.asked));
 }

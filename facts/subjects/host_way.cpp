@@ -169,7 +169,8 @@ void HostWayQuestions::nameController() {
 void HostWayQuestions::logIn(const Kerberos& own) {
   Asked& asked = way_.login.asked;
   if (!own.login.asked.answered()) {
-    asked.reason = "the login by the own way did not succeed";
+    asked.reason = own.login.asked.asked() ? "the login by the own way did not succeed"
+                                           : own.login.asked.reason;
     return;
   }
   const bool nobody = std::ranges::none_of(
