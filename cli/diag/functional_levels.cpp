@@ -62,10 +62,8 @@ std::optional<bool> askMode(TaskContext& context, const tolk::ADObject& rootDse,
     }
     const auto binding = getBinding(context, server.c_str(), &verbose);
     if (binding) return binding->isMixedMode();
-  } catch (const tolk::LDAPException& e) {
-    verbose << prefix(2) << "LDAP: " << tolk::printable(e.what()) << '\n';
   } catch (const std::exception& e) {
-    verbose << prefix(2) << "Exception: " << tolk::printable(e.what()) << '\n';
+    tellReadFailure(verbose, e);
   }
   return {};
 }

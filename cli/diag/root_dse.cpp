@@ -27,10 +27,8 @@ tolk::ADObject take(tolk::RootDseReads& reads, const std::string& server, std::o
       verbose << prefix(2) << "Retrieve DC root object\n" << std::flush;
     }
     return reads.take(server);
-  } catch (const tolk::LDAPException& e) {
-    verbose << prefix(2) << "LDAP: " << tolk::printable(e.what()) << '\n';
   } catch (const std::exception& e) {
-    verbose << prefix(2) << "Exception: " << tolk::printable(e.what()) << '\n';
+    tellReadFailure(verbose, e);
   }
   return {};
 }
@@ -51,6 +49,12 @@ void readRootDses(const std::vector<std::string>& servers, std::ostream& verbose
     for (const std::string& server : group) show(server, take(reads, server, verbose));
     rest = rest.subspan(group.size());
   }
+}
+
+void tellReadFailure(std::ostream& verbose, const std::exception& failure) {
+  const bool ofLdap = dynamic_cast<const tolk::LDAPException*>(&failure) != nullptr;
+  verbose << prefix(2) << (ofLdap ? "LDAP: " : "Exception: ") << tolk::printable(failure.what())
+          << '\n';
 }
 
 std::string readAttribute(const tolk::ADObject& object, const std::string& name,

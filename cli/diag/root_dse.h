@@ -2,6 +2,7 @@
 // failure is an empty value and a line of diagnostics.
 #pragma once
 
+#include <exception>
 #include <functional>
 #include <optional>
 #include <ostream>
@@ -23,6 +24,9 @@ tolk::ADObject readRootDse(const std::string& server, std::ostream* verbose);
 using ShowRootDse = std::function<void(const std::string& server, tolk::ADObject rootDse)>;
 void readRootDses(const std::vector<std::string>& servers, std::ostream& verbose,
                   const ShowRootDse& show);
+
+/// Tells `verbose` why a directory could not be read.
+void tellReadFailure(std::ostream& verbose, const std::exception& failure);
 
 /// The attribute's first value, or empty.
 std::string readAttribute(const tolk::ADObject& object, const std::string& name,
