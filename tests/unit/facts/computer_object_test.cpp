@@ -30,6 +30,10 @@ TEST(ComputerObject, FlagsOfTheAccount) {
     EXPECT_EQ(claimantOf(account(row.control)).disabled, row.disabled);
   }
   EXPECT_FALSE(claimantOf(account("x")).disabled);
+  tolk::ADObject types = account(nullptr);
+  EXPECT_FALSE(accountFacts(types).encryptionTypes);
+  types[tolk::AD_SUPPORTED_ENCTYPES] = std::string("-2147483644");
+  EXPECT_EQ(accountFacts(types).encryptionTypes, 0x80000004);
   EXPECT_THROW(accountFacts(account("x")), tolk::SystemException);
 }
 
