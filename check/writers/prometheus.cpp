@@ -92,6 +92,11 @@ void writeChecks(Metrics& metrics, const Judgement& judgement) {
   if (place == 0) metrics.value(0, {{"id", "none"}});
 }
 
+void writeHost(Metrics& metrics, const facts::Facts& facts) {
+  metrics.gauge("joincheck_host_info", "Always 1: the domain, and where the controllers place us.");
+  metrics.value(1, {{"domain", facts.join.domain}, {"site", facts.network.site}});
+}
+
 void writeOffsets(Metrics& metrics, const facts::Facts& facts) {
   metrics.gauge("joincheck_clock_ahead_seconds",
                 "By how much this clock is ahead of a controller's.");
@@ -138,6 +143,7 @@ void writeStatus(Metrics& metrics, int status) {
 std::string prometheusReport(const Judgement& judgement, const facts::Facts& facts) {
   Metrics metrics;
   writeStatus(metrics, judgement.exitStatus());
+  writeHost(metrics, facts);
   writeChecks(metrics, judgement);
   writeOffsets(metrics, facts);
   writeDurations(metrics, facts);
