@@ -1,6 +1,8 @@
 // What this host knows by itself is written before anybody is waited for.
 #include "cli/status/join_status.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <cstdint>
 #include <ctime>
@@ -61,6 +63,12 @@ void writePasswordLastSet(const Run& run) {
   if (lastSet != kUnavailable) writeLine(std::cout, "Last password set:", lastSet);
 }
 
+/// For somebody who reads along: the report has no place for a cause.
+void pointToTheCause(AgentState state) {
+  if (state == AgentState::connected || ::isatty(STDERR_FILENO) != 1) return;
+  std::cerr << "joincheck(1) names the first cause of this, and what to do about it.\n";
+}
+
 }  // namespace
 
 int joinStatusReport(TaskContext& context, const char* server, std::ostream* verbose) {
@@ -84,6 +92,7 @@ int joinStatusReport(TaskContext& context, const char* server, std::ostream* ver
   }
   writeLine(std::cout, "Orvald mode:", agentStateName(state));
   std::cout.flush();
+  pointToTheCause(state);
   return exit_status::kSuccess;
 }
 

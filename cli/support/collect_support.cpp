@@ -11,6 +11,7 @@
 
 #include "cli/common/command_runner.h"
 #include "cli/common/exit_status.h"
+#include "cli/support/join_verdict.h"
 #include "cli/support/report_file.h"
 #include "cli/support/support_paths.h"
 #include "cli/support/support_report.h"
@@ -60,6 +61,7 @@ int collectSupport(TaskContext& context, const char* outputFile, const char* ext
   const int status = SupportReport(Run(context, server, verbose), file.watcher()).write();
   if (!file.restore()) return exit_status::kMiscError;
   warnAboutLog();
+  collectJoinVerdict(temporary);
   runScripts(temporary, extraPaths, path);
   return status;
 }

@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
 """Makes a case of tests/data/facts out of a facts file (joincheck --save) on standard input.
 
-facts_case.py                    the whole, as healthy.json holds it
-facts_case.py BASE [EXPECTED]    what differs from the case file BASE, with EXPECTED ({"first": "keytab.version"}) in it
+facts_case.py CASE REPORT          the whole, as healthy.json holds it
+facts_case.py CASE REPORT BASE     what differs from the case file BASE
+
+What CASE expects, when it is there, is kept; else it is the first cause and status of REPORT (joincheck --json).
 """
 import json
+import os
 import sys
 
-WIDTH = 118
-LARGE = 1 << 26  # free bytes and files that nobody has to compare
+WIDTH = 160
+PLENTY = {"freeBytes": 1 << 26, "freeFiles": 1 << 20}  # more than that nobody has to compare
 
 
 def shortened(value, name=""):
@@ -22,9 +25,7 @@ def shortened(value, name=""):
         return [shortened(part) for part in value]
     if isinstance(value, float):
         return round(value, 3)
-    if name in ("freeBytes", "freeFiles"):
-        return min(value, LARGE)
-    return value
+    return min(value, PLENTY.get(name, value)) if isinstance(value, int) else value
 
 
 def changes(base, value):
@@ -44,32 +45,47 @@ def unimportant(key, base, value):
     """Whether a member differs from run to run."""
     if key in ("seconds", "ldapAhead", "ntpAhead"):
         return abs((base.get(key) or 0) - (value.get(key) or 0)) < 0.3
-    return key in ("version", "written")
+    return key == "written" or (key == "version" and "schema" in value)
 
 
-def text(value, indent=0):
-    """JSON with everything on one line that fits."""
+def text(value, indent=0, used=0):
+    """JSON with everything on one line that fits behind the `used` columns."""
     line = json.dumps(value, ensure_ascii=False)
-    if len(line) + indent + 40 <= WIDTH or not isinstance(value, (dict, list)) or not value:
+    if used + len(line) < WIDTH or not isinstance(value, (dict, list)) or not value:
         return line
     inner = " " * (indent + 1)
     if isinstance(value, list):
-        parts = [inner + text(part, indent + 1) for part in value]
+        parts = [inner + text(part, indent + 1, indent + 1) for part in value]
         return "[\n" + ",\n".join(parts) + "\n" + " " * indent + "]"
-    parts = [inner + json.dumps(key) + ": " + text(part, indent + 1) for key, part in value.items()]
+    names = [f"{inner}{json.dumps(key)}: " for key in value]
+    parts = [name + text(part, indent + 1, len(name)) for name, part in zip(names, value.values())]
     return "{\n" + ",\n".join(parts) + "\n" + " " * indent + "}"
+
+
+def expectation(case, report):
+    if os.path.exists(case):
+        with open(case, encoding="utf-8") as file:
+            return json.load(file)["expect"]
+    with open(report, encoding="utf-8") as file:
+        found = json.load(file)
+    expected = {"first": (found["firstCauses"] or ["nothing"])[0], "status": str(found["status"])}
+    if not found["firstCauses"]:
+        expected["all warning"] = " ".join(c["id"] for c in found["checks"] if c["outcome"] == "warning")
+    return expected
 
 
 def main():
     facts = shortened(json.load(sys.stdin))
-    if len(sys.argv) == 1:
-        facts = {"expect": {"first": "nothing", "all warning": "", "all broken": ""}, **facts}
-    else:
-        with open(sys.argv[1], encoding="utf-8") as file:
+    case = {"expect": expectation(*sys.argv[1:3])}
+    if len(sys.argv) > 3:
+        with open(sys.argv[3], encoding="utf-8") as file:
             base = json.load(file)
-        base.pop("expect", None)
-        facts = {"expect": json.loads(sys.argv[2]) if len(sys.argv) > 2 else {}, **(changes(base, facts) or {})}
-    print(text(facts))
+        base = {key: part for key, part in base.items() if key not in ("expect", "over")}
+        facts = changes(base, facts) or {}
+    over = os.path.basename(sys.argv[-1 if len(sys.argv) > 3 else 1]).removesuffix(".json")
+    if over != "healthy":
+        case["over"] = over
+    print(text({**case, **facts}))
 
 
 main()

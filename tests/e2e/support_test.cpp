@@ -72,10 +72,11 @@ TEST_F(SupportTest, ReportAndBundleInPrivateFiles) {
   EXPECT_EQ(lab.member.must("ls -A /var/orvald/tmp | grep ^bundle || echo none"), "none\n");
   EXPECT_THAT(lab.member.must("tar tzvf " + kReport + ".tar.gz"),
               AllOf(HasSubstr(" ./tmp/more/link -> /etc/shadow\n"), HasSubstr(" ./tmp/victim\n"),
-                    HasSubstr("/stacktrace.txt\n"), HasSubstr("more/a\\n/etc/hostname\\nb\n"),
-                    Not(HasSubstr(" ./etc/hostname"))));
+                    HasSubstr("/stacktrace.txt\n"), HasSubstr("/joincheck.json\n"),
+                    HasSubstr("more/a\\n/etc/hostname\\nb\n"), Not(HasSubstr(" ./etc/hostname"))));
   const std::string packed = lab.member.must("tar xzOf " + kReport + ".tar.gz");
   EXPECT_THAT(packed, AllOf(HasSubstr("Join Status:\n"), HasSubstr("plain: shown\n"),
+                            HasSubstr("{\"run\":{\"schema\":1,"), HasSubstr("\nExit status "),
                             HasSubstr("proxy.password: (left out)"), HasSubstr("hello"),
                             HasSubstr("kpasswd: 464\npasswd: files systemd\nDB_PWD=(left out)\n"),
                             Not(HasSubstr(marker))));

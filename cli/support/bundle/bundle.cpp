@@ -78,7 +78,11 @@ class Bundle {
     addOne(report_, TextKind::report, Oversize::keepStart);
     std::array<char, PATH_MAX> folder{};
     if (tolk::GetPellionTempDirForCurrentUser(folder.data(), folder.size()) == 0) {
-      addOne(std::string(folder.data()) + "/stacktrace.txt", TextKind::plain, Oversize::keepStart);
+      const std::string temporary = folder.data();
+      addOne(temporary + "/stacktrace.txt", TextKind::plain, Oversize::keepStart);
+      // Facts have no secret in them, and would be no JSON any more with a value left out.
+      addOne(temporary + "/joincheck.json", TextKind::report, Oversize::leaveOut);
+      addOne(temporary + "/joincheck.txt", TextKind::plain, Oversize::keepStart);
     }
     addOne("/var/log/orvald.log", TextKind::plain, Oversize::keepEnd);
     // What logrotate(8) took of it last.
