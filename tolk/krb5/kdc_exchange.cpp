@@ -61,13 +61,11 @@ class Attempt {
 
   /// Whether more may follow at once.
   bool receive() {
-    char* target = lengthText_ + received_;
-    std::size_t room = kLengthBytes - received_;
-    if (received_ >= kLengthBytes) {
-      target = reply_.data() + (received_ - kLengthBytes);
-      room = kLengthBytes + reply_.size() - received_;
-      if (room == 0) return false;
-    }
+    const bool inReply = received_ >= kLengthBytes;
+    char* const target =
+        inReply ? reply_.data() + (received_ - kLengthBytes) : lengthText_ + received_;
+    const std::size_t room = kLengthBytes + (inReply ? reply_.size() : 0) - received_;
+    if (room == 0) return false;
     const ssize_t count = ::recv(fd_.get(), target, room, 0);
     if (count > 0)
       received_ += static_cast<std::size_t>(count);

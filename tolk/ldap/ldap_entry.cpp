@@ -55,6 +55,8 @@ int parsePageCookie(LDAP* ld, LDAPControl** controls, std::string& cookie) {
   cookie.clear();
   LDAPControl* control = ldap_control_find(LDAP_CONTROL_PAGEDRESULTS, controls, nullptr);
   if (control == nullptr) return LDAP_SUCCESS;
+  // The library ends the process for one without a value, and for an empty one.
+  if (control->ldctl_value.bv_len == 0) return LDAP_DECODING_ERROR;
   ber_int_t estimate = 0;
   berval raw{};
   const int rc = ldap_parse_pageresponse_control(ld, control, &estimate, &raw);
