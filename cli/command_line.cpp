@@ -85,10 +85,10 @@ std::string yesOrNo(bool value) {
 }
 
 void dumpOptions(const Options& options, const UserCredentials& credentials) {
-  const tolk::Logger& logger = tolk::Logger::GetThreadPrivateLogger("cli.joinscope");
   for (const std::string& line : verboseLines(options, credentials)) {
-    logger.log(tolk::LogLevel::debug, line,
-               tolk::LogSource{.file = "cli_info", .function = "ParseCommandLineOpts"});
+    tolk::Logger::GetThreadPrivateLogger("cli.joinscope")
+        .log(tolk::LogLevel::debug, line,
+             tolk::LogSource{.file = "cli_info", .function = "ParseCommandLineOpts"});
     std::cerr << line + '\n';
   }
 }

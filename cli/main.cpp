@@ -10,20 +10,21 @@
 
 namespace {
 
-int fail(const tolk::Logger& logger, const std::string& reason) {
+int fail(const std::string& reason) {
   const std::string text = "Error: " + reason;
-  logger.log(tolk::LogLevel::debug, text, tolk::LogSource{.file = "cli_info", .function = "main"});
+  tolk::Logger::GetThreadPrivateLogger("cli.joinscope")
+      .log(tolk::LogLevel::debug, text, tolk::LogSource{.file = "cli_info", .function = "main"});
   std::cerr << text + '\n';
   return joinscope::exit_status::kMiscError;
 }
 
-int runGuarded(int argc, char** argv, const tolk::Logger& logger) {
+int runGuarded(int argc, char** argv) {
   try {
     return joinscope::main2(argc, argv);
   } catch (const std::exception& error) {
-    return fail(logger, joinscope::errorText(error));
+    return fail(joinscope::errorText(error));
   } catch (...) {
-    return fail(logger, "Unknown exception");
+    return fail("Unknown exception");
   }
 }
 
@@ -32,6 +33,5 @@ int runGuarded(int argc, char** argv, const tolk::Logger& logger) {
 int main(int argc, char** argv) {
   joinscope::prepareProcess();
   tolk::openLog(tolk::LogSink::syslog, "joinscope");
-  const tolk::Logger& logger = tolk::Logger::GetThreadPrivateLogger("cli.joinscope");
-  return joinscope::finishOutput(runGuarded(argc, argv, logger));
+  return joinscope::finishOutput(runGuarded(argc, argv));
 }

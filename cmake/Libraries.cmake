@@ -1,6 +1,6 @@
 # The libraries from Debian, each as one imported target.
 find_package(PkgConfig REQUIRED)
-find_package(Boost 1.74 REQUIRED)
+find_package(Boost 1.74 CONFIG REQUIRED)
 find_package(fmt REQUIRED)
 find_package(spdlog REQUIRED)
 find_package(Threads REQUIRED)
