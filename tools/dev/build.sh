@@ -18,13 +18,13 @@ configurePreset() {
   (cd "$ROOT" && cmake --preset "$1") >"$log" 2>&1 || {
     cat "$log" >&2
     rm -f "$log"
-    die "configuring '$1' failed; the presets are dev, release, asan, tsan and fuzz"
+    die "configuring '$1' failed; the presets are dev, clang, release, asan, tsan and fuzz"
   }
   rm -f "$log"
 }
 
 run() {
-  (($# <= 1)) || die "build takes one preset: dev, release, asan, tsan or fuzz"
+  (($# <= 1)) || die "build takes one preset: dev, clang, release, asan, tsan or fuzz"
   verb setup --quiet
   buildPreset "${1:-dev}"
   say "programs are in build/${1:-dev}/bin"
