@@ -22,9 +22,6 @@
 namespace joinscope::facts {
 namespace {
 
-constexpr char kComputed[] = "msDS-User-Account-Control-Computed";
-constexpr char kExpires[] = "accountExpires";
-constexpr char kOperatingSystem[] = "operatingSystem";
 constexpr char kMachineQuota[] = "ms-DS-MachineAccountQuota";
 constexpr char kLockoutThreshold[] = "lockoutThreshold";
 constexpr char kLockoutWindow[] = "lockOutObservationWindow";
@@ -32,19 +29,6 @@ constexpr char kWellKnownObjects[] = "wellKnownObjects";
 constexpr char kTrustPartner[] = "trustPartner";
 constexpr int kNoSuchObject = 32;
 
-constexpr const char* kAccountAttributes[] = {tolk::AD_DN,
-                                              tolk::AD_SAM_ACCOUNT_NAME,
-                                              tolk::AD_USER_ACCNT_CONTROL,
-                                              kComputed,
-                                              tolk::AD_KEY_VERSION_NUMBER,
-                                              tolk::AD_PWCHG_LAST,
-                                              kExpires,
-                                              tolk::AD_SUPPORTED_ENCTYPES,
-                                              tolk::AD_DNS_HOST_NAME,
-                                              tolk::AD_OBJECT_SID,
-                                              kOperatingSystem,
-                                              tolk::AD_SERVER_PRINCIPAL_NAME,
-                                              nullptr};
 constexpr const char* kDomainAttributes[] = {tolk::AD_OBJECT_SID, kMachineQuota,
                                              kLockoutThreshold,   kLockoutWindow,
                                              kWellKnownObjects,   nullptr};
@@ -55,30 +39,9 @@ std::int64_t numberIn(const tolk::ADObject& object, const char* name, std::int64
   return object.attributeExists(name, true) ? object[name].toInt64() : unset;
 }
 
-/// 0 for a time that never comes (MS-ADTS 2.3.1, accountExpires) or never was.
-std::int64_t timeIn(const tolk::ADObject& object, const char* name) {
-  const std::int64_t intervals = numberIn(object, name, 0);
-  return intervals <= 0 || intervals == INT64_MAX ? 0 : tolk::unixTimeOf(intervals);
-}
-
 std::string sidIn(const tolk::ADObject& object) {
   const std::string bytes = object.getString(tolk::AD_OBJECT_SID, "");
   return bytes.empty() ? std::string() : tolk::SID::fromBinary(bytes).toString();
-}
-
-void takeAccount(const tolk::ADObject& object, Account& account) {
-  account.dn = object.dn();
-  account.name = object.getString(tolk::AD_SAM_ACCOUNT_NAME, "");
-  account.control = numberIn(object, tolk::AD_USER_ACCNT_CONTROL, 0);
-  account.computed = numberIn(object, kComputed, 0);
-  account.keyVersion = numberIn(object, tolk::AD_KEY_VERSION_NUMBER, 0);
-  account.passwordSet = timeIn(object, tolk::AD_PWCHG_LAST);
-  account.expires = timeIn(object, kExpires);
-  account.encryptionTypes = numberIn(object, tolk::AD_SUPPORTED_ENCTYPES, 0);
-  account.dnsHostName = object.getString(tolk::AD_DNS_HOST_NAME, "");
-  account.sid = sidIn(object);
-  account.operatingSystem = object.getString(kOperatingSystem, "");
-  account.spns = object.getStrings(tolk::AD_SERVER_PRINCIPAL_NAME);
 }
 
 /// A value is "B:32:AA312825768811D1ADED00C04FD8D5CD:CN=Computers,DC=..." (MS-ADTS 6.1.1.4).

@@ -12,17 +12,13 @@
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/sid.h"
 #include "tolk/rpc/daemon_protocol.h"
+#include "velkd/account_check.h"
 #include "velkd/health.h"
-#include "velkd/key_check.h"
 #include "velkd/notify.h"
 #include "velkd/rpc_error.h"
 
 namespace velkd {
 namespace {
-
-// What each look at the computer object is for.
-const std::vector<std::string> kLookedAt{tolk::AD_USER_ACCNT_CONTROL, tolk::AD_SAM_ACCOUNT_NAME,
-                                         tolk::AD_PWCHG_LAST, tolk::AD_KEY_VERSION_NUMBER};
 
 const tolk::Logger& logger() {
   return tolk::Logger::GetThreadPrivateLogger("velkd.directory");
@@ -164,21 +160,21 @@ bool Directory::identifierIsOfDomain() {
 
 void Directory::noteObject(const MachineBinding::Read& read) {
   ObjectState state = ObjectState::missing;
-  std::string problem;
+  std::vector<std::string> problems;
   if (read.found) {
     state = stateOf(read);
     objectDn_ = read.object.dn();
-    problem = keytabProblem(accountKeyOf(read.object), machine_->ticket().principal());
+    problems = accountProblems(read.object, machine_->ticket().principal());
   } else if (!identifierIsOfDomain()) {
     state = ObjectState::foreign;
   }
   board_.update([&](DirectoryStatus& status) {
-    if (problem != status.keyProblem && !problem.empty()) {
-      logger().log(tolk::LogLevel::warning, problem);
+    if (problems != status.accountProblems) {
+      for (const std::string& problem : problems) logger().log(tolk::LogLevel::warning, problem);
     }
     status.object = state;
     status.objectDn = objectDn_;
-    status.keyProblem = problem;
+    status.accountProblems = problems;
     status.lastCheck = std::time(nullptr);
   });
   lastLook_ = Clock::now();
@@ -186,7 +182,7 @@ void Directory::noteObject(const MachineBinding::Read& read) {
 
 void Directory::checkObject() {
   nextCheck_ = Clock::now() + limitOf(tolk::PN::VELKD_CHECK_INTERVAL);
-  if (identity_.sid) noteObject(readFromOwnServer(identity_.sid->toDN(), kLookedAt));
+  if (identity_.sid) noteObject(readFromOwnServer(identity_.sid->toDN(), lookedAt()));
 }
 
 void Directory::look(Clock::time_point since) noexcept {

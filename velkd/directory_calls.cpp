@@ -6,6 +6,7 @@
 #include "tolk/ldap/ad_names.h"
 #include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/wire_object.h"
+#include "velkd/account_check.h"
 #include "velkd/directory.h"
 #include "velkd/health.h"
 #include "velkd/rpc_error.h"
@@ -13,9 +14,13 @@
 namespace velkd {
 namespace {
 
-// As all attributes, and the one that a look needs besides: it is constructed and comes when it is
-// named (MS-ADTS 3.1.1.4.5.16).
-const std::vector<std::string> kAllAndLookedAt{"*", tolk::AD_KEY_VERSION_NUMBER};
+// All attributes, and those that a look needs besides: constructed ones come only when they are
+// named (MS-ADTS 3.1.1.4.5).
+std::vector<std::string> allAndLookedAt() {
+  std::vector<std::string> names = lookedAt();
+  names.emplace_back("*");
+  return names;
+}
 
 // `reason` says why there is no object, where more is known than that.
 std::string answerOf(const MachineBinding::Read& read, const std::string& reason) {
@@ -67,7 +72,7 @@ MachineBinding::Read Directory::readObject(const FetchCall& call) {
     if (!isOwnObject(call) || !call.attributes.empty()) {
       return readFromOwnServer(call.dn, call.attributes);
     }
-    MachineBinding::Read own = readFromOwnServer(call.dn, kAllAndLookedAt);
+    MachineBinding::Read own = readFromOwnServer(call.dn, allAndLookedAt());
     noteObject(own);
     return own;
   } catch (const tolk::LDAPException& e) {

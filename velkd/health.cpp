@@ -31,7 +31,7 @@ std::vector<std::string> directoryProblems(const DirectoryStatus& status, std::t
   if (std::string object = objectProblem(status); !object.empty()) {
     problems.push_back(std::move(object));
   }
-  if (!status.keyProblem.empty()) problems.push_back(status.keyProblem);
+  problems.insert(problems.end(), status.accountProblems.begin(), status.accountProblems.end());
   if (status.ticketEnd != 0 && now >= status.ticketEnd) {
     problems.emplace_back("The ticket of the computer account has ended and cannot be renewed.");
   }

@@ -6,6 +6,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace velkd {
 
@@ -28,7 +29,7 @@ struct DirectoryStatus {
   std::string principal;   ///< the computer account
   std::string objectDn;    ///< the computer object; "" until it was seen
   ObjectState object = ObjectState::unknown;
-  std::string keyProblem;  ///< why the keytab does not serve the account; "" when it does
+  std::vector<std::string> accountProblems;  ///< that the account has, or its keys in the keytab
   std::time_t connectedSince = 0;
   std::time_t ticketEnd = 0;
   std::time_t lastCheck = 0;  ///< when the object was last looked at

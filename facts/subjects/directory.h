@@ -7,6 +7,10 @@
 
 #include "facts/asked.h"
 
+namespace tolk {
+class ADObject;
+}
+
 namespace joinscope::facts {
 
 /// The computer's object.
@@ -48,6 +52,12 @@ struct Account {
     visit("claimants", self.claimants);
   }
 };
+
+/// What is to be read of the object for takeAccount(), which fills all but `read`, `joinedSid` and
+/// the claims; a null ends the list. Throws SystemException for a value that is no number,
+/// BadDataException for a damaged identifier.
+extern const char* const kAccountAttributes[];
+void takeAccount(const tolk::ADObject& object, Account& account);
 
 /// The rules of the domain for all its accounts.
 struct Policy {

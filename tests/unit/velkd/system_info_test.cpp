@@ -6,7 +6,6 @@
 
 #include "tolk/rpc/daemon_protocol.h"
 #include "velkd/health.h"
-#include "velkd/key_check.h"
 
 namespace velkd {
 namespace {
@@ -92,48 +91,10 @@ TEST(SystemInfo, HealthNamesEachProblem) {
   facts.directory = {.joined = true, .connected = true, .controller = "dc1"};
   EXPECT_EQ(statusLine(facts.directory, 100), "Connected to dc1");
   facts.directory.object = ObjectState::foreign;
-  facts.directory.keyProblem = "The keytab is dead.";
+  facts.directory.accountProblems = {"The keytab is dead."};
   EXPECT_THAT(statusLine(facts.directory, 100), HasSubstr("is not one of the domain"));
   EXPECT_THAT(systemInfoText(tolk::daemon_module::kHealth, facts),
               HasSubstr("\n    The keytab is dead.\n"));
-}
-
-TEST(KeyCheck, AKeytabIsDeadWhenTheAccountHasAnotherPassword) {
-  constexpr std::time_t kWritten = 1'700'000'000;
-  const std::vector<tolk::KeytabAccount> keytab{
-      {.name = "OTHER", .keyVersion = 9, .newest = kWritten + 9999, .principal = "OTHER$@LAB.TEST"},
-      {.name = "host1", .keyVersion = 4, .newest = kWritten, .principal = "host1$@LAB.TEST"}};
-  struct Row {
-    const char* what;
-    AccountKey key;
-    const char* said;  ///< part of it; "" for no problem
-  };
-  for (const Row& row : {
-           Row{"the same", {"HOST1$", 4, kWritten - 2}, ""},
-           Row{"clocks that differ as far as they may", {"", 4, kWritten + 299}, ""},
-           Row{"nothing told", {}, ""},
-           Row{"the keytab is ahead", {"", 3, kWritten - 9999}, ""},
-           Row{"a newer version", {"", 5, kWritten + 60}, "the account has version 5 since 20"},
-           Row{"a newer version without a date", {"", 5, 0}, "the account has version 5."},
-           Row{"the same version of another account",
-               {"", 4, kWritten + 9999},
-               "another password since 20"},
-           Row{"an older version of another account",
-               {"", 1, kWritten + 9999},
-               "another password since 20"},
-       }) {
-    SCOPED_TRACE(row.what);
-    const std::string problem = keyProblem(row.key, keytab, "HOST1$@LAB.TEST", "/kt");
-    if (*row.said == '\0') {
-      EXPECT_EQ(problem, "");
-    } else {
-      EXPECT_THAT(problem, testing::AllOf(HasSubstr("newer than version 4"), HasSubstr(row.said)));
-    }
-  }
-  EXPECT_THAT(keyProblem({"", 4, kWritten}, keytab, "GONE$@LAB.TEST", "/kt"),
-              HasSubstr("/kt has no key of GONE$@LAB.TEST."));
-  EXPECT_THAT(keyProblem({"OTHER$", 4, kWritten}, keytab, "HOST1$@LAB.TEST", "/kt"),
-              HasSubstr("is that of OTHER$, and this host is joined as HOST1$@LAB.TEST."));
 }
 
 }  // namespace
