@@ -28,19 +28,36 @@ std::vector<std::pair<const Controller*, const Endpoint*>> pinged(const Facts& f
   return found;
 }
 
-/// What was heard of one that does not serve: silence, or that its ports are closed.
-std::string deadText(const Controller& controller) {
+/// Those that do not serve, by what was heard of them.
+struct Dead {
+  std::vector<std::string> silent;
+  std::vector<std::string> closed;  ///< the host lives and refuses every port
+  double seconds = 0;               ///< of the longest silence
+
+  void take(const Controller& controller);
+  [[nodiscard]] std::size_t count() const { return silent.size() + closed.size(); }
+  [[nodiscard]] std::string text() const;
+};
+
+void Dead::take(const Controller& controller) {
   const Endpoint& endpoint = *controller.best();
-  const facts::Port* ldap = endpoint.port("ldap", "tcp");
-  const bool closed = endpoint.heard();
-  return placeText(controller, endpoint) + (closed ? ": every port is closed"
-                                            : ldap != nullptr && ldap->asked.asked()
-                                                ? ": " + endText(ldap->asked)
-                                                : ": " + endText(endpoint.ping));
+  (endpoint.heard() ? closed : silent).push_back(placeText(controller, endpoint));
+  for (const facts::Port& port : endpoint.ports) seconds = std::max(seconds, port.asked.seconds);
+}
+
+std::string Dead::text() const {
+  std::string text;
+  if (!silent.empty()) {
+    text = listText(silent) + (seconds > 0 ? " (no port within " + secondsText(seconds) + ")" : "");
+  }
+  if (!closed.empty()) {
+    text += (text.empty() ? "" : "; ") + listText(closed) + " (every port is closed)";
+  }
+  return text;
 }
 
 Verdict judgeAnswers(const Facts& facts) {
-  std::vector<std::string> dead;
+  Dead dead;
   std::size_t alive = 0;
   std::size_t unasked = 0;
   for (const Controller* controller : domainControllers(facts)) {
@@ -50,25 +67,26 @@ Verdict judgeAnswers(const Facts& facts) {
     } else if (!wasAsked(*controller)) {
       ++unasked;
     } else if (staleText(facts, *controller).empty()) {
-      dead.push_back(deadText(*controller));
+      dead.take(*controller);
     }
   }
-  const std::size_t all = alive + dead.size();
-  if (dead.empty()) {
+  const std::size_t all = alive + dead.count();
+  if (dead.count() == 0) {
     if (alive == 0) return unknown("No controller was asked.");
     return unasked > 0 ? unknown("Not every controller was asked.")
                        : fine(countText(alive, "controller") + " answered");
   }
   const std::string who =
       all == 1 ? "The only controller"
-               : std::to_string(dead.size()) + " of " + std::to_string(all) + " controllers";
+               : std::to_string(dead.count()) + " of " + std::to_string(all) + " controllers";
   const std::string text =
-      who + (dead.size() == 1 ? " does" : " do") + " not answer: " + listText(dead) + ".";
+      who + (dead.count() == 1 ? " does" : " do") + " not answer: " + dead.text() + ".";
   if (alive > 0) {
-    return warning(text + " The others do; programs that try these first wait.",
-                   {"Mend them, or take them out of DNS if they are gone for good."});
+    return warning(text + " Programs that try them first wait.",
+                   {"dig _ldap._tcp." + facts.join.domain + " SRV",
+                    "Mend them, or take them out of DNS if they are gone for good."});
   }
-  return broken(text, {"ping " + domainControllers(facts).front()->name,
+  return broken(text, {"ping -c 3 " + domainControllers(facts).front()->name,
                        "Look at the controllers, and at firewalls and routes on the way to them."});
 }
 

@@ -22,6 +22,7 @@ struct Service {
   const char* transport;
   Grade gone;          ///< where no controller has it
   const char* effect;  ///< what does not work then
+  const char* look;    ///< a command that shows it, the address in place of @; "" for a connection
 };
 
 /// The ports of one service at the controllers that serve anything.
@@ -52,9 +53,15 @@ Ports portsOf(const Facts& facts, const Service& service) {
 }
 
 std::string lookCloser(const Service& service, const Ports& ports) {
-  const bool udp = std::string_view(service.transport) == "udp";
-  return std::string("nc -vz") + (udp ? "u " : " ") + ports.address + " " +
-         std::to_string(ports.port);
+  const std::string look = service.look;
+  if (look.empty()) {
+    return "timeout 3 bash -c '</dev/tcp/" + ports.address + "/" + std::to_string(ports.port) +
+           "' && echo open";
+  }
+  const std::size_t place = look.find('@');
+  return place == std::string::npos
+             ? look
+             : look.substr(0, place) + ports.address + look.substr(place + 1);
 }
 
 Verdict judgePort(const Facts& facts, const Service& service) {
@@ -77,8 +84,9 @@ Verdict judgePort(const Facts& facts, const Service& service) {
 std::string tlsText(const Facts& facts) {
   std::string text;
   for (const char* service : {"ldaps", "gcs"}) {
-    const Ports ports =
-        portsOf(facts, {.name = service, .transport = "tcp", .gone = Grade::fine, .effect = ""});
+    const Ports ports = portsOf(
+        facts,
+        {.name = service, .transport = "tcp", .gone = Grade::fine, .effect = "", .look = ""});
     const std::string port = std::string_view(service) == "ldaps" ? "636" : "3269";
     text += (text.empty() ? "" : ", ") + port + (ports.open > 0 ? " open" : " not open");
   }
@@ -89,51 +97,59 @@ Verdict judgeLdap(const Facts& facts) {
   Verdict verdict = judgePort(facts, {.name = "ldap",
                                       .transport = "tcp",
                                       .gone = Grade::broken,
-                                      .effect = "the directory cannot be read"});
+                                      .effect = "the directory cannot be read",
+                                      .look = "ldapsearch -x -H ldap://@ -s base currentTime"});
   if (verdict.grade == Grade::fine) verdict.text = tlsText(facts);
   return verdict;
 }
 Verdict judgeLdapUdp(const Facts& facts) {
-  const Grade gone = facts.run.joining ? Grade::broken : Grade::warning;
-  return judgePort(facts,
-                   {.name = "ldap",
-                    .transport = "udp",
-                    .gone = gone,
-                    .effect = "adcli, realmd and SSSD look for controllers and for this "
-                              "host's site that way; what does not wait for it goes on by TCP"});
+  return judgePort(facts, {.name = "ldap",
+                           .transport = "udp",
+                           .gone = Grade::warning,
+                           .effect = "SSSD, realmd and Samba ask there for this host's site and "
+                                     "for who answers soonest; they go on without, or wait first",
+                           .look = "net ads lookup -S @"});
 }
 Verdict judgeKdc(const Facts& facts) {
-  return judgePort(facts, {.name = "kerberos",
-                           .transport = "tcp",
-                           .gone = Grade::broken,
-                           .effect = "nobody can log in with a ticket that is too big for UDP, as "
-                                     "most are here"});
+  const Ports udp = portsOf(
+      facts,
+      {.name = "kerberos", .transport = "udp", .gone = Grade::broken, .effect = "", .look = ""});
+  return judgePort(facts,
+                   {.name = "kerberos",
+                    .transport = "tcp",
+                    .gone = Grade::broken,
+                    .effect = udp.open > 0 ? "nobody can log in whose ticket is too big for UDP"
+                                           : "nobody can log in",
+                    .look = ""});
 }
 Verdict judgeKdcUdp(const Facts& facts) {
   return judgePort(facts, {.name = "kerberos",
                            .transport = "udp",
                            .gone = Grade::warning,
                            .effect = "Kerberos libraries that begin by UDP wait a second or more "
-                                     "at every login"});
+                                     "at every login",
+                           .look = "KRB5_TRACE=/dev/stderr kinit -k"});
 }
 Verdict judgeKpasswd(const Facts& facts) {
   return judgePort(facts, {.name = "kpasswd",
                            .transport = "tcp",
                            .gone = Grade::broken,
-                           .effect = "no password can be changed, this host's own neither"});
+                           .effect = "no password can be changed, this host's own neither",
+                           .look = ""});
 }
 Verdict judgeSmb(const Facts& facts) {
-  return judgePort(facts,
-                   {.name = "smb",
-                    .transport = "tcp",
-                    .gone = Grade::warning,
-                    .effect = "winbind cannot log users in, and group policies are not read"});
+  return judgePort(facts, {.name = "smb",
+                           .transport = "tcp",
+                           .gone = Grade::warning,
+                           .effect = "winbind cannot log users in, and group policies are not read",
+                           .look = ""});
 }
 Verdict judgeNtp(const Facts& facts) {
   return judgePort(facts, {.name = "ntp",
                            .transport = "udp",
                            .gone = Grade::warning,
-                           .effect = "clocks cannot follow the domain's"});
+                           .effect = "clocks cannot follow the domain's",
+                           .look = "chronyd -Q 'server @ iburst'"});
 }
 
 /// Of those alone that are catalogs by their own word or by DNS.
@@ -159,8 +175,9 @@ Verdict judgeCatalog(const Facts& facts) {
   if (closed.empty()) return open > 0 ? fine() : unknown("No global catalog was asked.");
   const std::string text =
       "The global catalog, port 3268/tcp, is not served by " + listText(closed);
-  const std::vector<std::string> next{"nc -vz " + address + " 3268",
-                                      "Open port 3268 on the way to the global catalogs."};
+  const std::vector<std::string> next{
+      "timeout 3 bash -c '</dev/tcp/" + address + "/3268' && echo open",
+      "Open port 3268 on the way to the global catalogs."};
   if (open > 0) return warning(text + "; by others it is.", next);
   return broken(text + ": users and groups of other domains are not found.", next);
 }
@@ -182,7 +199,7 @@ constexpr Rule kRules[] = {
      .needs = "dc.answers",
      .judge = judgeLdapUdp,
      .looksAt = "The netlogon ping at port 389 by UDP.",
-     .wrong = "Filtered: programs find neither controller nor site, or wait before they go on.",
+     .wrong = "Filtered: programs do not learn their site, or wait before they go on.",
      .remedy = kFirewall,
      .source = "MS-ADTS 6.3.3"},
     {.id = "dc.kdc",

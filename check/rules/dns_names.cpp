@@ -23,6 +23,7 @@ bool isIpv4(const std::string& address) {
 
 Verdict judgeAddresses(const Facts& facts) {
   std::vector<std::string> without;
+  std::string first;
   std::size_t known = 0;
   for (const Controller& controller : facts.network.controllers) {
     if (!controller.endpoints.empty()) {
@@ -30,6 +31,7 @@ Verdict judgeAddresses(const Facts& facts) {
     } else if (controller.lookup.asked.answered()) {
       const std::vector<std::string>& records = controller.lookup.records;
       const bool six = std::ranges::any_of(records, isIpv6);
+      if (first.empty()) first = controller.name;
       without.push_back(controller.name + (six ? " (IPv6 only: " + listText(records) + ")"
                                                : " (" + controller.lookup.status + ")"));
     }
@@ -39,27 +41,37 @@ Verdict judgeAddresses(const Facts& facts) {
   const std::string text = "DNS names " + listText(without) +
                            " as controller, but gives no address" + " that this host can use.";
   const std::vector<std::string> next{
-      "dig " + facts.network.controllers.front().name + " A",
+      "dig " + first + " A",
       "Give it its address record, or take a controller that is gone out of the service records."};
   return known == 0 ? broken(text, next) : warning(text, next);
+}
+
+/// How to mend the first wrong address: the record, where nobody serves, else a look at who does.
+std::vector<std::string> staleNext(const Facts& facts, const Controller& controller) {
+  const auto dead = deadEndpoints(controller);
+  if (dead.empty()) return {"dig " + controller.name + " A", "Correct the record."};
+  const Endpoint& endpoint = *dead.front();
+  if (endpoint.source == "/etc/hosts") {
+    return {"sed -i '/^" + endpoint.address + "[ \t]/d' /etc/hosts"};
+  }
+  return {dnsCommand(facts, "delete", controller.name, "A " + endpoint.address),
+          "if it is gone for good; on Windows Remove-DnsServerResourceRecord."};
 }
 
 Verdict judgeStale(const Facts& facts) {
   std::vector<std::string> stale;
   bool served = false;
-  std::string name;
+  const Controller* first = nullptr;
   for (const Controller* controller : domainControllers(facts)) {
     const std::string text = staleText(facts, *controller);
     served = served || (serves(*controller) && text.empty());
     if (text.empty()) continue;
-    name = name.empty() ? controller->name : name;
+    if (first == nullptr) first = controller;
     stale.push_back(controller->name + " has a wrong address: " + text);
   }
   if (stale.empty()) return served ? fine() : unknown("No controller has answered.");
   const std::string text = listText(stale) + ".";
-  const std::vector<std::string> next{
-      "dig " + name + " A",
-      "Correct the record in the domain's DNS, or the line in /etc/hosts that says so."};
+  const std::vector<std::string> next = staleNext(facts, *first);
   // An address too many beside a good one costs time; where there is no other, nothing works.
   const bool works = served || std::ranges::any_of(domainControllers(facts),
                                                    [](const auto* one) { return serves(*one); });
@@ -75,13 +87,17 @@ Verdict judgeOwn(const Facts& facts) {
   if (own.status != "NOERROR" && own.status != "NXDOMAIN") {
     return unknown("The name server answers " + own.status + " for " + name);
   }
-  const std::vector<std::string> next{"nsupdate -g",
-                                      "update delete " + name + " A, then update add " + name +
-                                          " 3600 A ADDRESS; with the machine's ticket (kinit -k)."};
+  const auto next = [&](const std::string& action, const std::string& old) {
+    const std::vector<std::string>& all = facts.host.addresses;
+    const std::string present = all.empty() ? "ADDRESS" : all.front();
+    return std::vector<std::string>{dnsCommand(facts, action, name, "A " + old + present),
+                                    "on Windows Set-DnsServerResourceRecord; or let SSSD's "
+                                    "dyndns_update or the DHCP server keep it."};
+  };
   if (own.records.empty()) {
     return warning("DNS has no address of " + name + " (" + own.status +
                        "): others do not find this host by its name.",
-                   next);
+                   next("add", ""));
   }
   std::vector<std::string> wrong;
   for (const std::string& address : own.records) {
@@ -93,7 +109,7 @@ Verdict judgeOwn(const Facts& facts) {
   return warning("DNS says that " + name + " is " + listText(wrong) +
                      ", which no interface of this host has (" + listText(facts.host.addresses) +
                      "): others reach somebody else, or nobody.",
-                 next);
+                 next("update", wrong.front() + " "));
 }
 
 Verdict judgeOwnPointer(const Facts& facts) {

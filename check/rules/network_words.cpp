@@ -71,6 +71,19 @@ std::string placeText(const Controller& controller, const Endpoint& endpoint) {
   return controller.name + " (" + endpoint.address + ")";
 }
 
+std::string dnsCommand(const Facts& facts, const std::string& action, const std::string& name,
+                       const std::string& rest) {
+  const std::string& domain = facts.join.domain;
+  std::string server = facts.network.chosen;
+  for (const Controller* controller : domainControllers(facts)) {
+    if (server.empty() && serves(*controller)) server = controller->name;
+  }
+  const bool inside = name.ends_with("." + domain);
+  const std::string label = inside ? name.substr(0, name.size() - domain.size() - 1) : name;
+  return "samba-tool dns " + action + " " + (server.empty() ? "SERVER" : server) + " " + domain +
+         " " + label + " " + rest + " -U Administrator";
+}
+
 bool serves(const Endpoint& endpoint) {
   return endpoint.ping.answered() ||
          std::ranges::any_of(endpoint.ports,
@@ -91,6 +104,14 @@ bool serves(const Controller& controller) {
 bool wasAsked(const Controller& controller) {
   return std::ranges::any_of(controller.endpoints,
                              [](const Endpoint& endpoint) { return wasAsked(endpoint); });
+}
+
+std::vector<const Endpoint*> deadEndpoints(const Controller& controller) {
+  std::vector<const Endpoint*> dead;
+  for (const Endpoint& endpoint : controller.endpoints) {
+    if (!serves(endpoint) && wasAsked(endpoint)) dead.push_back(&endpoint);
+  }
+  return dead;
 }
 
 std::vector<const Controller*> domainControllers(const Facts& facts) {
@@ -125,13 +146,12 @@ std::string strangerText(const Facts& facts, const Controller& controller) {
 std::string elsewhereText(const Facts& facts, const Controller& controller) {
   std::vector<std::string> dead;
   std::string alive;
+  for (const Endpoint* endpoint : deadEndpoints(controller)) {
+    const std::string source = endpoint->source == "DNS" ? "" : " (" + endpoint->source + ")";
+    dead.push_back(endpoint->address + source);
+  }
   for (const Endpoint& endpoint : controller.endpoints) {
-    if (serves(endpoint)) {
-      alive = endpoint.address;
-    } else if (wasAsked(endpoint)) {
-      const std::string source = endpoint.source == "DNS" ? "" : " (" + endpoint.source + ")";
-      dead.push_back(endpoint.address + source);
-    }
+    if (serves(endpoint)) alive = endpoint.address;
   }
   for (const facts::NameServer& server : facts.resolver.servers) {
     const bool same = tolk::equalsIgnoringCase(server.controller, controller.name);

@@ -23,6 +23,11 @@ std::string endText(const facts::Asked& asked);
 /// "dc1.lab.test (10.0.0.1)", or the address alone where it is the name.
 std::string placeText(const facts::Controller& controller, const facts::Endpoint& endpoint);
 
+/// A command that changes a record of the domain's DNS: `action` is update, add or delete, `rest`
+/// what stands behind the record's name.
+std::string dnsCommand(const facts::Facts& facts, const std::string& action,
+                       const std::string& name, const std::string& rest);
+
 /// Whether a service of a controller answers there; a closed port alone is none.
 bool serves(const facts::Endpoint& endpoint);
 /// Whether a question that shows it has ended.
@@ -37,5 +42,8 @@ std::vector<const facts::Controller*> domainControllers(const facts::Facts& fact
 /// Why what DNS says of this controller's address cannot be so, in words: it answers elsewhere, or
 /// somebody else answers there. "" when nothing shows that.
 std::string staleText(const facts::Facts& facts, const facts::Controller& controller);
+
+/// Its addresses at which nobody serves.
+std::vector<const facts::Endpoint*> deadEndpoints(const facts::Controller& controller);
 
 }  // namespace joinscope::check

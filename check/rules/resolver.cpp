@@ -30,6 +30,11 @@ bool denies(const NameServer& server) {
 bool knows(const NameServer& server) {
   return !server.domain.records.empty();
 }
+/// The reason begins with the server's address, mostly.
+std::string deadText(const NameServer& server) {
+  const std::string end = endText(server.domain.asked);
+  return end.starts_with(server.address) ? end : server.address + " (" + end + ")";
+}
 bool isLoopback(const std::string& address) {
   return address.starts_with("127.") || address == "::1";
 }
@@ -57,7 +62,7 @@ Verdict judgeAnswers(const Facts& facts) {
   }
   std::vector<std::string> silent;
   for (const NameServer& server : servers) {
-    if (dead(server)) silent.push_back(server.address + " (" + endText(server.domain.asked) + ")");
+    if (dead(server)) silent.push_back(deadText(server));
   }
   const bool unasked = std::ranges::any_of(
       servers, [](const NameServer& server) { return !dead(server) && !answers(server); });
@@ -70,8 +75,8 @@ Verdict judgeAnswers(const Facts& facts) {
   }
   if (silent.empty()) return unasked ? unknown("Not every name server was asked.") : fine();
   if (!dead(servers.front())) {
-    return warning("Of " + countText(servers.size(), "name server") + ", " + listText(silent) +
-                       " does not answer: nobody steps in for the others.",
+    return warning("Of " + countText(servers.size(), "name server") +
+                       " not all answer: " + listText(silent) + ": nobody steps in for the others.",
                    {"take it out of " + std::string(kFile) + ", or mend it."});
   }
   return warning("The first name server does not answer: " + listText(silent) + ". Programs wait " +

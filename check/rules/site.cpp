@@ -21,6 +21,25 @@ bool told(const Facts& facts) {
   });
 }
 
+/// A network of the usual size around this host's first IPv4 address.
+std::string subnetOf(const Facts& facts) {
+  for (const std::string& address : facts.host.addresses) {
+    const std::size_t dot = address.rfind('.');
+    if (dot != std::string::npos) return address.substr(0, dot) + ".0/24";
+  }
+  return "NETWORK/BITS";
+}
+
+/// The joined site, else that of a controller which answers.
+std::string someSite(const Facts& facts) {
+  if (!facts.join.site.empty()) return facts.join.site;
+  for (const facts::Controller& controller : facts.network.controllers) {
+    const facts::Endpoint* endpoint = controller.best();
+    if (endpoint != nullptr && !endpoint->site.empty()) return endpoint->site;
+  }
+  return "SITE";
+}
+
 Verdict judgeSubnet(const Facts& facts) {
   if (!told(facts)) return unknown("No controller has said where this host is.");
   if (!facts.network.site.empty()) return fine("Site " + facts.network.site);
@@ -28,13 +47,17 @@ Verdict judgeSubnet(const Facts& facts) {
                      listText(facts.host.addresses) +
                      "): it belongs to no site, and any controller of the domain may be chosen, "
                      "however far.",
-                 {"samba-tool sites subnet create NETWORK/BITS SITE",
-                  "on a controller; on Windows New-ADReplicationSubnet."});
+                 {"samba-tool sites subnet create " + subnetOf(facts) + " " + someSite(facts),
+                  "on a controller, with the network and site as they are; on Windows "
+                  "New-ADReplicationSubnet."});
 }
 
 Verdict judgeControllers(const Facts& facts) {
   const std::string& site = facts.network.site;
-  if (site.empty()) return unknown("This host's site is not known.");
+  if (site.empty()) {
+    return told(facts) ? notMeant("This host is in no site.")
+                       : unknown("No controller has said where this host is.");
+  }
   const std::string service = "_ldap._tcp." + tolk::siteLabel(site) + "._sites";
   const facts::ServiceRecords* records = facts.network.recordsOf(service);
   if (records == nullptr || !records->asked.answered()) {
@@ -60,7 +83,8 @@ Verdict judgeJoined(const Facts& facts) {
                      ", but the controllers place "
                      "this host in " +
                      present + ": the agent prefers controllers of " + joined + ".",
-                 {"velkd adopt", "records the present one."});
+                 {"velkd adopt", "records the present one; or put the subnet of this host into " +
+                                     joined + ", where it belongs there."});
 }
 
 constexpr Rule kRules[] = {

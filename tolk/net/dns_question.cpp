@@ -82,7 +82,9 @@ class QuestionTask final : public Task<DnsReply> {
     if (truncated()) throwCut(ares_strerror(status));
     if (status == ARES_ETIMEOUT) expire();
     if (status == ARES_ECONNREFUSED) {
-      throw IOException(question_.server + " does not serve port 53", ECONNREFUSED);
+      const bool udp = question_.transport == Transport::udp;
+      throw IOException(question_.server + " refuses port 53/" + (udp ? "udp" : "tcp"),
+                        ECONNREFUSED);
     }
     throw DNSUnavailableException(question_.server + ": " + ares_strerror(status), status);
   }

@@ -64,7 +64,8 @@ class NtpQuery final : public UdpExchange<NtpAnswer> {
  public:
   NtpQuery(EventLoop& loop, const sockaddr_in& address, const std::string& request,
            std::chrono::milliseconds limit)
-      : UdpExchange(loop, address, request, limit, PN::NET_NTP_TIMEOUT.key),
+      : UdpExchange(loop, address, request, limit,
+                    limit == configuredLimit(PN::NET_NTP_TIMEOUT) ? PN::NET_NTP_TIMEOUT.key : ""),
         stamp_(request.substr(kTransmit, kStampSize)) {}
 
  private:
