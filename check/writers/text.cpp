@@ -2,6 +2,7 @@
 // to it stands below, indented.
 #include <array>
 #include <cstdio>
+#include <ranges>
 
 #include "check/writers/paragraph.h"
 #include "check/writers/writer.h"
@@ -10,7 +11,9 @@
 namespace joinscope::check {
 namespace {
 
-constexpr std::size_t kColumn = 19;  // where texts begin
+constexpr std::size_t kColumn = 23;  // where texts begin: behind the longest id
+constexpr std::size_t kAll = static_cast<std::size_t>(-1);
+constexpr std::size_t kFewReasons = 5;
 
 class Report {
  public:
@@ -24,8 +27,9 @@ class Report {
   void finding(const Finding& finding, const std::string& mark);
   void follows(const Finding& cause);
   void others();
-  void list(const char* title, Grade grade);
+  void list(const char* title, Grade grade, std::size_t most);
   void summary();
+  void unfinished();
   void add(const std::string& label, const std::string& text);
   [[nodiscard]] std::string coloured(const std::string& text, const char* code) const;
 
@@ -64,8 +68,13 @@ std::string Report::write() {
     finding(*one, "Warning: ");
     out_ += '\n';
   }
-  if (style_.all) others();
+  if (style_.all) {
+    others();
+  } else if (judgement_.exitStatus() == ExitStatus::kUnknown) {
+    list("not checked", Grade::unknown, kFewReasons);
+  }
   summary();
+  unfinished();
   return out_;
 }
 
@@ -90,26 +99,34 @@ void Report::finding(const Finding& finding, const std::string& mark) {
 }
 
 void Report::follows(const Finding& cause) {
+  constexpr std::size_t kShown = 4;
+  const std::vector<const Finding*> all = judgement_.consequencesOf(*cause.rule);
+  if (all.empty()) return;
+  const std::size_t shown = style_.all || all.size() == kShown + 1 ? all.size() : kShown;
   std::string ids;
-  for (const Finding* one : judgement_.consequencesOf(*cause.rule)) {
+  for (const Finding* one : all | std::views::take(shown)) {
     ids += (ids.empty() ? "" : ", ") + std::string(one->rule->id);
   }
-  if (!ids.empty()) add("   follows", ids + ": not judged apart");
+  if (all.size() > shown) ids += " and " + std::to_string(all.size() - shown) + " more";
+  add("   follows", ids + ": not judged apart");
 }
 
 void Report::others() {
-  list("not checked", Grade::unknown);
-  list("not meant", Grade::notMeant);
-  list("fine", Grade::fine);
+  list("not checked", Grade::unknown, kAll);
+  list("not meant", Grade::notMeant, kAll);
+  list("fine", Grade::fine, kAll);
 }
 
-void Report::list(const char* title, Grade grade) {
+void Report::list(const char* title, Grade grade, std::size_t most) {
   const std::vector<const Finding*> findings = judgement_.withGrade(grade);
   if (findings.empty()) return;
   out_ += std::string("  ") + title + ":\n";
-  for (const Finding* one : findings) {
+  for (const Finding* one : findings | std::views::take(most)) {
     const bool silent = one->verdict.text.empty();
     add(std::string(one->rule->id), silent ? std::string(one->rule->title) : one->verdict.text);
+  }
+  if (findings.size() > most) {
+    out_ += "  and " + std::to_string(findings.size() - most) + " more\n";
   }
   out_ += '\n';
 }
@@ -128,12 +145,17 @@ void Report::summary() {
   std::array<char, 32> seconds{};
   (void)std::snprintf(seconds.data(), seconds.size(), "%.2f s", facts_.run.seconds);
   out_ += padded(text, style_.width - 10) + "  " + seconds.data() + '\n';
+}
+
+void Report::unfinished() {
+  std::string subjects;
+  for (const std::string& subject : facts_.run.unfinished) {
+    subjects += (subjects.empty() ? "" : ", ") + subject;
+  }
   if (!facts_.run.cut.empty()) {
-    std::string pending;
-    for (const std::string& subject : facts_.run.unfinished) {
-      pending += (pending.empty() ? "" : ", ") + subject;
-    }
-    out_ += tolk::printable("Cut by " + facts_.run.cut + " while still asking: " + pending) + '\n';
+    out_ += tolk::printable("Cut by " + facts_.run.cut + " while still asking: " + subjects) + '\n';
+  } else if (!subjects.empty()) {
+    out_ += tolk::printable("Not asked to the end: " + subjects) + '\n';
   }
 }
 

@@ -19,14 +19,16 @@ cmd-record() {
 # sameLab COMMAND...: of this lab, in a process of its own.
 sameLab() { "$ROOT/lab/lab" --name "$labName" "$@"; }
 
-# subjectOf NAME: the host that joincheck runs on, and how it is asked there.
+# subjectOf NAME: the case that it differs from, the host that joincheck runs on, and how it is asked there: as the first
+# line of the trouble says whom it is about.
 subjectOf() {
-  local file=$ROOT/lab/trouble/$1.sh
-  if [[ $1 == guest ]] || { [[ -e $file ]] && head -n 1 "$file" | grep -q guest1; }; then
-    echo guest guest1 --join "$domain" -u alice
-  else
-    echo healthy host1
-  fi
+  local about=$1
+  [[ ! -e $ROOT/lab/trouble/$1.sh ]] || about=$(head -n 1 "$ROOT/lab/trouble/$1.sh")
+  case $about in
+    guest | *guest1*) echo guest guest1 --join "$domain" -u alice ;;
+    *alice*) echo healthy host1 -u alice ;;
+    *) echo healthy host1 ;;
+  esac
 }
 
 # recordFacts NAME: the case file of this name, from the lab as it is now.
