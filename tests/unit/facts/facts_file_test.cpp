@@ -14,7 +14,7 @@ namespace {
 TEST(FactsFileTest, GivesBackWhatWasWritten) {
   Facts facts;
   facts.join.domain = "lab.test";
-  facts.keytab.mode = std::numeric_limits<std::int64_t>::min();
+  facts.keytab.mode = -999999999999999;
   facts.network.controllers.resize(1);
   facts.network.controllers[0].endpoints.resize(2);
   facts.network.controllers[0].endpoints[1].ntpAhead = -0.25;
