@@ -11,11 +11,11 @@
 #include "tolk/base/lock_file.h"
 #include "tolk/base/text.h"
 #include "tolk/base/troubles.h"
-#include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/ad_object.h"
 #include "tolk/ldap/sid.h"
 #include "tolk/rpc/daemon_protocol.h"
 #include "tolk/rpc/local_rpc_session.h"
+#include "tolk/zones/computer_object_helper.h"
 
 namespace joinscope {
 namespace {
@@ -44,9 +44,8 @@ AgentState computerObjectState(tolk::LocalRpcSession& session, const tolk::JoinS
   const tolk::SID sid = recordedIdentifier(settings);
   const boost::shared_ptr<tolk::ADObject> computer = session.ldapFetch("", sid.toDN(), {}, false);
   if (!computer || computer->empty()) return AgentState::objectDeleted;
-  const int flags = computer->getInt(tolk::AD_USER_ACCNT_CONTROL, 0);
-  return (flags & tolk::UF_ACCOUNT_DISABLED) != 0 ? AgentState::objectDisabled
-                                                  : AgentState::connected;
+  return tolk::ComputerObjectHelper::isDisabled(*computer) ? AgentState::objectDisabled
+                                                           : AgentState::connected;
 }
 
 AgentState askDaemon(const tolk::JoinSettings& settings, const char* rpcDirectory) {

@@ -18,7 +18,7 @@ namespace {
 
 bool isDisabled(const tolk::ADObject& object) {
   try {
-    return (object.getInt(tolk::AD_USER_ACCNT_CONTROL, 0) & tolk::UF_ACCOUNT_DISABLED) != 0;
+    return tolk::ComputerObjectHelper::isDisabled(object);
   } catch (const tolk::SystemException&) {
     return false;
   }

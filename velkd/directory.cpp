@@ -12,6 +12,7 @@
 #include "tolk/ldap/ad_names.h"
 #include "tolk/ldap/sid.h"
 #include "tolk/rpc/daemon_protocol.h"
+#include "tolk/zones/computer_object_helper.h"
 #include "velkd/account_check.h"
 #include "velkd/health.h"
 #include "velkd/notify.h"
@@ -29,8 +30,8 @@ std::chrono::milliseconds limitOf(const tolk::Property& property) {
 }
 
 ObjectState stateOf(const MachineBinding::Read& read) {
-  const int flags = read.object.getInt(tolk::AD_USER_ACCNT_CONTROL, 0);
-  return (flags & tolk::UF_ACCOUNT_DISABLED) != 0 ? ObjectState::disabled : ObjectState::usable;
+  return tolk::ComputerObjectHelper::isDisabled(read.object) ? ObjectState::disabled
+                                                             : ObjectState::usable;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include "tolk/zones/computer_object_helper.h"
 
 #include "tolk/ldap/ad_names.h"
+#include "tolk/ldap/ad_object.h"
 
 namespace tolk {
 
@@ -16,6 +17,10 @@ const char** ComputerObjectHelper::getAttributes() noexcept {
                                 AD_DNS_HOST_NAME,
                                 nullptr};
   return names;
+}
+
+bool ComputerObjectHelper::isDisabled(const ADObject& object) {
+  return (object.getInt(AD_USER_ACCNT_CONTROL, 0) & UF_ACCOUNT_DISABLED) != 0;
 }
 
 }  // namespace tolk
