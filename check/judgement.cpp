@@ -55,11 +55,10 @@ class Web {
     Causes& causes = below.causes.emplace();
     if (!troubled(below) || below.verdict.evident) return causes;
     for (const std::string_view need : words(below.rule->needs)) {
-      const auto above = nodes_.find(need);
-      if (above == nodes_.end() || !troubled(above->second)) continue;
+      const Node& above = nodes_.at(need);
+      if (!troubled(above)) continue;
       const Causes& higher = causesOf(need);
-      const Node& node = above->second;
-      if (higher.empty() && node.verdict.grade == Grade::broken) add(causes, node.rule);
+      if (higher.empty() && above.verdict.grade == Grade::broken) add(causes, above.rule);
       for (const Rule* cause : higher) add(causes, cause);
     }
     return causes;

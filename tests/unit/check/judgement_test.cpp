@@ -22,19 +22,19 @@ std::string idsOf(const std::vector<const Finding*>& findings) {
   return ids;
 }
 
-/// Whether the needs of a rule lead back to itself.
-bool circles(const std::string& id, const std::map<std::string, std::string>& needs,
-             std::set<std::string>& path) {
-  if (!path.insert(id).second) return true;
-  std::istringstream words(needs.contains(id) ? needs.at(id) : "");
+/// Whether the needs of a rule lead back to itself, or to a rule that is not there.
+bool leadsAstray(const std::string& id, const std::map<std::string, std::string>& needs,
+                 std::set<std::string>& path) {
+  if (!needs.contains(id) || !path.insert(id).second) return true;
+  std::istringstream words(needs.at(id));
   for (std::string need; words >> need;) {
-    if (circles(need, needs, path)) return true;
+    if (leadsAstray(need, needs, path)) return true;
   }
   path.erase(id);
   return false;
 }
 
-TEST(JudgementTest, TheTableHasEachIdOnceAndNoCircleOfNeeds) {
+TEST(JudgementTest, TheTableHasEachIdOnceAndNeedsThatLeadUpwards) {
   std::map<std::string, std::string> needs;
   for (const Rule* rule : allRules()) {
     EXPECT_TRUE(needs.emplace(rule->id, rule->needs).second) << rule->id << " is there twice";
@@ -45,7 +45,7 @@ TEST(JudgementTest, TheTableHasEachIdOnceAndNoCircleOfNeeds) {
   }
   for (const auto& [id, unused] : needs) {
     std::set<std::string> path;
-    EXPECT_FALSE(circles(id, needs, path)) << id;
+    EXPECT_FALSE(leadsAstray(id, needs, path)) << id;
   }
 }
 
