@@ -35,8 +35,8 @@ std::string tooSoon(const std::optional<Refusals::Entry>& before) {
 
 class UserLogin {
  public:
-  UserLogin(tolk::KerberosContext& kerberos, const Asking& asking)
-      : kerberos_(kerberos), context_(kerberos.get()), asking_(asking) {}
+  UserLogin(const tolk::KerberosContext& kerberos, const Asking& asking)
+      : context_(kerberos.get()), asking_(asking) {}
 
   /// Publishes how the attempt ended; false when there is no ticket.
   bool run(const Directory& directory) {
@@ -92,7 +92,6 @@ class UserLogin {
                       what);
   }
 
-  tolk::KerberosContext& kerberos_;
   krb5_context context_;
   const Asking& asking_;
   std::optional<tolk::MemoryCCache> cache_;
