@@ -145,18 +145,35 @@ class MachineLogin::Round {
   }
 
   void show(ProvedKey& key) {
-    std::optional<std::uint32_t> status;
-    key.asked = ask([&] { exchange(key, status); });
-    const bool refused = key.asked.code == KRB5KDC_ERR_PREAUTH_FAILED;
-    if (key.asked.answered() || refused) ++found_.attempts;
+    Login login = attempt(key);
+    if (login.asked.code == KRB5KRB_AP_ERR_SKEW && kdcTime_) {
+      take(found_.login, login);
+      // A wrong clock says nothing of key and account, and hides what is wrong with them.
+      krb5_set_real_time(context_, static_cast<krb5_timestamp>(*kdcTime_), 0);
+      login = attempt(key);
+      clockIsKdcs_ = true;
+    }
+    take(clockIsKdcs_ ? found_.inTime : found_.login, login);
+    key.asked = login.asked;
     if (key.asked.answered()) refusals_.noteAccepted(owner_, whatOf(key), now_);
-    if (refused) refusals_.noteRefused(owner_, whatOf(key), now_);
-    if (found_.login.asked.answered() || (found_.login.asked.asked() && !key.asked.answered()))
-      return;
-    found_.login = {.asked = key.asked, .status = status.value_or(0)};
+    if (key.asked.code == KRB5KDC_ERR_PREAUTH_FAILED)
+      refusals_.noteRefused(owner_, whatOf(key), now_);
   }
 
-  void exchange(const ProvedKey& key, std::optional<std::uint32_t>& status) {
+  Login attempt(const ProvedKey& key) {
+    Login login;
+    login.asked = ask([&] { exchange(key, login.status); });
+    const bool judged = login.asked.answered() || login.asked.code == KRB5KDC_ERR_PREAUTH_FAILED;
+    if (judged) ++found_.attempts;
+    return login;
+  }
+
+  /// The login is the first that succeeds, else the first that fails.
+  static void take(Login& known, const Login& login) {
+    if (!known.asked.asked() || (!known.asked.answered() && login.asked.answered())) known = login;
+  }
+
+  void exchange(const ProvedKey& key, std::int64_t& status) {
     const std::string what = "logging in as " + found_.account;
     tolk::Krb5Keytab keytab(context_);
     tolk::throwIfKrb5(context_,
@@ -174,9 +191,10 @@ class MachineLogin::Round {
     tolk::throwIfKrb5(context_, exchange.useKeytab(keytab.get()), what);
     tolk::Krb5CredsContents credentials(context_);
     const krb5_error_code code = exchange.run(credentials.get());
-    status = exchange.refusalStatus();
+    status = exchange.refusalStatus().value_or(0);
+    kdcTime_ = exchange.kdcTime();
     tolk::throwIfKrb5(context_, code, what);
-    if (!cache_) keep(credentials.get());
+    if (!cache_ && !clockIsKdcs_) keep(credentials.get());
   }
 
   void keep(krb5_creds* credentials) {
@@ -192,7 +210,9 @@ class MachineLogin::Round {
   Refusals refusals_;
   std::string owner_;
   std::int64_t now_ = std::time(nullptr);
-  bool blocked_ = false;  // a key was refused
+  bool blocked_ = false;      // a key was refused
+  bool clockIsKdcs_ = false;  // of the library, from the refusal of this host's on
+  std::optional<std::int64_t> kdcTime_;
   std::unique_ptr<tolk::MemoryCCache> cache_;
 };
 

@@ -32,7 +32,7 @@ bool isRead(const Facts& facts) {
 Verdict judgeExists(const Facts& facts) {
   if (facts.run.joining) return notMeant(kToBeJoined);
   const Account& account = facts.directory.account;
-  const facts::Asked& login = facts.kerberos.login.asked;
+  const facts::Asked& login = telling(facts.kerberos).asked;
   const std::vector<std::string> next{"adcli join " + facts.join.domain,
                                       "makes the account anew; its group memberships are gone."};
   if (isRefusedWith(login, KRB5KDC_ERR_C_PRINCIPAL_UNKNOWN)) {
@@ -51,7 +51,7 @@ Verdict judgeExists(const Facts& facts) {
                    {"velkd adopt", "writes the join settings anew."});
   }
   if (isRead(facts)) return fine(account.dn);
-  return troubleIn(facts.kerberos.login) == AccountTrouble::unknown &&
+  return troubleIn(telling(facts.kerberos)) == AccountTrouble::unknown &&
                  !isRefusedWith(login, KRB5KDC_ERR_CLIENT_REVOKED)
              ? nobodyTold(facts)
              : fine();
@@ -61,13 +61,14 @@ Verdict judgeExists(const Facts& facts) {
 Verdict judgeFlag(const Facts& facts, AccountTrouble trouble, bool byDirectory,
                   const std::string& text, std::vector<std::string> next) {
   if (facts.run.joining) return notMeant(kToBeJoined);
-  const bool byKdc = troubleIn(facts.kerberos.login) == trouble;
+  const bool byKdc = troubleIn(telling(facts.kerberos)) == trouble;
   if (byKdc || byDirectory) {
-    const std::string evidence = byKdc ? "the KDC says " + codeName(facts.kerberos.login.asked.code)
-                                       : facts.directory.account.dn;
+    const std::string evidence =
+        byKdc ? "the KDC says " + codeName(telling(facts.kerberos).asked.code)
+              : facts.directory.account.dn;
     return evident(broken(text + " (" + evidence + ").", std::move(next)));
   }
-  const bool known = isRead(facts) || troubleIn(facts.kerberos.login) != AccountTrouble::unknown;
+  const bool known = isRead(facts) || troubleIn(telling(facts.kerberos)) != AccountTrouble::unknown;
   return known ? fine() : nobodyTold(facts);
 }
 

@@ -95,6 +95,10 @@ std::vector<std::int64_t> encryptionTypesIn(std::int64_t supported) {
   return types;
 }
 
+const facts::Login& telling(const facts::Kerberos& kerberos) {
+  return kerberos.inTime.asked.asked() ? kerberos.inTime : kerberos.login;
+}
+
 AccountTrouble troubleIn(const facts::Login& login) {
   // MS-ERREF 2.3.1
   switch (login.status) {

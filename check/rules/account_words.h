@@ -26,6 +26,9 @@ std::vector<std::int64_t> encryptionTypesIn(std::int64_t supported);
 /// What a refusal of a login says of the account.
 enum class AccountTrouble { none, unknown, disabled, expired, locked, passwordExpired, mustChange };
 
+/// The login that says most of the account: by the KDC's clock, where this host's was refused.
+const facts::Login& telling(const facts::Kerberos& kerberos);
+
 /// "none" for an answer that only an account without such trouble gets: a ticket, or a judgement of
 /// its key; "unknown" where nothing is known.
 AccountTrouble troubleIn(const facts::Login& login);

@@ -50,6 +50,7 @@ void logIn(MachineLogin& login, const Facts& local, const Publish& publish) {
     facts.kerberos.keys = found.keys;
     facts.kerberos.attempts = found.attempts;
     facts.kerberos.login = found.login;
+    facts.kerberos.inTime = found.inTime;
   });
 }
 

@@ -107,6 +107,7 @@ struct Kerberos {
   std::vector<ProvedKey> keys;  ///< those of the highest version, in the order in which they go
   std::int64_t attempts = 0;    ///< pre-authentications with a key of this host, good or bad
   Login login;                  ///< a ticket for the computer account, by the own way
+  Login inTime;                 ///< the same by the KDC's clock, where this host's was refused
   HostWay hostWay;
   std::string user;  ///< whose password is tried; "" for nobody's
   Login userLogin;
@@ -118,6 +119,7 @@ struct Kerberos {
     visit("keys", self.keys);
     visit("attempts", self.attempts);
     visit("login", self.login);
+    visit("inTime", self.inTime);
     visit("hostWay", self.hostWay);
     visit("user", self.user);
     visit("userLogin", self.userLogin);

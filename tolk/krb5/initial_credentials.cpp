@@ -70,8 +70,8 @@ std::optional<std::uint32_t> statusIn(std::string_view errorData) {
 }
 
 /// What the KDC's clock says is not signed, but good enough to tell people how far apart they are.
-std::string skewText(krb5_timestamp kdcTime) {
-  const std::int64_t ahead = std::time(nullptr) - std::int64_t{static_cast<std::uint32_t>(kdcTime)};
+std::string skewText(std::int64_t kdcTime) {
+  const std::int64_t ahead = std::time(nullptr) - kdcTime;
   return "Clock skew too great: this computer's clock is " + std::to_string(std::abs(ahead)) +
          (ahead < 0 ? " s behind" : " s ahead of") + " that of the KDC";
 }
@@ -151,7 +151,8 @@ void InitialExchange::explain(krb5_error_code code) {
   if (krb5_init_creds_get_error(context_, exchange_.get(), reply.out()) != 0) return;
   const krb5_error* const error = reply.get();
   if (error != nullptr && code == KRB5KRB_AP_ERR_SKEW) {
-    krb5_set_error_message(context_, code, "%s", skewText(error->stime).c_str());
+    kdcTime_ = static_cast<std::uint32_t>(error->stime);
+    krb5_set_error_message(context_, code, "%s", skewText(*kdcTime_).c_str());
     return;
   }
   if (error != nullptr) status_ = statusIn({error->e_data.data, error->e_data.length});

@@ -31,6 +31,8 @@ class InitialExchange {
   [[nodiscard]] krb5_error_code run(krb5_creds* out);
   /// After a refusal: the NT status in its error data (MS-ERREF 2.3.1), where there is one.
   [[nodiscard]] std::optional<std::uint32_t> refusalStatus() const noexcept { return status_; }
+  /// After a refusal for this clock (KRB5KRB_AP_ERR_SKEW): what the KDC's says, seconds since 1970.
+  [[nodiscard]] std::optional<std::int64_t> kdcTime() const noexcept { return kdcTime_; }
 
  private:
   void explain(krb5_error_code code);
@@ -39,6 +41,7 @@ class InitialExchange {
   krb5_principal client_;
   Krb5Owned<krb5_init_creds_context, krb5_init_creds_free> exchange_;
   std::optional<std::uint32_t> status_;
+  std::optional<std::int64_t> kdcTime_;
 };
 
 /// Obtains initial credentials for `principal` with `password`, for at most `lifetime` seconds as
