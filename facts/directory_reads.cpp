@@ -221,6 +221,8 @@ void readDirectory(tolk::ADBinding& binding, const Question& question, const Fac
       directory.server = facts.directory.server;
       directory.boundAs = facts.directory.boundAs;
       directory.bind = facts.directory.bind;
+      directory.saslProperties = facts.directory.saslProperties;
+      directory.plainBind = facts.directory.plainBind;
       facts.directory = directory;
     });
   };

@@ -26,6 +26,14 @@ Verdict judgeSigning(const Facts& facts) {
         broken("The controller refuses a bind without signing or TLS: " + directory.bind.reason,
                {"allow signing again (SASL_SECPROPS, maxssf) on this host."}));
   }
+  if (wantsSecurity(directory.plainBind)) {
+    return evident(
+        broken("ldap.conf forbids programs to sign (SASL_SECPROPS " + directory.saslProperties +
+                   "), and the controller requires it: ldapsearch and others end with \"Strong(er) "
+                   "authentication required (" +
+                   std::to_string(directory.plainBind.code) + ")\".",
+               {"sed -i '/^SASL_SECPROPS/d' /etc/ldap/ldap.conf"}));
+  }
   if (directory.bind.answered()) return fine("Signed and sealed: what controllers may require");
   return unknown(notAskedText(directory.bind));
 }
@@ -84,7 +92,8 @@ constexpr Rule kRules[] = {
      .needs = "",
      .judge = judgeSigning,
      .looksAt = "What the controller says to the bind: strongerAuthRequired (8), "
-                "confidentialityRequired (13).",
+                "confidentialityRequired (13); where ldap.conf(5) forbids signing, also to a bind "
+                "without.",
      .wrong = "\"Strong(er) authentication required\".",
      .remedy = "Bind with signing and sealing, or by TLS.",
      .source = "RFC 4511, 4.1.9; MS-ADTS 5.1.1.1"},

@@ -1,14 +1,18 @@
 // The computer account's login, then the sealed bind with its ticket, then what the directory says.
 #include "facts/subjects/directory.h"
 
+#include <fstream>
 #include <memory>
+#include <sstream>
 
 #include "facts/directory_reads.h"
 #include "facts/gathering.h"
 #include "facts/machine_login.h"
+#include "tolk/base/text.h"
 #include "tolk/krb5/kerberos_context.h"
 #include "tolk/krb5/krb5_error.h"
 #include "tolk/ldap/ad_binding.h"
+#include "tolk/ldap/unsigned_bind.h"
 
 namespace joinscope::facts {
 namespace {
@@ -42,6 +46,32 @@ class Decision {
  private:
   const Publish& publish_;
 };
+
+/// What ldap.conf(5) tells the LDAP library's users about signing, where it forbids that; "" else.
+std::string forbiddenSigning() {
+  for (const char* path : {"/etc/ldap/ldap.conf", "/etc/openldap/ldap.conf"}) {
+    std::ifstream lines(path);
+    for (std::string line; std::getline(lines, line);) {
+      std::istringstream words(line);
+      std::string name;
+      std::string value;
+      const bool named = words >> name >> value && tolk::equalsIgnoringCase(name, "SASL_SECPROPS");
+      if (named && value.find("maxssf=0") != std::string::npos) return value;
+    }
+  }
+  return {};
+}
+
+void tryPlainBind(tolk::KerberosContext& kerberos, const tolk::ADBinding& bound,
+                  const Publish& publish) {
+  const std::string properties = forbiddenSigning();
+  if (properties.empty()) return;
+  const Asked plain = ask([&] { tolk::bindUnsigned(kerberos, bound); });
+  publish([&](Facts& facts) {
+    facts.directory.saslProperties = properties;
+    facts.directory.plainBind = plain;
+  });
+}
 
 void logIn(MachineLogin& login, const Facts& local, const Publish& publish) {
   Kerberos found = local.kerberos;
@@ -85,7 +115,9 @@ void bindAndRead(tolk::KerberosContext& kerberos, const BindAs& as, const Asking
     facts.directory.boundAs = as.name;
     facts.directory.server = binding.serverName();
   });
-  if (bind.answered()) readDirectory(binding, question, asking.local, asking.publish);
+  if (!bind.answered()) return;
+  readDirectory(binding, question, asking.local, asking.publish);
+  tryPlainBind(kerberos, binding, asking.publish);
 }
 
 }  // namespace joinscope::facts

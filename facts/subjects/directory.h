@@ -118,10 +118,12 @@ struct Joining {
 };
 
 struct Directory {
-  std::string server;   ///< "host:port" of the bind
-  Asked bind;           ///< signed and sealed, with the machine's ticket, else the user's
-  std::string boundAs;  ///< "NAME$" or the user
-  Asked catalog;        ///< a bind to a global catalog
+  std::string server;          ///< "host:port" of the bind
+  Asked bind;                  ///< signed and sealed, with the machine's ticket, else the user's
+  std::string boundAs;         ///< "NAME$" or the user
+  std::string saslProperties;  ///< SASL_SECPROPS of ldap.conf(5) that forbid signing; "" for none
+  Asked plainBind;             ///< where there are such: a bind without signing, as by them
+  Asked catalog;               ///< a bind to a global catalog
   std::string catalogServer;
   Account account;
   Policy policy;
@@ -138,6 +140,8 @@ struct Directory {
     visit("server", self.server);
     visit("bind", self.bind);
     visit("boundAs", self.boundAs);
+    visit("saslProperties", self.saslProperties);
+    visit("plainBind", self.plainBind);
     visit("catalog", self.catalog);
     visit("catalogServer", self.catalogServer);
     visit("account", self.account);
