@@ -146,5 +146,19 @@ TEST_F(SecretsTest, NothingIsWrittenToDisk) {
       "");
 }
 
+TEST_F(SecretsTest, AFactsFileHoldsNeitherPasswordNorKey) {
+  const std::string program = joinscopeBinary();
+  const std::string joincheck = program.substr(0, program.rfind('/')) + "/joincheck";
+  lab.member.must("printf '%s\\n' '" + std::string(kPassword) + "' | " + joincheck +
+                  " -u e2e.secret --only krb.user --save /tmp/facts.json");
+  EXPECT_EQ(lab.member.must("stat -c %a /tmp/facts.json"), "600\n");
+  // Every key as klist shows it, to see that there are some, and in the facts.
+  const std::string keys = "klist -keK | sed -n 's/.*(0x\\(.*\\))$/\\1/p'";
+  EXPECT_NE(lab.member.must(keys), "");
+  EXPECT_EQ(lab.member.must(keys + " | grep -ioFf - /tmp/facts.json || true"), "");
+  EXPECT_THAT(lab.member.must("cat /tmp/facts.json; rm /tmp/facts.json"),
+              testing::AllOf(HasSubstr("e2e.secret"), Not(HasSubstr(kPassword))));
+}
+
 }  // namespace
 }  // namespace joinscope::test
