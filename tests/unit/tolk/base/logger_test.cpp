@@ -34,7 +34,8 @@ class LoggerTest : public testing::Test {
 
   ScratchDirectory directory_;
   std::string path_ = directory_.path("orvald.log");
-  const Logger& logger_ = Logger::GetThreadPrivateLogger("cli.joinscope");
+  const std::string name_ = "cli.joinscope";
+  const Logger& logger_ = Logger::GetThreadPrivateLogger(name_);
 };
 
 TEST_F(LoggerTest, RecordIsOneLineWithLoggerTextAndPlace) {
