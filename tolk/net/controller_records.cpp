@@ -7,6 +7,7 @@
 
 #include "tolk/base/exceptions.h"
 #include "tolk/base/text.h"
+#include "tolk/base/troubles.h"
 #include "tolk/net/configured_controllers.h"
 
 namespace tolk {
@@ -48,6 +49,14 @@ std::vector<NamedControllers> ControllerRecords::take() {
     try {
       HostPortList list = lookup.records.wait();
       if (!list.empty()) out.push_back({std::move(list), lookup.site});
+    } catch (const BadDataException& failure) {
+      // A site may have a name that DNS has no room for, and c-ares from 1.21 on asks for names of
+      // hosts alone: the domain's controllers are still to be had.
+      if (lookup.site.empty()) {
+        failure_ = failure.what();
+      } else {
+        noteTrouble("base.net.discovery", failure.what());
+      }
     } catch (const Base_Exception& failure) {
       failure_ = failure.what();
     }

@@ -30,6 +30,7 @@ inside() {
   # shellcheck disable=SC2016 # the inner shell's
   unshare --mount --pid --fork -- bash -euc 'root=$1 source=$2 work=$3
     shift 3
+    mount --bind "$root" "$root" # tests mount too, below a root that is a mount
     mkdir -p "$root/source" "$root/build"
     mount --bind "$source" "$root/source"
     mount -o remount,bind,ro "$root/source"
