@@ -43,6 +43,19 @@ TEST(DnsRecords, AreSortedByPriorityThenLargerWeightThenNameThenPort) {
                           "0 10 a-light.lab.test:389", "10 500 late.lab.test:389"));
 }
 
+TEST(DnsRecords, AddressesAndThePrimaryServerOfAZone) {
+  const std::string query = test::dnsQuery("lab.test", ns_t_any);
+  const std::string answer =
+      test::dnsAnswer(query, ns_r_noerror,
+                      {{ns_t_aaaa, std::string(15, '\0') + '\1'},
+                       {ns_t_a, test::addressData("10.0.0.1")},
+                       {ns_t_a, "short"},
+                       {ns_t_soa, wireName("DC1.lab.test") + wireName("x")}});
+  EXPECT_THAT(readAddressRecords(answer), ElementsAre("10.0.0.1", "::1"));
+  EXPECT_EQ("dc1.lab.test", readAuthority(answer));
+  EXPECT_EQ("", readAuthority(test::dnsAnswer(query, ns_r_nxdomain, {})));
+}
+
 TEST(DnsRecords, AbsurdTargetsDoNotHideTheOthers) {
   const std::string longLabel(63, 'x');
   const std::string longest =
