@@ -39,24 +39,40 @@ void takeRecords(const tolk::DnsQuestion& question, const std::string& message, 
   std::ranges::sort(records);
 }
 
+DnsResult resultOf(const tolk::DnsQuestion& question, const Asked& asked,
+                   const tolk::DnsReply& reply) {
+  DnsResult result;
+  result.answer.asked = asked;
+  result.answer.truncated = reply.truncated || asked.code == tolk::kCutAnswer;
+  if (!asked.answered()) return result;
+  result.answer.status = tolk::dnsCodeName(reply.code);
+  const Asked read = ask([&] { takeRecords(question, reply.message, result); });
+  if (!read.answered()) result.answer.asked = ofExchange(read);
+  return result;
+}
+
 }  // namespace
 
-void askDns(const Inquiry& inquiry, const tolk::DnsQuestion& question,
-            std::function<void(DnsResult)> then) {
-  inquiry.waits.add(
-      [&] { return tolk::startDnsQuestion(inquiry.waits.loop(), question, inquiry.limit); },
-      [question, then = std::move(then)](const Asked& asked, const tolk::DnsReply& reply) {
-        DnsResult result;
-        result.answer.asked = asked;
-        // The answer by UDP was cut, and the whole did not come by TCP.
-        result.answer.truncated = reply.truncated || asked.code == tolk::kCutAnswer;
-        if (asked.answered()) {
-          result.answer.status = tolk::dnsCodeName(reply.code);
-          const Asked read = ask([&] { takeRecords(question, reply.message, result); });
-          if (!read.answered()) result.answer.asked = ofExchange(read);
-        }
-        then(std::move(result));
-      });
+void DnsQuestions::ask(const tolk::DnsQuestion& question, Then then) {
+  if (open_ < kTogether) {
+    start(question, then);
+  } else {
+    later_.emplace_back(question, std::move(then));
+  }
+}
+
+void DnsQuestions::start(const tolk::DnsQuestion& question, const Then& then) {
+  ++open_;
+  waits_.add([&] { return tolk::startDnsQuestion(waits_.loop(), question, limit_); },
+             [this, question, then](const Asked& asked, const tolk::DnsReply& reply) {
+               --open_;
+               if (!later_.empty()) {
+                 const auto [next, after] = std::move(later_.front());
+                 later_.pop_front();
+                 start(next, after);
+               }
+               then(resultOf(question, asked, reply));
+             });
 }
 
 }  // namespace joinscope::facts

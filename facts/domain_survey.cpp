@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "tolk/base/descriptor_limit.h"
 #include "tolk/base/text.h"
 #include "tolk/net/controller_records.h"
 
@@ -15,6 +16,8 @@ namespace {
 constexpr std::size_t kMostControllers = 1000;
 constexpr std::size_t kMostAddresses = 4;
 constexpr std::size_t kWhollyProbed = 12;  // controllers of a large domain beyond are only pinged
+constexpr std::size_t kDescriptorsEach = 4;
+constexpr std::size_t kDescriptorsElse = 200;  // for DNS and those that are wholly probed
 
 constexpr char kFromDns[] = "DNS";
 constexpr char kFromSite[] = "site";
@@ -48,6 +51,9 @@ std::string ownFullName(const Facts& local) {
 
 DomainSurvey::DomainSurvey(const Inquiry& inquiry, const Question& question, const Facts& local)
     : inquiry_(inquiry), question_(question), local_(local), domain_(local.join.domain) {
+  const std::size_t wanted = kMostControllers * kDescriptorsEach + kDescriptorsElse;
+  room_ = tolk::usableDescriptors(wanted) / kDescriptorsEach;
+  room_ -= std::min(room_, kDescriptorsElse / kDescriptorsEach);
   network_.ownName = ownFullName(local);
 }
 
@@ -85,15 +91,15 @@ void DomainSurvey::askRecords(const std::string& service, const std::string& dom
   ServiceRecords& records = records_.emplace_back();
   records.service = service;
   records.name = name;
-  facts::askDns(inquiry_, dnsQuestion(name, tolk::DnsType::srv),
-                [this, &records, source](const DnsResult& result) {
-                  records.asked = result.answer.asked;
-                  records.status = result.answer.status;
-                  for (const tolk::HostPort& target : result.list) {
-                    records.targets.push_back(target.host + ":" + std::to_string(target.port));
-                    if (question_.server.empty()) addController(target.host, source);
-                  }
-                });
+  inquiry_.dns.ask(dnsQuestion(name, tolk::DnsType::srv),
+                   [this, &records, source](const DnsResult& result) {
+                     records.asked = result.answer.asked;
+                     records.status = result.answer.status;
+                     for (const tolk::HostPort& target : result.list) {
+                       records.targets.push_back(target.host + ":" + std::to_string(target.port));
+                       if (question_.server.empty()) addController(target.host, source);
+                     }
+                   });
 }
 
 void DomainSurvey::askSite(const std::string& site) {
@@ -108,25 +114,24 @@ void DomainSurvey::askCatalogs(const std::string& forest) {
 
 void DomainSurvey::askOwnNames() {
   network_.ownAddresses.asked.reason = "its answer was not waited for";
-  facts::askDns(inquiry_, dnsQuestion(network_.ownName, tolk::DnsType::a),
-                [this](DnsResult result) {
-                  DnsAnswer& own = network_.ownAddresses;
-                  const std::vector<std::string> more = std::move(own.records);
-                  own = std::move(result.answer);
-                  own.records.insert(own.records.end(), more.begin(), more.end());
-                });
-  facts::askDns(inquiry_, dnsQuestion(network_.ownName, tolk::DnsType::aaaa),
-                [this](const DnsResult& result) {
-                  std::vector<std::string>& records = network_.ownAddresses.records;
-                  const std::vector<std::string>& more = result.answer.records;
-                  records.insert(records.end(), more.begin(), more.end());
-                });
+  inquiry_.dns.ask(dnsQuestion(network_.ownName, tolk::DnsType::a), [this](DnsResult result) {
+    DnsAnswer& own = network_.ownAddresses;
+    const std::vector<std::string> more = std::move(own.records);
+    own = std::move(result.answer);
+    own.records.insert(own.records.end(), more.begin(), more.end());
+  });
+  inquiry_.dns.ask(dnsQuestion(network_.ownName, tolk::DnsType::aaaa),
+                   [this](const DnsResult& result) {
+                     std::vector<std::string>& records = network_.ownAddresses.records;
+                     const std::vector<std::string>& more = result.answer.records;
+                     records.insert(records.end(), more.begin(), more.end());
+                   });
   const std::vector<std::string>& addresses = local_.host.addresses;
   network_.ownPointers.resize(addresses.size());
   for (std::size_t i = 0; i < addresses.size(); ++i) {
     if (!isIpv4(addresses[i])) continue;
-    facts::askDns(
-        inquiry_, dnsQuestion(tolk::reverseName(addresses[i]), tolk::DnsType::ptr),
+    inquiry_.dns.ask(
+        dnsQuestion(tolk::reverseName(addresses[i]), tolk::DnsType::ptr),
         [this, i](DnsResult result) { network_.ownPointers[i] = std::move(result.answer); });
   }
 }
@@ -158,16 +163,15 @@ void DomainSurvey::namedAgain(Controller& controller, const char* source) {
 
 void DomainSurvey::lookUp(Controller& controller, tolk::DnsType type) {
   if (isIpv4(controller.name)) return;
-  facts::askDns(
-      inquiry_, dnsQuestion(controller.name, type), [this, type, &controller](DnsResult result) {
-        controller.lookup = std::move(result.answer);
-        for (const std::string& address : controller.lookup.records) {
-          if (isIpv4(address)) addEndpoint(controller, address, kFromDns);
-        }
-        // For what cannot be asked by IPv4 it is worth knowing why.
-        const bool none = controller.lookup.asked.answered() && controller.lookup.records.empty();
-        if (type == tolk::DnsType::a && none) lookUp(controller, tolk::DnsType::aaaa);
-      });
+  inquiry_.dns.ask(dnsQuestion(controller.name, type), [this, type, &controller](DnsResult result) {
+    controller.lookup = std::move(result.answer);
+    for (const std::string& address : controller.lookup.records) {
+      if (isIpv4(address)) addEndpoint(controller, address, kFromDns);
+    }
+    // For what cannot be asked by IPv4 it is worth knowing why.
+    const bool none = controller.lookup.asked.answered() && controller.lookup.records.empty();
+    if (type == tolk::DnsType::a && none) lookUp(controller, tolk::DnsType::aaaa);
+  });
 }
 
 void DomainSurvey::addEndpoint(Controller& controller, const std::string& address,
@@ -178,8 +182,11 @@ void DomainSurvey::addEndpoint(Controller& controller, const std::string& addres
   Endpoint& endpoint = endpoints.emplace_back();
   endpoint.address = address;
   endpoint.source = source;
+  // An endpoint that stays unasked says so by itself.
+  if (room_ == 0) return;
+  --room_;
   probe(controller, endpoint);
-  if (!server_.empty()) askPointer(endpoint);
+  if (!server_.empty() && controllers_.size() <= kWhollyProbed) askPointer(endpoint);
 }
 
 void DomainSurvey::probe(const Controller& controller, Endpoint& endpoint) {
@@ -190,11 +197,11 @@ void DomainSurvey::probe(const Controller& controller, Endpoint& endpoint) {
 }
 
 void DomainSurvey::askPointer(Endpoint& endpoint) {
-  facts::askDns(inquiry_, dnsQuestion(tolk::reverseName(endpoint.address), tolk::DnsType::ptr),
-                [&endpoint](DnsResult result) {
-                  endpoint.pointer = result.answer.asked;
-                  endpoint.reverseNames = std::move(result.answer.records);
-                });
+  inquiry_.dns.ask(dnsQuestion(tolk::reverseName(endpoint.address), tolk::DnsType::ptr),
+                   [&endpoint](DnsResult result) {
+                     endpoint.pointer = result.answer.asked;
+                     endpoint.reverseNames = std::move(result.answer.records);
+                   });
 }
 
 void DomainSurvey::pinged(const Endpoint& endpoint) {

@@ -20,7 +20,7 @@ class DomainSurvey {
   /// Goes on by this name server, once.
   void askDns(const std::string& server);
 
-  /// What is known by now; `chosen` and `discovery` are not among it.
+  /// What is known by now.
   [[nodiscard]] Network network() const;
 
  private:
@@ -46,6 +46,7 @@ class DomainSurvey {
   std::deque<ServiceRecords> records_;
   std::deque<Controller> controllers_;
   std::set<std::string> asked_;  // names of records
+  std::size_t room_;             // for endpoints, by the limit of open files
 };
 
 /// This host's full name: as joined, else with the domain behind the host name where it has none.

@@ -46,26 +46,6 @@ Port& addPort(Endpoint& endpoint, const PortPlan& plan) {
   return port;
 }
 
-Asked ofProbe(const tolk::ProbeOutcome& outcome, double seconds) {
-  Asked asked{.outcome = Outcome::answered,
-              .reason = outcome.reason,
-              .code = outcome.error,
-              .seconds = seconds};
-  if (outcome.error == 0) return asked;
-  switch (tolk::failingSide(outcome.error)) {
-    case tolk::Failing::peer:
-      asked.outcome = Outcome::refused;
-      break;
-    case tolk::Failing::silence:
-      asked.outcome = Outcome::silent;
-      break;
-    case tolk::Failing::here:
-      asked.outcome = Outcome::failed;
-      break;
-  }
-  return asked;
-}
-
 using ProbeStart = std::function<tolk::Pending<tolk::ProbeOutcome>(
     tolk::EventLoop&, const sockaddr_in&, std::chrono::milliseconds)>;
 

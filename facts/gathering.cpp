@@ -31,7 +31,6 @@ struct Subject {
 
 constexpr Subject kSubjects[] = {
     {"the name servers and controllers", askNetwork},
-    {"the controller to be used", askDiscovery},
     {"the agent daemon", askAgent},
     {"other agents on this host", askOtherAgents},
     {"the computer account and the directory", askDirectory},

@@ -40,7 +40,6 @@ class Publish {
 /// The subjects, each with a thread of its own. `local` holds what was read on this host; each
 /// publishes early what it knows early, because it may be cut at any time.
 void askNetwork(const Question& question, const Facts& local, const Publish& publish);
-void askDiscovery(const Question& question, const Facts& local, const Publish& publish);
 void askDirectory(const Question& question, const Facts& local, const Publish& publish);
 void askHostWay(const Question& question, const Facts& local, const Publish& publish);
 void askUserLogin(const Question& question, const Facts& local, const Publish& publish);

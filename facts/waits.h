@@ -9,12 +9,16 @@
 
 #include "facts/asked.h"
 #include "tolk/net/event_loop.h"
+#include "tolk/net/probes.h"
 
 namespace joinscope::facts {
 
 /// A network exchange's end by the errno in its code: who speaks has refused, whatever else he
-/// said; what this host did not send has failed.
+/// said; what this host's own rules kept it from sending has failed, and what it had no means for
+/// was not asked.
 Asked ofExchange(Asked asked);
+/// The same of a probe that never fails.
+Asked ofProbe(const tolk::ProbeOutcome& outcome, double seconds);
 
 /// Whether the whole goes on for a wait alone, or gives it up soon after all others.
 enum class Patience { whole, brief };

@@ -3,6 +3,7 @@
 
 #include "check/rule.h"
 #include "check/rules/account_words.h"
+#include "check/rules/network_words.h"
 
 namespace joinscope::check {
 namespace {
@@ -43,8 +44,8 @@ Verdict judgeBind(const Facts& facts) {
   const Asked& bind = directory.bind;
   if (bind.answered()) return fine(directory.boundAs + " at " + directory.server);
   if (!bind.asked()) return unknown(notAskedText(bind));
-  const std::string server =
-      facts.network.chosen.empty() ? facts.join.domain : facts.network.chosen;
+  const std::string serving = servingController(facts);
+  const std::string& server = serving.empty() ? facts.join.domain : serving;
   if (bind.outcome != facts::Outcome::refused) {
     return broken("No controller answers " + directory.boundAs + " by LDAP: " + bind.reason,
                   {"nc -vz " + server + " 389"});

@@ -54,6 +54,13 @@ std::vector<std::string> staleNext(const Facts& facts, const Controller& control
   if (endpoint.source == "/etc/hosts") {
     return {"sed -i '/^" + endpoint.address + "[ \t]/d' /etc/hosts"};
   }
+  const auto elsewhere =
+      std::ranges::find(facts.resolver.servers, controller.name, &facts::NameServer::controller);
+  if (!serves(controller) && elsewhere != facts.resolver.servers.end()) {
+    return {dnsCommand(facts, "update", controller.name,
+                       "A " + endpoint.address + " " + elsewhere->address),
+            "on Windows Set-DnsServerResourceRecord."};
+  }
   return {dnsCommand(facts, "delete", controller.name, "A " + endpoint.address),
           "if it is gone for good; on Windows Remove-DnsServerResourceRecord."};
 }

@@ -71,17 +71,34 @@ std::string placeText(const Controller& controller, const Endpoint& endpoint) {
   return controller.name + " (" + endpoint.address + ")";
 }
 
+std::string servingController(const Facts& facts) {
+  for (const Controller* controller : domainControllers(facts)) {
+    if (serves(*controller)) return controller->name;
+  }
+  return {};
+}
+
+namespace {
+
+/// Whom to tell of a change in the domain's DNS: a controller that serves, else a name server that
+/// is one, by its address, for its name may be what is wrong.
+std::string dnsMaster(const Facts& facts) {
+  std::string found = servingController(facts);
+  for (const facts::NameServer& server : facts.resolver.servers) {
+    if (found.empty() && !server.controller.empty()) found = server.address;
+  }
+  return found.empty() ? "SERVER" : found;
+}
+
+}  // namespace
+
 std::string dnsCommand(const Facts& facts, const std::string& action, const std::string& name,
                        const std::string& rest) {
   const std::string& domain = facts.join.domain;
-  std::string server = facts.network.chosen;
-  for (const Controller* controller : domainControllers(facts)) {
-    if (server.empty() && serves(*controller)) server = controller->name;
-  }
   const bool inside = name.ends_with("." + domain);
   const std::string label = inside ? name.substr(0, name.size() - domain.size() - 1) : name;
-  return "samba-tool dns " + action + " " + (server.empty() ? "SERVER" : server) + " " + domain +
-         " " + label + " " + rest + " -U Administrator";
+  return "samba-tool dns " + action + " " + dnsMaster(facts) + " " + domain + " " + label + " " +
+         rest + " -U Administrator";
 }
 
 bool serves(const Endpoint& endpoint) {

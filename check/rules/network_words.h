@@ -23,6 +23,9 @@ std::string endText(const facts::Asked& asked);
 /// "dc1.lab.test (10.0.0.1)", or the address alone where it is the name.
 std::string placeText(const facts::Controller& controller, const facts::Endpoint& endpoint);
 
+/// The name of a controller that serves; "" for none.
+std::string servingController(const facts::Facts& facts);
+
 /// A command that changes a record of the domain's DNS: `action` is update, add or delete, `rest`
 /// what stands behind the record's name.
 std::string dnsCommand(const facts::Facts& facts, const std::string& action,

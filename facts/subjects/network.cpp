@@ -8,7 +8,6 @@
 #include "facts/resolver_survey.h"
 #include "tolk/base/property_names.h"
 #include "tolk/net/limits.h"
-#include "tolk/net/network_state.h"
 
 namespace joinscope::facts {
 namespace {
@@ -48,9 +47,9 @@ const ServiceRecords* Network::recordsOf(const std::string& service) const {
 
 void askNetwork(const Question& question, const Facts& local, const Publish& publish) {
   Waits waits;
-  const Inquiry inquiry{
-      .waits = waits,
-      .limit = std::min(tolk::configuredLimit(tolk::PN::NET_CONNECT_TIMEOUT), kMostPatience)};
+  const auto limit = std::min(tolk::configuredLimit(tolk::PN::NET_CONNECT_TIMEOUT), kMostPatience);
+  DnsQuestions dns(waits, limit);
+  const Inquiry inquiry{.waits = waits, .dns = dns, .limit = limit};
   Resolver resolver;
   DomainSurvey domain(inquiry, question, local);
   ResolverSurvey servers(inquiry, local.join.domain, resolver,
@@ -58,10 +57,7 @@ void askNetwork(const Question& question, const Facts& local, const Publish& pub
   const auto tell = [&] {
     publish([&](Facts& facts) {
       facts.resolver = resolver;
-      Network network = domain.network();
-      network.chosen = facts.network.chosen;
-      network.discovery = facts.network.discovery;
-      facts.network = std::move(network);
+      facts.network = domain.network();
     });
   };
   servers.start();
@@ -70,19 +66,6 @@ void askNetwork(const Question& question, const Facts& local, const Publish& pub
   domain.start();
   while (!waits.run(Waits::Clock::now() + kTick)) tell();
   tell();
-}
-
-void askDiscovery(const Question& question, const Facts& local, const Publish& publish) {
-  if (local.join.domain.empty() || !question.server.empty()) return;
-  std::string chosen;
-  const Asked discovery = ask([&] {
-    chosen = tolk::NetworkState::getDCForDomain(
-        local.join.domain, tolk::ServiceType::domainController, false, local.join.site, false);
-  });
-  publish([&](Facts& facts) {
-    facts.network.chosen = chosen;
-    facts.network.discovery = discovery;
-  });
 }
 
 }  // namespace joinscope::facts

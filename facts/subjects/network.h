@@ -118,8 +118,6 @@ struct Network {
   std::string ownName;                  ///< that full name
   std::string site;                     ///< where the controllers place this host
   std::vector<Controller> controllers;
-  std::string chosen;  ///< the controller that the agent's discovery takes
-  Asked discovery;
 
   /// The records of a service; null when nobody asked for them.
   [[nodiscard]] const ServiceRecords* recordsOf(const std::string& service) const;
@@ -132,8 +130,6 @@ struct Network {
     visit("ownName", self.ownName);
     visit("site", self.site);
     visit("controllers", self.controllers);
-    visit("chosen", self.chosen);
-    visit("discovery", self.discovery);
   }
 };
 

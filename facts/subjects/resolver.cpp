@@ -36,15 +36,15 @@ void ResolverSurvey::start() {
 void ResolverSurvey::ask(NameServer& server) {
   const tolk::DnsQuestion records{
       .server = server.address, .name = "_ldap._tcp." + domain_, .type = tolk::DnsType::srv};
-  askDns(inquiry_, records, [this, &server](DnsResult result) {
+  inquiry_.dns.ask(records, [this, &server](DnsResult result) {
     server.domain = std::move(result.answer);
     --open_;
     consider();
   });
   tolk::DnsQuestion zone{.server = server.address, .name = domain_, .type = tolk::DnsType::soa};
-  askDns(inquiry_, zone, [&server](DnsResult result) { server.zone = std::move(result.answer); });
+  inquiry_.dns.ask(zone, [&server](DnsResult result) { server.zone = std::move(result.answer); });
   zone.transport = tolk::Transport::tcp;
-  askDns(inquiry_, zone, [&server](const DnsResult& result) { server.tcp = result.answer.asked; });
+  inquiry_.dns.ask(zone, [&server](const DnsResult& result) { server.tcp = result.answer.asked; });
   startPing(server);
 }
 
