@@ -33,5 +33,11 @@ labObstacle() {
   fi
 }
 
+# mirror: where this machine takes its own Debian packages from.
+# shellcheck disable=SC2016 # apt's own placeholder
+mirror() {
+  apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | sed -n 1p
+}
+
 # verb NAME ARGUMENT...: another verb, in a process of its own.
 verb() { "$ROOT/dev" "$@"; }

@@ -15,12 +15,6 @@ port_gcc() { buildPreset dev && testUnits gcc "$ROOT/build/dev"; }
 
 port_clang() { buildPreset clang && testUnits clang "$ROOT/build/clang"; }
 
-# mirror: where this machine takes its own Debian packages from.
-# shellcheck disable=SC2016 # apt's own placeholder
-mirror() {
-  apt-get indextargets --format '$(REPO_URI)' 'Created-By: Packages' 'Origin: Debian' 'Label: Debian' | sed -n 1p
-}
-
 # libraries: the packages that the programs and their tests are built with, without the tools of this release.
 libraries() { sed -n '/^# libraries/,$p' "$ROOT/tools/packages/build.txt" | sed 's/#.*//' | awk 'NF { print $1 }'; }
 
