@@ -76,7 +76,7 @@ Verdict judgeStale(const Facts& facts) {
     if (first == nullptr) first = controller;
     stale.push_back(controller->name + " has a wrong address: " + text);
   }
-  if (stale.empty()) return served ? fine() : unknown("No controller has answered.");
+  if (first == nullptr) return served ? fine() : unknown("No controller has answered.");
   const std::string text = listText(stale) + ".";
   const std::vector<std::string> next = staleNext(facts, *first);
   // An address too many beside a good one costs time; where there is no other, nothing works.

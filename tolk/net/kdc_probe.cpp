@@ -59,7 +59,7 @@ std::string ticketRequest(const std::string& realm) {
       field(7, integer(1)),
       field(8, sequence({integer(18), integer(17)})),
   });
-  const std::string request =
+  std::string request =
       element(0x6a, sequence({field(1, integer(5)), field(2, integer(10)), field(4, body)}));
   return request;
 }
