@@ -13,7 +13,7 @@ void bindUnsigned(KerberosContext& kerberos, const ADBinding& bound) {
   const HostPort server = parseServer(bound.serverName());
   const std::shared_ptr<LdapConnection> connection = LdapConnection::open(server);
   connection->throwIfFailed(ldap_set_option(connection->handle(), LDAP_OPT_X_SASL_SECPROPS,
-                                            "noplain,noanonymous,maxssf=0"));
+                                            "noplain,noanonymous,minssf=0,maxssf=0"));
   const auto tickets = BindingTickets::fromCache(kerberos, bound.cacheName(), true);
   try {
     bindGssapi(*connection, *tickets, server.host, toUpper(bound.domainName()));
