@@ -222,6 +222,7 @@ void readDirectory(tolk::ADBinding& binding, const Question& question, const Fac
       directory.boundAs = facts.directory.boundAs;
       directory.bind = facts.directory.bind;
       directory.saslProperties = facts.directory.saslProperties;
+      directory.saslFile = facts.directory.saslFile;
       directory.plainBind = facts.directory.plainBind;
       facts.directory = directory;
     });

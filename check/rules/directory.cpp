@@ -29,11 +29,12 @@ Verdict judgeSigning(const Facts& facts) {
   }
   if (wantsSecurity(directory.plainBind)) {
     return evident(
-        broken("ldap.conf forbids programs to sign (SASL_SECPROPS " + directory.saslProperties +
+        broken(directory.saslFile + " forbids programs to sign (SASL_SECPROPS " +
+                   directory.saslProperties +
                    "), and the controller requires it: ldapsearch and others end with \"Strong(er) "
                    "authentication required (" +
                    std::to_string(directory.plainBind.code) + ")\".",
-               {"sed -i '/^SASL_SECPROPS/d' /etc/ldap/ldap.conf"}));
+               {"sed -i '/^SASL_SECPROPS/d' " + directory.saslFile}));
   }
   if (directory.bind.answered()) return fine("Signed and sealed: what controllers may require");
   return unknown(notAskedText(directory.bind));

@@ -3,6 +3,7 @@
 
 #include <fstream>
 #include <memory>
+#include <optional>
 #include <sstream>
 
 #include "facts/directory_reads.h"
@@ -47,8 +48,13 @@ class Decision {
   const Publish& publish_;
 };
 
-/// What ldap.conf(5) tells the LDAP library's users about signing, where it forbids that; "" else.
-std::string forbiddenSigning() {
+/// A line of ldap.conf(5) that forbids the LDAP library's users to sign, and where it stands.
+struct SigningForbidden {
+  std::string file;
+  std::string properties;
+};
+
+std::optional<SigningForbidden> signingForbidden() {
   for (const char* path : {"/etc/ldap/ldap.conf", "/etc/openldap/ldap.conf"}) {
     std::ifstream lines(path);
     for (std::string line; std::getline(lines, line);) {
@@ -56,19 +62,20 @@ std::string forbiddenSigning() {
       std::string name;
       std::string value;
       const bool named = words >> name >> value && tolk::equalsIgnoringCase(name, "SASL_SECPROPS");
-      if (named && value.find("maxssf=0") != std::string::npos) return value;
+      if (named && value.find("maxssf=0") != std::string::npos) return {{path, value}};
     }
   }
-  return {};
+  return std::nullopt;
 }
 
 void tryPlainBind(tolk::KerberosContext& kerberos, const tolk::ADBinding& bound,
                   const Publish& publish) {
-  const std::string properties = forbiddenSigning();
-  if (properties.empty()) return;
+  const std::optional<SigningForbidden> line = signingForbidden();
+  if (!line) return;
   const Asked plain = ask([&] { tolk::bindUnsigned(kerberos, bound); });
   publish([&](Facts& facts) {
-    facts.directory.saslProperties = properties;
+    facts.directory.saslProperties = line->properties;
+    facts.directory.saslFile = line->file;
     facts.directory.plainBind = plain;
   });
 }

@@ -122,6 +122,7 @@ struct Directory {
   Asked bind;                  ///< signed and sealed, with the machine's ticket, else the user's
   std::string boundAs;         ///< "NAME$" or the user
   std::string saslProperties;  ///< SASL_SECPROPS of ldap.conf(5) that forbid signing; "" for none
+  std::string saslFile;        ///< where they stand
   Asked plainBind;             ///< where there are such: a bind without signing, as by them
   Asked catalog;               ///< a bind to a global catalog
   std::string catalogServer;
@@ -141,6 +142,7 @@ struct Directory {
     visit("bind", self.bind);
     visit("boundAs", self.boundAs);
     visit("saslProperties", self.saslProperties);
+    visit("saslFile", self.saslFile);
     visit("plainBind", self.plainBind);
     visit("catalog", self.catalog);
     visit("catalogServer", self.catalogServer);

@@ -30,7 +30,7 @@ bool flag(profile_t profile, const char* name, bool unset) {
 std::string defaultRealm(krb5_context context) {
   char* realm = nullptr;
   if (krb5_get_default_realm(context, &realm) != 0) return {};
-  const std::string text = realm;
+  std::string text = realm;
   krb5_free_default_realm(context, realm);
   return text;
 }
@@ -38,7 +38,7 @@ std::string defaultRealm(krb5_context context) {
 std::string realmOf(krb5_context context, const std::string& domain) {
   char** realms = nullptr;
   if (krb5_get_host_realm(context, domain.c_str(), &realms) != 0) return {};
-  const std::string text = realms[0] != nullptr ? realms[0] : "";
+  std::string text = realms[0] != nullptr ? realms[0] : "";
   krb5_free_host_realm(context, realms);
   return text;
 }
