@@ -12,6 +12,10 @@ namespace {
 using facts::Facts;
 using facts::ProvedKey;
 
+bool isGood(const ProvedKey& key) {
+  return key.asked.answered();
+}
+
 bool isRefused(const ProvedKey& key) {
   return key.refusedAt != 0 || isRefusedWith(key.asked, KRB5KDC_ERR_PREAUTH_FAILED);
 }
@@ -70,8 +74,7 @@ Verdict judgeVersion(const Facts& facts) {
 std::string refusalText(const Facts& facts, const ProvedKey& key) {
   const std::string name = "key version " + std::to_string(key.version) + " (" +
                            encryptionText(key.encryption) + ") of " + facts.kerberos.account;
-  const bool others = std::ranges::any_of(
-      facts.kerberos.keys, [](const ProvedKey& other) { return other.asked.answered(); });
+  const bool others = std::ranges::any_of(facts.kerberos.keys, isGood);
   const std::string whose =
       others ? " Other keys of the keytab are good: this one was damaged, or made with another "
                "password."
@@ -93,15 +96,17 @@ Verdict judgeKeys(const Facts& facts) {
   if (const ProvedKey* refused = firstRefused(facts); refused != nullptr) {
     return evident(broken(refusalText(facts, *refused), joinAgain(facts)));
   }
+  const auto good = std::ranges::count_if(keys, isGood);
   for (const ProvedKey& key : keys) {
-    if (isRefusedWith(key.asked, KRB5KDC_ERR_ETYPE_NOSUPP)) continue;  // keytab.enctypes
-    if (!key.asked.answered()) {
-      return unknown("Key of " + encryptionText(key.encryption) + " not proved: " +
-                     (key.asked.reason.empty() ? "it was not reached." : key.asked.reason));
-    }
+    if (key.asked.answered() || isRefusedWith(key.asked, KRB5KDC_ERR_ETYPE_NOSUPP)) continue;
+    // One that this host itself does not admit, as RC4 where a policy forbids it, is of no use.
+    if (good > 0 && key.asked.outcome == facts::Outcome::failed) continue;
+    return unknown("Key of " + encryptionText(key.encryption) + " not proved: " +
+                   (key.asked.reason.empty() ? "it was not reached." : key.asked.reason));
   }
-  return fine(std::to_string(facts.kerberos.attempts) + " keys of version " +
-              std::to_string(newestVersion(facts)) + ", each proved by one attempt");
+  if (good == 0) return unknown("The KDC admits the encryption type of none.");
+  return fine(std::to_string(good) + " keys of version " + std::to_string(newestVersion(facts)) +
+              ", each proved by one attempt");
 }
 
 /// The type in which a KDC encrypts tickets for the account: the strongest that it announces.
@@ -134,8 +139,7 @@ Verdict judgeEncryption(const Facts& facts) {
   const auto unsupported = std::ranges::find_if(keys, [](const ProvedKey& key) {
     return isRefusedWith(key.asked, KRB5KDC_ERR_ETYPE_NOSUPP);
   });
-  const bool anyGood =
-      std::ranges::any_of(keys, [](const ProvedKey& key) { return key.asked.answered(); });
+  const bool anyGood = std::ranges::any_of(keys, isGood);
   if (unsupported != keys.end() && !anyGood) {
     return evident(broken("The KDC has no key of " + encryptionText(unsupported->encryption) +
                               " of the account, or admits none (KRB5KDC_ERR_ETYPE_NOSUPP).",
@@ -166,7 +170,8 @@ constexpr Rule kRules[] = {
      .source = "MS-ADTS 3.1.1.4.5.16; RFC 4120, 5.2.9"},
     {.id = "keytab.keys",
      .title = "Each key of the keytab is the account's",
-     .needs = "keytab.version keytab.present keytab.readable keytab.realm keytab.host-keys "
+     .needs = "keytab.version keytab.enctypes keytab.present keytab.readable keytab.realm "
+              "keytab.host-keys "
               "krb.enctypes account.exists account.enabled account.expired account.locked "
               "time.offset resolver.answers resolver.domain dns.ldap dns.kerberos dc.kdc "
               "dc.answers",
