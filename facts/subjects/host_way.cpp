@@ -128,6 +128,7 @@ void HostWayQuestions::probeKdcs() {
   step("the KDCs that krb5.conf names");
   tolk::EventLoop loop;
   std::vector<KdcProbe> probes;
+  probes.reserve(local_.kerberos.config.kdcs.size());
   for (const std::string& line : local_.kerberos.config.kdcs) probes.emplace_back(loop, line);
   for (std::size_t i = 0; i < probes.size(); ++i) {
     way_.kdcs.push_back({.name = local_.kerberos.config.kdcs[i], .asked = probes[i].take()});
