@@ -47,7 +47,7 @@ class UserLogin {
     return cache_.has_value();
   }
 
-  [[nodiscard]] const std::string& cacheName() const { return cache_->name(); }
+  [[nodiscard]] std::string cacheName() const { return cache_ ? cache_->name() : std::string(); }
 
  private:
   void attempt(const Directory& directory, Login& login) {
