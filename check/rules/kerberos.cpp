@@ -139,6 +139,7 @@ Verdict judgeEncryption(const Facts& facts) {
   if (permitted.empty()) return unknown("krb5.conf was not read.");
   const std::string& file = configFile(facts);
   std::vector<std::int64_t> keys;
+  keys.reserve(facts.kerberos.keys.size());
   for (const facts::ProvedKey& key : facts.kerberos.keys) keys.push_back(key.encryption);
   const std::string start =
       "krb5.conf permits the encryption types " + encryptionTexts(permitted) + ", but ";
