@@ -77,11 +77,13 @@ std::string waitFor(facts::Gathering& gathering, const Options& options, Clock::
                     Interrupt& interrupt) {
   constexpr std::chrono::seconds kSlice{1};
   const Clock::time_point started = Clock::now();
+  const Clock::time_point patience = started + (deadline - started) * 3 / 5;
   WaitingLine line(options.format != Format::none);
   while (Clock::now() < deadline) {
     const Clock::time_point slice = std::min(Clock::now() + kSlice, deadline);
     if (gathering.wait(slice, interrupt.descriptor())) return {};
     if (const std::string signal = interrupt.take(); !signal.empty()) return signal;
+    if (Clock::now() > patience && gathering.leaveSlow()) return {};
     if (Clock::now() < deadline) line.showPending(gathering, Clock::now() - started);
   }
   return "--timeout";

@@ -27,14 +27,15 @@ using Clock = std::chrono::steady_clock;
 struct Subject {
   const char* name;
   void (*ask)(const Question&, const Facts&, const Publish&);
+  bool worthWaiting = true;
 };
 
 constexpr Subject kSubjects[] = {
     {"the name servers and controllers", askNetwork},
-    {"the agent daemon", askAgent},
+    {"the agent daemon", askAgent, false},
     {"other agents on this host", askOtherAgents},
     {"the computer account and the directory", askDirectory},
-    {"Kerberos by krb5.conf", askHostWay},
+    {"Kerberos by krb5.conf", askHostWay, false},
     {"the user's login", askUserLogin},
 };
 
@@ -136,6 +137,18 @@ bool Gathering::wait(Clock::time_point deadline, int interrupt) {
     if (ready > 0 && descriptors[0].revents != 0) return true;
     if (ready > 0 || left.count() <= 0) return false;
   }
+}
+
+bool Gathering::leaveSlow() {
+  const std::lock_guard lock(state_->mutex);
+  const bool others = std::ranges::any_of(kSubjects, [this](const Subject& subject) {
+    return subject.worthWaiting &&
+           std::ranges::find(state_->pending, subject.name) != state_->pending.end();
+  });
+  if (others) return false;
+  state_->pending.clear();
+  state_->facts.run.seconds = std::chrono::duration<double>(Clock::now() - state_->started).count();
+  return true;
 }
 
 std::vector<std::string> Gathering::unfinished() const {

@@ -59,6 +59,11 @@ class Gathering {
   /// descriptor, -1 for none) can be read.
   [[nodiscard]] bool wait(std::chrono::steady_clock::time_point deadline, int interrupt);
 
+  /// Gives up those that have limits of their own, beyond all patience: the library that goes by
+  /// krb5.conf, and the agent. When they have used up their part of a run, it is known that they
+  /// are slow. Does nothing and returns false while somebody else is still being asked.
+  [[nodiscard]] bool leaveSlow();
+
   /// The subjects that are still being asked, in words: "the name servers and controllers".
   [[nodiscard]] std::vector<std::string> unfinished() const;
 

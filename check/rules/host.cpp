@@ -29,7 +29,8 @@ Verdict judgeName(const Facts& facts) {
                        ". What uses the host name asks for keys that the keytab does not have.",
                    {"hostnamectl set-hostname " + joined, "or join again under the new name."});
   }
-  if (label.size() > kLongestName && facts.join.account.empty()) {
+  const bool judgedElsewhere = facts.run.joining || !facts.join.account.empty();  // joining.name
+  if (label.size() > kLongestName && !judgedElsewhere) {
     const std::string cut = tolk::toUpper(label).substr(0, kLongestName);
     return warning("The host name " + label + " has " + std::to_string(label.size()) +
                        " characters; a computer account has at most 15. Cut, it is " + cut +

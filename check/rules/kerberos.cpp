@@ -19,6 +19,14 @@ std::string realmOf(const Facts& facts) {
 Verdict judgeConf(const Facts& facts) {
   const facts::KerberosConfig& config = facts.kerberos.config;
   if (!config.read.asked()) return unknown("It was not read.");
+  const std::string whole =
+      "printf '[libdefaults]\\n default_realm = " + realmOf(facts) + "\\n' >" + configFile(facts);
+  if (!config.aside.empty()) {
+    return broken(
+        configFile(facts) + " is gone: it was malformed, and the agent has moved it to " +
+            config.aside + ". kinit, SSSD and ssh go without what it said.",
+        {whole, "and put back line by line what the host needs of " + config.aside + "."});
+  }
   if (config.read.answered()) return fine();
   if (config.malformed.empty()) {
     return unknown("krb5.conf could not be read: " + config.read.reason);
@@ -26,8 +34,7 @@ Verdict judgeConf(const Facts& facts) {
   const std::string aside = "mv " + config.malformed + " " + config.malformed + ".bad";
   std::vector<std::string> next{aside};
   if (config.malformed == configFile(facts)) {
-    next.front() += "; printf '[libdefaults]\\n default_realm = " + realmOf(facts) + "\\n' >" +
-                    config.malformed;
+    next.front() += "; " + whole;
   }
   next.emplace_back("and put back line by line what the host needs of it.");
   return broken(config.malformed +
@@ -165,7 +172,7 @@ constexpr Rule kRules[] = {
      .judge = judgeConf,
      .looksAt = "krb5.conf and what it includes, as the Kerberos library reads them.",
      .wrong = "A file is malformed: no program with Kerberos starts to work. joincheck goes its "
-              "own way without the file and leaves it where it is.",
+              "own way without the file and leaves it where it is; the agent moves it aside.",
      .remedy = "Correct the file that is named.",
      .source = "krb5.conf(5)"},
     {.id = "krb.realm",

@@ -47,6 +47,14 @@ Verdict judgeHostWay(const Facts& facts) {
     return fine("By krb5.conf, too: ticket for ldap/" + way.canonicalName);
   }
   if (facts.run.joining && way.lookup.answered()) return fine("The controller's name is found");
+  constexpr double kSlow = 5;
+  if (!way.step.empty() && facts.run.seconds > kSlow) {
+    return warning("As kinit, SSSD and ssh see it by " + configFile(facts) +
+                       " and the resolver, a login takes longer than " +
+                       std::to_string(static_cast<int>(facts.run.seconds)) +
+                       " s: the run ended while it asked for " + way.step + ".",
+                   {"KRB5_TRACE=/dev/stderr kinit -k '" + facts.kerberos.account + "'"});
+  }
   if (!way.step.empty()) return unknown("The run ended while it asked for " + way.step + ".");
   return unknown(notAskedText(way.login.asked));
 }
@@ -77,6 +85,13 @@ Verdict judgeUser(const Facts& facts) {
   if (user.empty()) return notMeant("Nobody's password is tried (-u USER).");
   const facts::Login& login = facts.kerberos.userLogin;
   if (login.asked.answered()) return fine("The password of " + user + " is right");
+  const facts::UserAccount& account = facts.directory.user;
+  if (!login.asked.asked() && account.limit > 0 && account.wrongPasswords >= account.limit) {
+    return broken(user + " is locked out: " + std::to_string(account.wrongPasswords) +
+                      " wrong passwords were tried, and " + std::to_string(account.limit) +
+                      " lock the account. This one was not.",
+                  userRemedy(AccountTrouble::locked, user));
+  }
   if (!login.asked.asked()) return unknown(notAskedText(login.asked));
   const std::string text = user + " does not log in: ";
   const std::string end = " (" + codeName(login.asked.code) + ").";

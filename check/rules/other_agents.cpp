@@ -78,7 +78,25 @@ Verdict judgeAgent(const Facts& facts, std::string_view name, const char* restar
   return warning(agent->name + " says that it is offline: " + agent->answer, {restart});
 }
 
+/// Whether the domain has none of the controllers that the agent is tied to.
+bool isTiedToStrangers(const Facts& facts, const facts::OtherAgent& agent) {
+  const auto known = [&facts](const std::string& name) {
+    if (name == "_srv_") return true;  // sssd-ad(5): those in DNS
+    return std::ranges::any_of(facts.network.controllers, [&name](const auto& controller) {
+      return tolk::equalsIgnoringCase(controller.name, name);
+    });
+  };
+  return !facts.network.controllers.empty() && !agent.controllers.empty() &&
+         std::ranges::none_of(agent.controllers, known);
+}
+
 Verdict judgeSssd(const Facts& facts) {
+  const auto sssd = std::ranges::find(facts.join.agents, "sssd", &facts::OtherAgent::name);
+  if (sssd != facts.join.agents.end() && !sssd->online && isTiedToStrangers(facts, *sssd)) {
+    return warning("sssd is offline: ad_server of /etc/sssd/sssd.conf ties it to " +
+                       sssd->controllers.front() + ", and DNS names no such controller.",
+                   {"sed -i '/^ *ad_server *=/d' /etc/sssd/sssd.conf; systemctl restart sssd"});
+  }
   return judgeAgent(facts, "sssd", "systemctl restart sssd");
 }
 
@@ -99,7 +117,7 @@ constexpr Rule kRules[] = {
      .title = "SSSD is online",
      .needs = "resolver.answers dns.ldap dc.ldap dc.kdc krb.login krb.host-way",
      .judge = judgeSssd,
-     .looksAt = "sssd.conf, and what sssctl says of the domain.",
+     .looksAt = "sssd.conf with its ad_server, and what sssctl says of the domain.",
      .wrong = "Offline although the directory can be reached: it waits before it tries again.",
      .remedy = "systemctl restart sssd",
      .source = "sssctl(8), domain-status"},

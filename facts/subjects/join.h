@@ -17,7 +17,8 @@ struct OtherAgent {
   bool running = false;
   Asked state;  ///< asking it whether it has its domain's controllers
   bool online = false;
-  std::string answer;  ///< what it said
+  std::string answer;                    ///< what it said
+  std::vector<std::string> controllers;  ///< the only ones that it may ask; none: those in DNS
 
   template <typename Self, typename Visit>
   static void fields(Self& self, Visit&& visit) {
@@ -27,6 +28,7 @@ struct OtherAgent {
     visit("state", self.state);
     visit("online", self.online);
     visit("answer", self.answer);
+    visit("controllers", self.controllers);
   }
 };
 

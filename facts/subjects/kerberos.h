@@ -14,6 +14,7 @@ struct KerberosConfig {
   std::vector<std::string> files;  ///< that the library was told to read
   Asked read;                      ///< failed: a file is malformed
   std::string malformed;           ///< which
+  std::string aside;               ///< where the agent has moved a malformed one that is gone
   std::string defaultRealm;
   std::string domainRealm;        ///< to which the domain's name is mapped; "" for none
   std::vector<std::string> kdcs;  ///< that the realm's section names
@@ -26,6 +27,7 @@ struct KerberosConfig {
     visit("files", self.files);
     visit("read", self.read);
     visit("malformed", self.malformed);
+    visit("aside", self.aside);
     visit("defaultRealm", self.defaultRealm);
     visit("domainRealm", self.domainRealm);
     visit("kdcs", self.kdcs);

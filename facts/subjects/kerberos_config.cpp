@@ -1,4 +1,6 @@
 // krb5.conf(5) through the library that everybody else reads it with.
+#include <unistd.h>
+
 #include <algorithm>
 #include <memory>
 
@@ -79,6 +81,11 @@ KerberosConfig readKerberosConfig(const std::string& domain) {
     if (!domain.empty()) config.domainRealm = realmOf(context.get(), domain);
     readProfile(context.get(), domain, config);
   });
+  const std::string aside = config.files.empty() ? "" : config.files.front() + ".bad";
+  if (!aside.empty() && ::access(config.files.front().c_str(), F_OK) != 0 &&
+      ::access(aside.c_str(), F_OK) == 0) {
+    config.aside = aside;
+  }
   if (!config.read.answered()) config.malformed = tolk::malformedConfigFile(config.files);
   return config;
 }

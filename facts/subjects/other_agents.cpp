@@ -3,8 +3,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <charconv>
 #include <chrono>
+#include <iterator>
 #include <optional>
 #include <sstream>
 #include <string>
@@ -54,6 +56,13 @@ std::string iniValue(const std::string& text, std::string_view section, std::str
   return {};
 }
 
+/// The words of a list: "dc1.lab.test, dc2.lab.test".
+std::vector<std::string> wordsOf(std::string list) {
+  std::ranges::replace(list, ',', ' ');
+  std::istringstream text(list);
+  return {std::istream_iterator<std::string>(text), {}};
+}
+
 /// Whether the process lives that has written its number there.
 bool runs(const std::string& pidFile) {
   const std::string text = textOf(pidFile);
@@ -95,6 +104,7 @@ std::optional<OtherAgent> askSssd() {
   if (domain.empty()) return {};
   const std::string directory = iniValue(config, "[domain/" + domain + "]", "ad_domain");
   OtherAgent agent{.name = "sssd", .domain = directory.empty() ? domain : directory};
+  agent.controllers = wordsOf(iniValue(config, "[domain/" + domain + "]", "ad_server"));
   agent.running = runs("/run/sssd.pid");
   askTool(agent, {"/usr/sbin/sssctl", "domain-status", "--online", domain},
           "Online status: Online");
