@@ -9,7 +9,11 @@ breakIt() {
   daemonStart
 }
 
-# What chronyd -q does to a clock of its own.
-remedy() { onHost host1 'echo +0 >/etc/faketimerc'; }
+# On a real host: chronyc makestep. The daemon starts anew, as libfaketime has set its timers back as well.
+remedy() {
+  onHost host1 'echo +0 >/etc/faketimerc'
+  daemonStop
+  daemonStart
+}
 
 repair() { putBack host1; }

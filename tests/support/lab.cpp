@@ -28,6 +28,10 @@ std::string joinscopeBinary() {
   return JOINSCOPE_BINARY;
 }
 
+std::string joincheckBinary() {
+  return JOINCHECK_BINARY;
+}
+
 std::string daemonBinary() {
   return JOINSCOPE_DAEMON_BINARY;
 }

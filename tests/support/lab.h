@@ -12,6 +12,9 @@ namespace joinscope::test {
 /// The path of the joinscope binary under test.
 std::string joinscopeBinary();
 
+/// The path of the joincheck binary under test.
+std::string joincheckBinary();
+
 /// The path of the daemon binary under test; `lab up` has adopted the join with it and started it.
 std::string daemonBinary();
 
