@@ -28,7 +28,7 @@ class DomainSurvey {
   void askSite(const std::string& site);
   void askCatalogs(const std::string& forest);
   void askOwnNames();
-  void addController(const std::string& name, const char* source);
+  void addController(const std::string& text, const char* source);
   void namedAgain(Controller& controller, const char* source);
   void lookUp(Controller& controller, tolk::DnsType type);
   void addEndpoint(Controller& controller, const std::string& address, const char* source);
