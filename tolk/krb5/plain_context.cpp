@@ -14,6 +14,7 @@ constexpr char kWhat[] = "Kerberos configuration";
 /// Null when none of the files is there; throws KerberosException.
 profile_t openProfile(const std::vector<std::string>& files) {
   std::vector<const char*> names;
+  names.reserve(files.size() + 1);
   for (const std::string& file : files) names.push_back(file.c_str());
   names.push_back(nullptr);
   profile_t profile = nullptr;
