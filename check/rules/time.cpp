@@ -22,16 +22,29 @@ constexpr double kNoticed = 2;    // more than what whole seconds and a slow lin
 struct Offset {
   const Controller* controller = nullptr;
   const Endpoint* endpoint = nullptr;
-  double ahead = 0;  ///< of its directory, which Kerberos goes by; else of its time service
+  double ahead = 0;
 };
+
+/// The time service measures the way there and back, the directory's answer is as old as its way
+/// was long: of an offset that this explains nothing is left.
+std::optional<double> aheadOf(const Endpoint& endpoint) {
+  if (!endpoint.ldapAhead) return endpoint.ntpAhead;
+  const facts::Port* ldap = endpoint.port("ldap", "tcp");
+  const double way = ldap == nullptr ? 0 : std::max(ldap->asked.seconds, 0.0);
+  const double least = *endpoint.ldapAhead - way;
+  if (endpoint.ntpAhead && *endpoint.ntpAhead >= least - 1 &&
+      *endpoint.ntpAhead <= *endpoint.ldapAhead + 1) {
+    return endpoint.ntpAhead;
+  }
+  return least > 0 ? least : std::min(*endpoint.ldapAhead, 0.0);
+}
 
 std::vector<Offset> offsets(const Facts& facts) {
   std::vector<Offset> found;
   for (const Controller* controller : domainControllers(facts)) {
     const Endpoint* endpoint = controller->best();
     if (endpoint == nullptr) continue;
-    const std::optional<double> ahead =
-        endpoint->ldapAhead ? endpoint->ldapAhead : endpoint->ntpAhead;
+    const std::optional<double> ahead = aheadOf(*endpoint);
     if (ahead && std::isfinite(*ahead)) found.push_back({controller, endpoint, *ahead});
   }
   return found;

@@ -17,6 +17,15 @@ namespace {
 // Whether what has come of a frame can still be, or is, the answer to a negotiate.
 enum class Verdict { unfinished, good, bad };
 
+/// The message's size by the frame's head: 24 bits, the most significant byte first (MS-SMB2 2.1).
+std::size_t announcedSize(std::string_view frame) {
+  std::size_t size = 0;
+  for (std::size_t i = 1; i < kSmbFrameHead; ++i) {
+    size = size << 8 | static_cast<unsigned char>(frame[i]);
+  }
+  return size;
+}
+
 Verdict judge(std::string_view frame) {
   constexpr std::string_view kStart("\0", 1);
   if (!frame.starts_with(kStart.substr(0, frame.size()))) return Verdict::bad;
@@ -30,7 +39,8 @@ Verdict judge(std::string_view frame) {
                       readLittle(message, 8, 4) == 0 && readLittle(message, 12, 2) == 0 &&
                       (readLittle(message, 16, 4) & kServerToClient) != 0 &&
                       readLittle(message, kSmbHeaderSize, 2) == 65;
-  return answer ? Verdict::good : Verdict::bad;
+  if (!answer) return Verdict::bad;
+  return message.size() < announcedSize(frame) ? Verdict::unfinished : Verdict::good;
 }
 
 class SmbProbe final : public TcpExchange<ProbeOutcome> {

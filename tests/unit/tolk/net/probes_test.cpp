@@ -123,7 +123,7 @@ TEST(TcpConnect, FailsWithTheReason) {
 
 // The start of a negotiate response for dialect 3.1.1, as far as it is looked at (MS-SMB2 2.2.4).
 std::string smbAnswer() {
-  return fromHex("000000f8 fe534d42 4000 0000 00000000 0000 0100 01000000 00000000") +
+  return fromHex("00000088 fe534d42 4000 0000 00000000 0000 0100 01000000 00000000") +
          std::string(40, '\0') + fromHex("4100 0100 1103 0200") + std::string(64, '\0');
 }
 
@@ -143,6 +143,7 @@ TEST(SmbProbe, OnlyAProperNegotiateAnswerIsGood) {
       {"an SMB 2 server", smbAnswer(), 0},
       {"hangs up", "", ECONNRESET},
       {"says nothing", std::nullopt, ETIME},
+      {"all but a byte", smbAnswer().substr(0, smbAnswer().size() - 1), ETIME},
       {"half of the header", smbAnswer().substr(0, 40), ETIME},
       {"an HTTP server", "HTTP/1.0 400 Bad Request\r\n\r\n", EPROTO},
       {"SMB 1", changed(4, '\xff'), EPROTO},
