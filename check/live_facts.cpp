@@ -82,7 +82,7 @@ std::string waitFor(facts::Gathering& gathering, const Options& options, Clock::
   while (Clock::now() < deadline) {
     const Clock::time_point slice = std::min(Clock::now() + kSlice, deadline);
     if (gathering.wait(slice, interrupt.descriptor())) return {};
-    if (const std::string signal = interrupt.take(); !signal.empty()) return signal;
+    if (std::string signal = interrupt.take(); !signal.empty()) return signal;
     if (Clock::now() > patience && gathering.leaveSlow()) return {};
     if (Clock::now() < deadline) line.showPending(gathering, Clock::now() - started);
   }

@@ -81,7 +81,7 @@ class ProbeRun {
 std::optional<double> clockAhead(const tolk::ADObject& rootDse,
                                  std::chrono::system_clock::time_point received);
 /// The same of the attribute's value.
-std::optional<double> clockAhead(const std::string& currentTime,
+std::optional<double> clockAhead(const std::string& text,
                                  std::chrono::system_clock::time_point received);
 
 /// The port of a row for `entry`: a known port other than 0 of the entry replaces the first row's.

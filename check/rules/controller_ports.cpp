@@ -10,7 +10,6 @@
 namespace joinscope::check {
 namespace {
 
-using facts::Asked;
 using facts::Controller;
 using facts::Endpoint;
 using facts::Facts;

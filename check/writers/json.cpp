@@ -97,6 +97,7 @@ void Object::checks(const std::vector<Finding>& findings) {
 
 std::vector<const Rule*> rulesOf(const std::vector<const Finding*>& findings) {
   std::vector<const Rule*> rules;
+  rules.reserve(findings.size());
   for (const Finding* finding : findings) rules.push_back(finding->rule);
   return rules;
 }

@@ -101,7 +101,7 @@ TEST_F(SupportTest, BundleThatEndsEarly) {
         HasSubstr("\n/tmp/hole: missing, or part of it\n/tmp/later: missing, or part of it\n"),
         HasSubstr("\n./mnt/report\nreport\nreport.tar.gz\n"));
   };
-  EXPECT_THAT(outcome("200k", run), incomplete("/mnt/report.tar.gz: No space left on device"));
+  EXPECT_THAT(outcome("400k", run), incomplete("/mnt/report.tar.gz: No space left on device"));
   // The bundle is there without the paths as soon as they are begun.
   const std::string until = "& while ! [ -s " + bundle + " ]; do sleep 0.1; done; ";
   EXPECT_THAT(outcome("9m", run + until + "kill -TERM \\$!; wait"),
