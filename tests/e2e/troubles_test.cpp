@@ -54,7 +54,7 @@ const Trouble kTroubles[] = {
     {"krb5-malformed", "krb.conf"},
     {"krb5-wrong-realm", "krb.realm"},
     {"ldap-unsigned", "ldap.signing"},
-    {"ldaps-only", "dc.ldap", kBroken, 10.1},
+    {"ldaps-only", "dc.ldap", kBroken, 12},
     {"name-too-long", "joining.name"},
     {"nsswitch-mdns", "host.nsswitch"},
     {"own-record-stale", "dns.own", kWarnings},
