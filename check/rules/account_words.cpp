@@ -162,6 +162,12 @@ std::int64_t newestVersion(const facts::Facts& facts) {
   return newest;
 }
 
+std::int64_t newestKey(const facts::Facts& facts) {
+  std::int64_t newest = 0;
+  for (const facts::Key& key : facts.keytab.keys) newest = std::max(newest, key.written);
+  return newest;
+}
+
 std::string configFile(const facts::Facts& facts) {
   const std::vector<std::string>& files = facts.kerberos.config.files;
   return files.empty() ? "/etc/krb5.conf" : files.front();

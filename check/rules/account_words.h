@@ -49,6 +49,9 @@ std::string accountName(const facts::Facts& facts);
 /// The highest version of the account's keys in the keytab; 0 without one.
 std::int64_t newestVersion(const facts::Facts& facts);
 
+/// When the newest key of the keytab was written; 0 without one.
+std::int64_t newestKey(const facts::Facts& facts);
+
 /// krb5.conf as the host reads it first.
 std::string configFile(const facts::Facts& facts);
 

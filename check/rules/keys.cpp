@@ -37,12 +37,6 @@ bool isAes(std::int64_t type) {
   return type >= kAes128 && type <= kLast;
 }
 
-std::int64_t writtenTime(const Facts& facts) {
-  std::int64_t newest = 0;
-  for (const facts::Key& key : facts.keytab.keys) newest = std::max(newest, key.written);
-  return newest;
-}
-
 std::vector<std::string> joinAgain(const Facts& facts) {
   return {"adcli join " + facts.join.domain,
           "gives account and keytab a new password. If another machine has this name (a clone), "
@@ -79,7 +73,7 @@ std::string refusalText(const Facts& facts, const ProvedKey& key) {
       others ? " Other keys of the keytab are good: this one was damaged, or made with another "
                "password."
              : " The account's password was changed after the keytab was written (" +
-                   utcText(writtenTime(facts)) + "): by a second join, a clone or a reset.";
+                   utcText(newestKey(facts)) + "): by a second join, a clone or a reset.";
   if (key.refusedAt != 0) {
     return "The KDC refused " + name + " at " + utcText(key.refusedAt) + ", and " +
            facts.keytab.path +

@@ -6,20 +6,13 @@
 #include <string>
 
 #include "check/rule.h"
+#include "check/rules/account_words.h"
 #include "tolk/base/text.h"
-#include "tolk/base/times.h"
 
 namespace joinscope::check {
 namespace {
 
 using facts::Facts;
-
-/// When the newest key of the keytab was written; 0 for no key.
-std::int64_t newestKey(const facts::Keytab& keytab) {
-  std::int64_t newest = 0;
-  for (const facts::Key& key : keytab.keys) newest = std::max(newest, key.written);
-  return newest;
-}
 
 /// Whether the password of the account, or of the keytab, was set after the one in secrets.tdb. The
 /// keytab was dated by the same clock; the directory's clock may be another by what Kerberos
@@ -42,18 +35,17 @@ Verdict judgeSecrets(const Facts& facts) {
   }
   if (join.secretsChanged == 0) return notMeant("secrets.tdb holds no machine password.");
   const std::int64_t account = facts.directory.account.passwordSet;
-  const std::int64_t keytab = newestKey(facts.keytab);
+  const std::int64_t keytab = newestKey(facts);
   if (account == 0 && keytab == 0) return unknown("There is nothing to compare secrets.tdb with.");
   if (!secretsAreBehind(join.secretsChanged, keytab, account)) return fine();
-  return broken(
-      "Samba's secrets.tdb has the machine password of " +
-          tolk::localTimeText(join.secretsChanged) + ", but " +
-          (account != 0 ? "the account's was set " + tolk::localTimeText(account)
-                        : "the keytab's newest key was written " + tolk::localTimeText(keytab)) +
-          ": winbind and smbd cannot log in, whatever the keytab holds.",
-      {"net ads join -U Administrator",
-       "From then on let one tool change the password: net ads changetrustpw, or adcli "
-       "update --add-samba-data."});
+  return broken("Samba's secrets.tdb has the machine password of " + utcText(join.secretsChanged) +
+                    ", but " +
+                    (account != 0 ? "the account's was set " + utcText(account)
+                                  : "the keytab's newest key was written " + utcText(keytab)) +
+                    ": winbind and smbd cannot log in, whatever the keytab holds.",
+                {"net ads join -U Administrator",
+                 "From then on let one tool change the password: net ads changetrustpw, or adcli "
+                 "update --add-samba-data."});
 }
 
 Verdict judgeAgent(const Facts& facts, std::string_view name, const char* restart) {

@@ -214,6 +214,15 @@ TEST_F(FaultsTest, AnAliasIsAControllerOnlyWhenItIsNamed) {
 }
 
 /// The LDAP server accepts connections and never answers: it gets nothing to answer to.
+// Whoever answers in the controller's place can say that the bind has succeeded, not seal it.
+TEST_F(FaultsTest, ABindThatNobodySealedIsNone) {
+  Lab::command({"scenario", "fault", "389/tcp", "wrong"});
+  const CommandResult auth = lab.member.joinscope({"-A", "-u", "alice", "-p", "Alice-Pass1"});
+  Lab::command({"scenario", "fault", "none"});
+  EXPECT_EQ(auth.status, 6);
+  EXPECT_THAT(auth.out, HasSubstr("ended the bind without sealing the connection"));
+}
+
 TEST_F(FaultsTest, ControllerThatIsOpenButMute) {
   const HostChange mute = filtered(lab.dc, "tcp dport { 389, 3268 } tcp flags & psh == psh drop");
   const CommandResult result = lab.member.joinscope({"--diag", "-V"}, bounded());
